@@ -1,0 +1,68 @@
+# Shared build helpers for every subsystem.
+
+# Warnings for our own targets; errors only when LX_WERROR is on (CI).
+function(lx_warnings target)
+  target_compile_options(${target} PRIVATE
+    $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wformat=2 -Wshadow -Wno-unused-parameter>)
+  if(LX_WERROR)
+    target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:C,CXX>:-Werror>)
+  endif()
+  if(LX_FUZZ)
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link,address,undefined)
+    target_link_options(${target} PRIVATE -fsanitize=address,undefined)
+  endif()
+endfunction()
+
+# A GoogleTest executable registered with ctest.
+#   lx_add_gtest(NAME name SOURCES ... LIBS ... [LABELS ...] [RESOURCE_LOCK lock] [ENV k=v ...])
+function(lx_add_gtest)
+  cmake_parse_arguments(T "" "NAME;RESOURCE_LOCK;TIMEOUT" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
+  if(NOT LX_BUILD_TESTS)
+    return()
+  endif()
+  add_executable(${T_NAME} ${T_SOURCES})
+  target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} GTest::gtest GTest::gtest_main)
+  lx_warnings(${T_NAME})
+  set(props "")
+  if(T_LABELS)
+    list(APPEND props LABELS "${T_LABELS}")
+  endif()
+  if(T_RESOURCE_LOCK)
+    list(APPEND props RESOURCE_LOCK "${T_RESOURCE_LOCK}")
+  endif()
+  if(T_ENV)
+    list(APPEND props ENVIRONMENT "${T_ENV}")
+  endif()
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 300)
+  endif()
+  list(APPEND props TIMEOUT ${T_TIMEOUT})
+  gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60 PROPERTIES ${props})
+endfunction()
+
+# Install a library with its public header and a pkg-config file.
+#   lx_install_library(target HEADER lumarix/x.h DESCRIPTION "..." [REQUIRES "pc names"])
+function(lx_install_library target)
+  cmake_parse_arguments(L "" "HEADER;DESCRIPTION;REQUIRES;LIBS_PRIVATE" "" ${ARGN})
+  install(TARGETS ${target}
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+          ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+          RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  if(L_HEADER)
+    install(FILES ${PROJECT_SOURCE_DIR}/include/${L_HEADER}
+            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lumarix)
+  endif()
+  get_target_property(outname ${target} OUTPUT_NAME)
+  if(NOT outname)
+    set(outname ${target})
+  endif()
+  set(PC_NAME ${target})
+  set(PC_LIBNAME ${outname})
+  set(PC_DESCRIPTION "${L_DESCRIPTION}")
+  set(PC_REQUIRES "${L_REQUIRES}")
+  set(PC_LIBS_PRIVATE "${L_LIBS_PRIVATE}")
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in
+                 ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
