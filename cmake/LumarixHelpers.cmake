@@ -66,3 +66,27 @@ function(lx_install_library target)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()
+
+# A libFuzzer target. With LX_FUZZ it links libFuzzer (clang); otherwise it is built with a small
+# replay driver and ctest runs it over the checked-in seed corpus, so the target always compiles
+# and every seed stays a regression test.
+#   lx_add_fuzzer(NAME name SOURCES ... LIBS ... CORPUS dir)
+function(lx_add_fuzzer)
+  cmake_parse_arguments(F "" "NAME;CORPUS" "SOURCES;LIBS" ${ARGN})
+  if(LX_FUZZ)
+    add_executable(${F_NAME} ${F_SOURCES})
+    target_compile_options(${F_NAME} PRIVATE -fsanitize=fuzzer,address,undefined)
+    target_link_options(${F_NAME} PRIVATE -fsanitize=fuzzer,address,undefined)
+  else()
+    if(NOT LX_BUILD_TESTS)
+      return()
+    endif()
+    add_executable(${F_NAME} ${F_SOURCES} ${PROJECT_SOURCE_DIR}/cmake/fuzz_replay_main.cpp)
+    if(F_CORPUS)
+      add_test(NAME ${F_NAME}.replay COMMAND ${F_NAME} ${F_CORPUS})
+      set_tests_properties(${F_NAME}.replay PROPERTIES TIMEOUT 300 LABELS fuzz)
+    endif()
+  endif()
+  target_link_libraries(${F_NAME} PRIVATE ${F_LIBS})
+  lx_warnings(${F_NAME})
+endfunction()
