@@ -1,0 +1,38 @@
+// Setting a value in this process and, with an attached arena, in the whole running suite.
+#include "lumarix/settings.h"
+#include "lumarix/shm.h"
+#include "setting_list.h"
+
+#include <cstring>
+
+namespace {
+
+using namespace lumarix::settings;
+
+void setSetting(const char *name, const char *text)
+{
+    settingCache().disable(name);
+    settingCache().append(name, text);
+    if (name[0] != '\0' && name[0] != '^')
+        userSettingsList().assign(name, text);
+    if (!IW_arena_ptr)
+        return;
+    if (void *old = IWRtNamedSHMAdd(name))
+        IWFreeNamedSHM(old);
+    const size_t bytes = std::strlen(text) + 1;
+    if (void *block = IWAlcNamedSHM(1, bytes, name))
+        std::memcpy(block, text, bytes);
+}
+
+}  // namespace
+
+extern "C" int SetSetting(const char *name, const char *text)
+{
+    if (!name)
+        return 1;
+    try {
+        setSetting(name, text ? text : "");
+    } catch (...) {
+    }
+    return 1;
+}
