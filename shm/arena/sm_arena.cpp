@@ -1,0 +1,192 @@
+// Arena control: creating, attaching, detaching and removing the user's arena.
+#include "sm_internal.h"
+
+#include "lumarix/shm.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <sys/shm.h>
+#include <unistd.h>
+
+using namespace lx::sm;
+
+namespace {
+
+void *segmentStart(const SMArena *arena)
+{
+    return reinterpret_cast<void *>(static_cast<uintptr_t>(arena->word[0]));
+}
+
+void setSegmentStart(SMArena *arena, const void *start)
+{
+    arena->word[0] = reinterpret_cast<uintptr_t>(start);
+}
+
+bool callerIsCreator()
+{
+    return state().creator_pid == getpid();
+}
+
+void removeControlSegment(const char *operation)
+{
+    const State &s = state();
+    if (s.control_id != -1 && shmctl(s.control_id, IPC_RMID, nullptr) != 0)
+        std::fprintf(stderr, "%s: Error removing control shared memory: %s", operation, std::strerror(errno));
+}
+
+// Step 4 of creation: the path, size, creator and sync byte in the control block.
+void fillControlBlock(const char *path, uint64_t size)
+{
+    State &s = state();
+    ControlBlock *block = s.control;
+    if (path != nullptr) {
+        // A path of 4096 bytes or more is cut and left without a terminator.
+        const size_t length = std::min(std::strlen(path), sizeof block->path);
+        std::memcpy(block->path, path, length);
+        if (length < sizeof block->path)
+            block->path[length] = '\0';
+    } else {
+        block->path[0] = '\0';
+    }
+    block->size = size;
+    block->creator_pid = getpid();
+    block->sync = 1;
+    s.creator_pid = block->creator_pid;
+    s.arena_path.assign(block->path, strnlen(block->path, sizeof block->path));
+}
+
+} // namespace
+
+extern "C" {
+
+void SMSetTrace(int on)
+{
+    state().trace = on ? 1 : 0;
+}
+
+int SMCreateArena(SMArena *arena, uint64_t size, const char *path)
+{
+    try {
+        trace("SMCreateArena");
+        State &s = state();
+        if (controlHeld()) {
+            setSegmentStart(arena, nullptr);
+            return 1;
+        }
+        removeIdFile();
+        if (smAllocateControl() != 0) {
+            setSegmentStart(arena, nullptr);
+            return s.last_error;
+        }
+        smWriteCtlId();
+        if (smAttachControl(true) != 0) {
+            // The id file could not be written or read back: nobody could find this arena.
+            const unsigned char error = s.last_error == kOk ? static_cast<unsigned char>(kIdFileUnusable) : s.last_error;
+            shmctl(s.control_id, IPC_RMID, nullptr);
+            s.control_id = -1;
+            setSegmentStart(arena, nullptr);
+            s.last_error = error;
+            return error;
+        }
+        fillControlBlock(path, size);
+
+        // The path argument of the segment keeper is the copy in the control block, which a
+        // cut path leaves unterminated.
+        std::string keeper_path(s.control->path, strnlen(s.control->path, sizeof s.control->path));
+        errno = 0;
+        void *start = SG_create(keeper_path.c_str(), size);
+        s.control->start = reinterpret_cast<uintptr_t>(start);
+        setSegmentStart(arena, start);
+        if (start == nullptr || errno != 0)
+            std::perror("SMCreateArena() -- mm_create()");
+        return 0;
+    } catch (...) {
+        setSegmentStart(arena, nullptr);
+        state().last_error = kShmCallFailed;
+        return kShmCallFailed;
+    }
+}
+
+int SMAttachToArena(SMArena *arena)
+{
+    try {
+        trace("SMAttachToArena");
+        State &s = state();
+        arena->word[0] = 0;
+        arena->word[2] = 0;
+        s.control = reinterpret_cast<ControlBlock *>(~uintptr_t{0});
+        s.mapped = false;
+        s.control_id = -1;
+        if (smAttachControl(false) != 0) {
+            errno = 0;
+            return 3;
+        }
+        std::string path(s.control->path, strnlen(s.control->path, sizeof s.control->path));
+        const uint64_t size = s.control->size;
+        errno = 0;
+        void *start = SG_attach(path.c_str(), size);
+        setSegmentStart(arena, start);
+        if (start == nullptr) {
+            if (errno == EINVAL || errno == EEXIST || errno == ENOENT)
+                errno = 0;
+            return 3;
+        }
+        return 0;
+    } catch (...) {
+        return 3;
+    }
+}
+
+int SMDetachFromArena(SMArena *arena)
+{
+    trace("SMDetachFromArena");
+    State &s = state();
+    s.last_error = kOk;
+    if (controlHeld() && s.mapped) {
+        shmdt(s.control);
+        s.mapped = false;
+    }
+    if (arena != nullptr && segmentStart(arena) != nullptr)
+        SG_detach(segmentStart(arena));
+    return s.last_error;
+}
+
+int SMDestroyArena(SMArena *arena)
+{
+    trace("SMDestroyArena");
+    State &s = state();
+    s.last_error = kOk;
+    if (arena == nullptr || segmentStart(arena) == nullptr || !controlHeld())
+        return s.last_error;
+    if (!callerIsCreator()) {
+        s.last_error = kNotCreator;
+        return s.last_error;
+    }
+    SG_destroy(segmentStart(arena));
+    removeControlSegment("SMDestroyArena");
+    return s.last_error;
+}
+
+void SMExit(SMArena *arena, int remove_file)
+{
+    try {
+        trace("SMExit");
+        State &s = state();
+        s.last_error = kOk;
+        if (controlHeld() && !callerIsCreator()) {
+            s.last_error = kNotCreator;
+            return;
+        }
+        if (arena != nullptr)
+            SMDestroyArena(arena);
+        if (controlHeld() && remove_file && !s.arena_path.empty())
+            unlink(s.arena_path.c_str());
+        removeControlSegment("SMExit");
+        removeIdFile();
+    } catch (...) {
+    }
+}
+
+} // extern "C"
