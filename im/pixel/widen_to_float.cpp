@@ -1,0 +1,80 @@
+// Widening a section in place to 32-bit floats.
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "pixel_convert.h"
+
+namespace lx::im::pixel {
+namespace {
+
+// Pixels converted per step. A step's input and output never overlap once the step starts far
+// enough from the buffer's start (at least kStep * in / (4 - in) pixels in); the steps below that,
+// and every step of a same-width mode, first copy their input aside.
+constexpr std::size_t kStep = 4096;
+
+template <class In>
+void widen_step(const In* __restrict in, float* __restrict out, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) out[i] = static_cast<float>(in[i]);
+}
+
+template <class In>
+void widen_backward(void* section, std::size_t pixels) {
+  auto* bytes = static_cast<unsigned char*>(section);
+  alignas(64) In copy[kStep];
+  std::size_t end = pixels;
+  while (end > 0) {
+    const std::size_t start = end > kStep ? end - kStep : 0;
+    const std::size_t n = end - start;
+    const std::size_t in_offset = start * sizeof(In);
+    const std::size_t out_offset = start * sizeof(float);
+    auto* out = reinterpret_cast<float*>(bytes + out_offset);
+    if (out_offset >= in_offset + n * sizeof(In)) {
+      widen_step(reinterpret_cast<const In*>(bytes + in_offset), out, n);
+    } else {
+      std::memcpy(copy, bytes + in_offset, n * sizeof(In));
+      widen_step(copy, out, n);
+    }
+    end = start;
+  }
+}
+
+void magnitude(const float* __restrict complex_source, float* __restrict out, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const double re = complex_source[2 * i];
+    const double im = complex_source[2 * i + 1];
+    out[i] = static_cast<float>(std::sqrt(re * re + im * im));
+  }
+}
+
+}  // namespace
+
+int widen_to_float(int mode, void* section, std::size_t pixels, const float* complex_source) {
+  switch (mode) {
+    case kModeByte:
+      widen_backward<std::uint8_t>(section, pixels);
+      return kStatusOk;
+    case kModeInt16:
+      widen_backward<std::int16_t>(section, pixels);
+      return kStatusOk;
+    case kModeUInt16:
+      widen_backward<std::uint16_t>(section, pixels);
+      return kStatusOk;
+    case kModeInt32:
+      widen_backward<std::int32_t>(section, pixels);
+      return kStatusOk;
+    case kModeFloat:
+    case kModeDouble:
+      return kStatusOk;
+    case kModeComplexFloat:
+      if (complex_source == nullptr) return kStatusInvalidMode;
+      magnitude(complex_source, static_cast<float*>(section), pixels);
+      return kStatusOk;
+    case kModeComplexInt16:
+      return kStatusComplex16;
+    default:
+      return kStatusInvalidMode;
+  }
+}
+
+}  // namespace lx::im::pixel
