@@ -10,6 +10,19 @@
  *
  * Caveats:
  *   (filled in by the layers below)
+ *   - Same address everywhere: heap pointers are plain addresses, so every process must map the
+ *     segment where its creator did; set LX_SHMSTADDR alike in all of them. An address that is
+ *     already taken makes create or attach fail (message, null) in both modes: a file is never
+ *     mapped anywhere else. An attach that lands elsewhere (LX_SHMSTADDR unset) says so and its
+ *     process gets null from every allocation rather than memory outside its mapping.
+ *   - fork: the child inherits the mapping and this process's segment state; parent and child
+ *     then share one unlocked heap, and a child's SG_destroy removes the parent's segment too.
+ *   - A process that dies inside a heap call (or while another holds the heap for it) may leave
+ *     the heap half changed; SG_heap_check finds such damage, nothing repairs it.
+ *   - The segment is the allowance + 4,823,616 bytes, rounded up to whole pages: more than
+ *     header word 0 (allowance + 2216) says. The break never moves down, so the heap keeps its
+ *     highest size until the segment is removed. A System V segment whose id is 0 is never
+ *     removed by SG_destroy.
  *   - Names: the id file is "/tmp/$USER.api_shmid" and the semaphore "/IWConfigSem_$LOGNAME";
  *     with USER or LOGNAME unset, the login name of the real user id (getpwuid) is used instead.
  *   - /tmp is shared with other users: the id file is trusted only when it is a regular file of
@@ -36,17 +49,62 @@ extern "C" {
 /* ---- Segment keeper ------------------------------------------------------------------ */
 /* SG-SECTION-BEGIN (owned by the segment keeper) */
 
+/* One segment per process: a System V segment, or a file mapped shared. It starts with five
+ * 64-bit header words (mapped bytes = allowance + 2216, allowance, 2216, 40, info offset); the
+ * heap state lies at start + 1600 and the first break at start + 4,823,616. The segment is made
+ * long enough that the whole allowance past the first break lies inside it. */
+
+extern int giShmId;   /* System V id of the data segment; -1 when unknown */
+extern void *GBLdl_p; /* this process's heap state (start + 1600); null when nothing is mapped */
+
+/* System V key for the user: (1000 * uid + project) mod 2^32, the factor lowered until the key
+ * is below 2^31. path is not used. */
 key_t SG_key(const char *path, char project);
+/* Makes the segment (file mode when path is non-empty; the file is created or reused and set to
+ * the segment's length) for a heap of size bytes, at LX_SHMSTADDR when set, and initialises the
+ * heap. Returns the segment start, or null after a message on failure. */
 void *SG_create(const char *path, uint64_t size);
+/* Maps an existing segment (size as given to SG_create) at LX_SHMSTADDR. Returns the start, or
+ * null after a message. When its heap was laid out at another address or for a larger size than
+ * this mapping holds, a message says so and every allocation in this process returns null. */
 void *SG_attach(const char *path, uint64_t size);
+/* Unmaps the segment from this process. */
 void SG_detach(void *start);
+/* Removes the System V segment (it lives on until the last detach) or unlinks the file. It
+ * neither detaches nor unmaps. start is not used. */
 void SG_destroy(void *start);
+/* Moves the break up by increment rounded up to 8 bytes and returns the previous break; 0 returns
+ * the break unchanged. Returns (void *)-1, all bits set, when the allowance would be exceeded,
+ * for a negative increment, one of 2^32 - 8 bytes or more, or when no heap is usable. */
 void *SHMsbrk(int64_t increment);
+/* The heap's allocation calls; arena is not used. Each returns null when the allowance is used
+ * up, for a request over 2^62 bytes, or without a usable heap. Blocks are 16-byte aligned. */
 void *SG_malloc(void *arena, uint64_t bytes);
+/* count * size bytes, zeroed; null also for a negative count or a product over 2^62. */
 void *SG_calloc(void *arena, int count, uint64_t size);
+/* Resizes block (null: allocates), keeping its contents; null on failure leaves block as it was. */
 void *SG_realloc(void *arena, void *block, uint64_t bytes);
+/* block null: SG_calloc; else SG_realloc to count * size bytes (added bytes are not zeroed). */
 void *SG_reCalloc(void *arena, void *block, int count, uint64_t size);
+/* Frees block (null: nothing). A pointer the heap did not hand out, or freed twice, is refused
+ * with a message. */
 void SG_free(void *arena, void *block);
+/* Bytes usable in an allocated block (at least what was asked for); 0 for anything else. */
+uint64_t SG_malloc_usable_size(void *block);
+/* Prints "max system bytes", "system bytes" and "in use bytes" (as %10u) to standard error. */
+void SG_malloc_stats(void);
+
+typedef struct SGHeapStats {
+    uint64_t max_system_bytes; /* the most the heap ever took from the break */
+    uint64_t system_bytes;     /* bytes the heap took from the break */
+    uint64_t in_use_bytes;     /* bytes in allocated blocks, their boundary tags included */
+} SGHeapStats;
+/* Fills *out with the heap's statistics in full. Returns 1, or 0 without a usable heap. */
+int SG_heap_stats(SGHeapStats *out);
+/* Walks every chunk and bin of the heap: sizes chain up to the top, no two free chunks touch,
+ * every free chunk is in the bin for its size, the statistics agree. Returns 1 when consistent,
+ * else 0 with the first fault found written (terminated, cut to reason_size) into reason. */
+int SG_heap_check(char *reason, size_t reason_size);
 
 /* SG-SECTION-END */
 

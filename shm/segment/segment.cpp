@@ -1,0 +1,355 @@
+// Creating, attaching, detaching and removing the shared segment, as a System V segment or as a
+// shared mapping of a file, at the address LX_SHMSTADDR names.
+#include <lumarix/shm.h>
+
+#include <fcntl.h>
+#include <sys/ipc.h>
+#include <sys/mman.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "heap.h"
+#include "process_state.h"
+#include "segment_layout.h"
+
+extern "C" {
+int giShmId = -1;
+void *GBLdl_p = nullptr;
+}
+
+namespace lx::seg {
+namespace {
+
+constexpr char kProjectChar = 'N';
+
+struct Environment {
+    void *arena_addr = nullptr;
+    const char *home = nullptr;
+};
+
+Environment read_environment(const char *caller) {
+    Environment env;
+    if (std::getenv("DEBUG_SG") != nullptr) process().debug = true;
+    if (const char *text = std::getenv("LX_SHMSTADDR")) {
+        char *end = nullptr;
+        errno = 0;
+        long value = std::strtol(text, &end, 16);
+        if (errno == ERANGE || end == text || *end != '\0')
+            std::fprintf(stderr, "%s: LX_SHMSTADDR \"%s\" is not a hexadecimal address; using %#lx\n", caller,
+                         text, static_cast<unsigned long>(value));
+        env.arena_addr = reinterpret_cast<void *>(value);
+    }
+    env.home = std::getenv("HOME");
+    return env;
+}
+
+uint64_t page_size() { return static_cast<uint64_t>(sysconf(_SC_PAGESIZE)); }
+
+bool is_file_mode(const char *path) { return path != nullptr && path[0] != '\0'; }
+
+// Maps the file shared; at the requested address exactly when one is given, so that every
+// process sees the segment at the same place or fails.
+void *map_file(int fd, uint64_t length, void *addr) {
+    int flags = MAP_SHARED;
+    if (addr != nullptr) flags |= MAP_FIXED_NOREPLACE;
+    void *p = mmap(addr, length, PROT_READ | PROT_WRITE, flags, fd, 0);
+    if (p == MAP_FAILED) return nullptr;
+    if (addr != nullptr && p != addr) {  // a kernel that took the address as a hint only
+        munmap(p, length);
+        errno = EEXIST;
+        return nullptr;
+    }
+    return p;
+}
+
+void print_shmat_failure(const char *caller, int err, void *addr) {
+    std::printf("%s:  shmat failed: errno %d %s\n", caller, err, std::strerror(err));
+    std::printf("            giShmId = %d, arena_addr = %p, SHM_RND\n", giShmId, addr);
+    std::printf("Check environment variable LX_SHMSTADDR.  You may need to set it or\n");
+    std::printf("increase the setting to a higher address.\n");
+}
+
+void remember_mapping(char *start, uint64_t length, const char *path) {
+    ProcessState &ps = process();
+    ps.map_begin = start;
+    ps.map_end = start + length;
+    GBLdl_p = start + kHeapStateOffset;
+    if (path != nullptr) {
+        ps.file_mode = true;
+        ps.file_name = path;
+        ps.has_file_name = true;
+    }
+}
+
+// After an attach: the heap may be used here only if it was laid out for this very mapping.
+void judge_heap(const char *caller) {
+    ProcessState &ps = process();
+    auto *st = static_cast<heap::State *>(GBLdl_p);
+    char *first_break = ps.map_begin + kFirstBreakOffset;
+    ps.heap_usable = false;
+    if (st->magic != heap::kStateMagic) {
+        std::fprintf(stderr, "%s: the segment at %p holds no heap; allocation is refused\n", caller,
+                     static_cast<void *>(ps.map_begin));
+        return;
+    }
+    char *brk = st->curSHMbrk;
+    uint64_t room = static_cast<uint64_t>(ps.map_end - first_break);
+    if (brk < first_break || static_cast<uint64_t>(brk - first_break) != st->used || st->used > st->limit ||
+        st->limit > room) {
+        std::fprintf(stderr,
+                     "%s: the heap in the segment at %p was laid out for another address or size "
+                     "(break %p); allocation is refused. Use the same LX_SHMSTADDR and size in every "
+                     "process\n",
+                     caller, static_cast<void *>(ps.map_begin), static_cast<void *>(brk));
+        return;
+    }
+    ps.heap_usable = true;
+}
+
+// Opens (and when creating, makes) the file; a file made here is removed again if a later step
+// fails, so a failed create leaves nothing behind.
+struct OpenedFile {
+    int fd = -1;
+    bool created = false;
+};
+
+OpenedFile open_file(const char *path, bool create) {
+    OpenedFile f;
+    if (create) {
+        f.fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (f.fd >= 0) {
+            f.created = true;
+            return f;
+        }
+        if (errno != EEXIST) return f;
+        f.fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+        return f;
+    }
+    f.fd = open(path, O_RDWR | O_CLOEXEC);
+    return f;
+}
+
+void *fail_file(const OpenedFile &f, const char *path) {
+    int err = errno;
+    close(f.fd);
+    if (f.created) unlink(path);
+    errno = err;
+    return nullptr;
+}
+
+void *create_file_segment(const char *path, uint64_t length, const Environment &env) {
+    if (process().debug)
+        std::printf("SG_create: Opening file %s as mmap region of %ld bytes\n", path, static_cast<long>(length));
+    OpenedFile f = open_file(path, true);
+    if (f.fd < 0) {
+        std::printf("Couldn't open file for mmap: %s\n", std::strerror(errno));
+        return nullptr;
+    }
+    if (ftruncate(f.fd, static_cast<off_t>(length)) != 0) {
+        std::fprintf(stderr, "SG_create: cannot set the length of %s to %" PRIu64 " bytes: %s\n", path, length,
+                     std::strerror(errno));
+        return fail_file(f, path);
+    }
+    void *start = map_file(f.fd, length, env.arena_addr);
+    if (start == nullptr) {
+        std::fprintf(stderr, "SG_create: cannot map %s (%" PRIu64 " bytes) at %p: %s\n", path, length,
+                     env.arena_addr, std::strerror(errno));
+        return fail_file(f, path);
+    }
+    close(f.fd);
+    return start;
+}
+
+void *create_system_segment(uint64_t length, const Environment &env) {
+    bool debug = process().debug;
+    if (debug) std::printf("SG_create: Creating shared memory of %ld bytes\n", static_cast<long>(length));
+    key_t key = SG_key(env.home, kProjectChar);
+    if (debug) std::printf("SG_create: Key is 0x%x\n", static_cast<unsigned>(key));
+    giShmId = shmget(key, length, IPC_CREAT | 0600);
+    if (giShmId < 0) {
+        int err = errno;
+        std::printf("shmget failed: errno %d %s\n", err, std::strerror(err));
+        return nullptr;
+    }
+    void *start = shmat(giShmId, env.arena_addr, SHM_RND);
+    if (start == reinterpret_cast<void *>(-1)) {
+        print_shmat_failure("SG_create", errno, env.arena_addr);
+        return nullptr;
+    }
+    return start;
+}
+
+}  // namespace
+
+ProcessState &process() {
+    static ProcessState state;
+    return state;
+}
+
+heap::State *usable_heap() {
+    return process().heap_usable ? static_cast<heap::State *>(GBLdl_p) : nullptr;
+}
+
+uint64_t mapping_length(uint64_t allowance) {
+    if (allowance > kMaxAllowance) return 0;
+    return page_round(kFirstBreakOffset + allowance, page_size());
+}
+
+}  // namespace lx::seg
+
+using namespace lx::seg;
+
+extern "C" key_t SG_key(const char *path, char project) {
+    (void)path;
+    auto uid = static_cast<uint32_t>(getuid());
+    auto c = static_cast<uint32_t>(static_cast<int>(project));
+    uint32_t m = 1000;
+    uint32_t key = m * uid + c;
+    while (key >= 0x80000000u && m > 0) {
+        --m;
+        key = m * uid + c;
+    }
+    return static_cast<key_t>(key);
+}
+
+extern "C" void *SG_create(const char *path, uint64_t size) {
+    try {
+        Environment env = read_environment("SG_create");
+        uint64_t length = mapping_length(size);
+        if (length == 0) {
+            std::fprintf(stderr, "SG_create: a heap of %" PRIu64 " bytes is larger than this system can map\n",
+                         size);
+            return nullptr;
+        }
+        bool file = is_file_mode(path);
+        void *start = file ? create_file_segment(path, length, env) : create_system_segment(length, env);
+        if (start == nullptr) return nullptr;
+
+        auto *header = static_cast<SegmentHeader *>(start);
+        header->mapped_words = size + kPrefixSize;
+        header->allowance = size;
+        header->prefix = kPrefixSize;
+        header->header_size = kHeaderSize;
+        remember_mapping(static_cast<char *>(start), length, file ? path : nullptr);
+        auto *st = static_cast<lx::heap::State *>(GBLdl_p);
+        lx::heap::init(st, static_cast<char *>(GBLdl_p) + kBreakFromState, size);
+        process().heap_usable = true;
+        if (process().debug)
+            std::fprintf(stderr, "SG_create: GBLdl_p %p,  cuSHMbrk %p\n", GBLdl_p, static_cast<void *>(st->curSHMbrk));
+        return start;
+    } catch (...) {
+        std::fprintf(stderr, "SG_create: out of memory\n");
+        return nullptr;
+    }
+}
+
+extern "C" void *SG_attach(const char *path, uint64_t size) {
+    try {
+        Environment env = read_environment("SG_attach");
+        uint64_t length = mapping_length(size);
+        if (length == 0) {
+            std::fprintf(stderr, "SG_attach: a heap of %" PRIu64 " bytes is larger than this system can map\n",
+                         size);
+            return nullptr;
+        }
+        bool debug = process().debug;
+        void *start = nullptr;
+        if (is_file_mode(path)) {
+            if (debug)
+                std::printf("SG_attach: Attaching to file %s as mmap region of %ld bytes\n", path,
+                            static_cast<long>(length));
+            OpenedFile f = open_file(path, false);
+            if (f.fd < 0) {
+                std::printf("Couldn't open file for mmap: %s\n", std::strerror(errno));
+                return nullptr;
+            }
+            struct stat sb {};
+            if (fstat(f.fd, &sb) != 0 || static_cast<uint64_t>(sb.st_size) < length) {
+                std::fprintf(stderr, "SG_attach: %s holds %lld bytes, fewer than the %" PRIu64 " a heap of %" PRIu64
+                             " bytes needs\n", path, static_cast<long long>(sb.st_size), length, size);
+                close(f.fd);
+                return nullptr;
+            }
+            start = map_file(f.fd, length, env.arena_addr);
+            if (start == nullptr) {
+                std::fprintf(stderr, "SG_attach: cannot map %s (%" PRIu64 " bytes) at %p: %s\n", path, length,
+                             env.arena_addr, std::strerror(errno));
+                close(f.fd);
+                return nullptr;
+            }
+            close(f.fd);
+        } else {
+            if (debug)
+                std::printf("SG_attach: Attaching shared memory region of %ld bytes\n", static_cast<long>(length));
+            key_t key = SG_key(env.home, kProjectChar);
+            if (debug) std::printf("SG_attach: Key is 0x%x\n", static_cast<unsigned>(key));
+            giShmId = shmget(key, length, 0600);
+            if (giShmId < 0) {
+                int err = errno;
+                std::printf("shmget failed: errno %d %s\n", err, std::strerror(err));
+                return nullptr;
+            }
+            start = shmat(giShmId, env.arena_addr, SHM_RND);
+            if (start == reinterpret_cast<void *>(-1)) {
+                print_shmat_failure("SG_attach", errno, env.arena_addr);
+                return nullptr;
+            }
+            // shmat maps the whole segment, which may be longer than this caller asked for.
+            struct shmid_ds ds {};
+            if (shmctl(giShmId, IPC_STAT, &ds) == 0 && ds.shm_segsz > length) length = ds.shm_segsz;
+        }
+        remember_mapping(static_cast<char *>(start), length, is_file_mode(path) ? path : nullptr);
+        judge_heap("SG_attach");
+        return start;
+    } catch (...) {
+        std::fprintf(stderr, "SG_attach: out of memory\n");
+        return nullptr;
+    }
+}
+
+extern "C" void SG_detach(void *start) {
+    ProcessState &ps = process();
+    if (start == nullptr) return;
+    bool ours = static_cast<char *>(start) == ps.map_begin;
+    if (ps.file_mode) {
+        if (!ours) {
+            std::fprintf(stderr, "SG_detach: %p is not the start of the mapped segment\n", start);
+            return;
+        }
+        munmap(start, static_cast<size_t>(ps.map_end - ps.map_begin));
+    } else {
+        shmdt(start);
+    }
+    if (ours) {
+        ps.map_begin = ps.map_end = nullptr;
+        ps.heap_usable = false;
+        GBLdl_p = nullptr;
+    }
+}
+
+extern "C" void SG_destroy(void *start) {
+    (void)start;
+    ProcessState &ps = process();
+    if (!ps.file_mode) {
+        if (giShmId < 0) {
+            giShmId = shmget(SG_key(std::getenv("HOME"), kProjectChar), 100, 0600);
+            if (giShmId < 0) std::fprintf(stderr, "Attempt to get shared memory ID failed.\nError %s", std::strerror(errno));
+        }
+        // An id of 0 is never removed.
+        if (giShmId > 0 && shmctl(giShmId, IPC_RMID, nullptr) != 0)
+            std::fprintf(stderr, "SG_destroy: shmctl failed with message:\n%s", std::strerror(errno));
+        giShmId = -1;
+    } else if (ps.has_file_name) {
+        unlink(ps.file_name.c_str());
+        ps.file_name.clear();
+        ps.file_name.shrink_to_fit();
+        ps.has_file_name = false;
+    }
+}
