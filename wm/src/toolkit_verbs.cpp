@@ -1,0 +1,70 @@
+#include "toolkit_verbs.h"
+
+#include <Xm/MessageB.h>
+#include <Xm/SelectioB.h>
+
+namespace lx::wm {
+
+CompoundString MakeCompoundString(const char *text) {
+    return CompoundString(XmStringCreateLtoR(const_cast<char *>(text ? text : ""),
+                                             const_cast<char *>(XmFONTLIST_DEFAULT_TAG)));
+}
+
+std::optional<std::string> TextOfCompoundString(XmString text) {
+    if (text == nullptr) {
+        return std::nullopt;
+    }
+    char *plain = nullptr;
+    if (!XmStringGetLtoR(text, const_cast<char *>(XmFONTLIST_DEFAULT_TAG), &plain) ||
+        plain == nullptr) {
+        return std::nullopt;
+    }
+    std::string result(plain);
+    XtFree(plain);
+    return result;
+}
+
+void RemoveMessageBoxButton(Widget box, unsigned char which) {
+    if (Widget child = XmMessageBoxGetChild(box, which)) {
+        XtUnmanageChild(child);
+    }
+}
+
+void RemoveSelectionBoxButton(Widget box, unsigned char which) {
+    if (Widget child = XmSelectionBoxGetChild(box, which)) {
+        XtUnmanageChild(child);
+    }
+}
+
+void DestroyDialog(Widget dialog) {
+    if (dialog == nullptr) {
+        return;
+    }
+    XtUnmanageChild(dialog);
+    XtDestroyWidget(dialog);
+}
+
+void ShowPopupShell(Widget shell) {
+    XtPopup(shell, XtGrabNone);
+}
+
+void HidePopupShell(Widget shell) {
+    XtPopdown(shell);  // a no-op for a shell that is not up
+}
+
+void StopTimer(XtIntervalId &id) {
+    if (id != 0) {
+        XtIntervalId pending = id;
+        id = 0;
+        XtRemoveTimeOut(pending);
+    }
+}
+
+Widget NearestWmShell(Widget w) {
+    while (w != nullptr && !XtIsWMShell(w)) {
+        w = XtParent(w);
+    }
+    return w;
+}
+
+}  // namespace lx::wm

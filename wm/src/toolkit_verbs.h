@@ -1,0 +1,62 @@
+// Small helpers, each hiding one quirk of Motif or Xt behind a verb.
+#pragma once
+
+#include <X11/Intrinsic.h>
+#include <Xm/Xm.h>
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace lx::wm {
+
+// Xt calls our callbacks from C frames that cannot unwind: an exception escaping one would
+// terminate the program, so every callback body runs inside this guard.
+template <class Body>
+void GuardCallback(const char *where, Body &&body) noexcept {
+    try {
+        body();
+    } catch (const std::exception &e) {
+        std::fprintf(stderr, "%s: %s\n", where, e.what());
+    } catch (...) {
+        std::fprintf(stderr, "%s: unexpected failure\n", where);
+    }
+}
+
+struct CompoundStringFree {
+    void operator()(XmString s) const noexcept { XmStringFree(s); }
+};
+using CompoundString = std::unique_ptr<std::remove_pointer_t<XmString>, CompoundStringFree>;
+
+// Motif keeps a copy of every compound string handed to a resource, so ours is freed at once;
+// the LtoR form is used because it is the one that turns "\n" into line breaks.
+CompoundString MakeCompoundString(const char *text);
+
+// The plain text of a compound string; nothing when Motif cannot convert it.
+std::optional<std::string> TextOfCompoundString(XmString text);
+
+// Message and selection boxes always create their standard buttons; the only way to remove
+// one is to unmanage it.
+void RemoveMessageBoxButton(Widget box, unsigned char which);
+void RemoveSelectionBoxButton(Widget box, unsigned char which);
+
+// Unmanages before destroying so that the dialog shell is popped down first and the window
+// disappears at once rather than at the end of the destroy phase.
+void DestroyDialog(Widget dialog);
+
+// Popup shells are not managed by their parent; popping them up and down is how Xt maps and
+// unmaps them reliably, so "managing" the tooltip is done this way.
+void ShowPopupShell(Widget shell);
+void HidePopupShell(Widget shell);
+
+// Removes a pending toolkit timer and forgets its id (0 means none).
+void StopTimer(XtIntervalId &id);
+
+// The nearest ancestor (or the widget itself) that talks to the window manager.
+Widget NearestWmShell(Widget w);
+
+// Xt's varargs setters take every value as an XtArgVal; this names the conversion for ints.
+inline XtArgVal AsArg(long value) { return static_cast<XtArgVal>(value); }
+
+}  // namespace lx::wm
