@@ -81,10 +81,11 @@ int SMCreateArena(SMArena *arena, uint64_t size, const char *path)
             return s.last_error;
         }
         smWriteCtlId();
+        const int made = s.control_id;
         if (smAttachControl(true) != 0) {
             // The id file could not be written or read back: nobody could find this arena.
             const unsigned char error = s.last_error == kOk ? static_cast<unsigned char>(kIdFileUnusable) : s.last_error;
-            shmctl(s.control_id, IPC_RMID, nullptr);
+            shmctl(made, IPC_RMID, nullptr);
             s.control_id = -1;
             setSegmentStart(arena, nullptr);
             s.last_error = error;
