@@ -1,0 +1,109 @@
+// Opens arbitrary bytes as an image file and reads what it can: header, extended header,
+// per-section values, fields, and a header write to a scratch copy.
+#include <lumarix/im.h>
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string scratch_path(const char *tag)
+{
+    const char *dir = std::getenv("TMPDIR");
+    return std::string(dir ? dir : "/tmp") + "/image_fuzz_" + std::to_string(getpid()) + tag;
+}
+
+bool write_file(const std::string &path, const uint8_t *data, size_t size)
+{
+    std::FILE *f = std::fopen(path.c_str(), "wb");
+    if (!f)
+        return false;
+    const bool ok = std::fwrite(data, 1, size, f) == size;
+    return std::fclose(f) == 0 && ok;
+}
+
+void read_what_we_can(int stream)
+{
+    int nx, ny, nsec, nz, nw, nt, np, mode, bytes, type, ni, nr, size, count = 0;
+    IMRtSiz(stream, &nx, &ny, &nsec);
+    IMRtZWTP(stream, &nz, &nw, &nt, &np);
+    IMRtMode(stream, &mode);
+    IMRtBytesPerPixel(stream, &bytes);
+    IMRtExHdrInfo(stream, &type, &ni, &nr);
+    IMRtExHdrSize(stream, &size);
+    float mmm[3];
+    for (int w = 0; w < 12; ++w)
+        IMRtScl(stream, w, mmm);
+    double stamp;
+    IMRtTimeStamp(stream, &stamp);
+    char titles[10 * 80];
+    int ntitles = 0;
+    IMRtNumLab(stream, &ntitles);
+    IMRtLab2(stream, ntitles, titles);
+    if (ni >= 0 && nr >= 0 && ni < 4096 && nr < 4096) {
+        std::vector<int> ints(ni + 1);
+        std::vector<float> floats(nr + 1);
+        IMRtExHdrZWTP(stream, 0, 0, 0, 0, ints.data(), floats.data());
+        IMRtExHdr(stream, nsec > 0 ? nsec - 1 : 0, ints.data(), floats.data());
+        double value;
+        IMRtExHdrValueZWTP(stream, 0, 0, 0, 0, 1000, &value);
+        IMRtExHdrValueZWTP(stream, 0, 0, 0, 0, 3, &value);
+    }
+    IMRtNumFields(stream, &count);
+    for (int i = 0; i < count && i < 64; ++i) {
+        char name[64], kind;
+        int fsize;
+        if (IMRtFieldNum(stream, i, name, &kind, &fsize) == 0) {
+            int iv;
+            float fv;
+            double dv;
+            char text[128];
+            std::vector<char> raw(static_cast<size_t>(fsize) + 1);
+            IMRtFieldInt(stream, name, &iv);
+            IMRtFieldFloat(stream, name, &fv);
+            IMRtFieldDouble(stream, name, &dv);
+            IMRtFieldChar(stream, name, text, sizeof text);
+            IMRtFieldBinary(stream, name, raw.data(), static_cast<int>(raw.size()), &fsize);
+        }
+    }
+    std::vector<char> area(70000);
+    int length;
+    IMRtFieldHdr(stream, area.data(), static_cast<int>(area.size()), &length);
+    IMPosnZWTP(stream, 0, 0, 0, 0);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static bool quiet = [] {
+        std::freopen("/dev/null", "w", stderr);
+        std::freopen("/dev/null", "w", stdout);
+        return true;
+    }();
+    (void)quiet;
+    const std::string path = scratch_path(".img");
+    if (!write_file(path, data, size))
+        return 0;
+    IMOpen(1, path.c_str(), "ro"); // a failed open leaves the slot empty: every call then refuses
+    read_what_we_can(1);
+    IMClose(1);
+    // The same bytes opened for update: the header and extended header are written back.
+    if (IMOpen(2, path.c_str(), "old_unbuffered") == 0) {
+        read_what_we_can(2);
+        IMAlFieldInt(2, "FuzzCount", static_cast<int>(size));
+        IMWrHdr(2, "fuzz", 1, 0.0f, 1.0f, 0.5f);
+        IMClose(2);
+        if (IMOpen(3, path.c_str(), "ro") == 0) {
+            read_what_we_can(3);
+            IMClose(3);
+        }
+    }
+    unlink(path.c_str());
+    return 0;
+}

@@ -1,0 +1,410 @@
+/* lumarix/im.h - the image stream library: numbered streams over the suite's image files.
+ *
+ * A caller opens stream 1..IM_MAX_STREAMS on a file name (or an image window number), reads or
+ * alters header values through IMRt (return) and IMAl (alter) calls, keeps per-section values and
+ * named fields in the extended header, writes the header with IMWrHdr and closes the stream.
+ * Every call returns a status (0 = success; IMRtStatusText gives its text) and prints one line on
+ * standard error when it fails. Outputs are returned through pointers after the inputs.
+ * Wavelength numbers are 0-based (0 .. NW-1). Z, W, T, P coordinates are 0-based.
+ * Each call also has a Fortran form whose name ends in an underscore and that takes every
+ * argument by pointer; character arguments are NUL-terminated.
+ * The library is not thread-safe: one thread per process uses it.
+ */
+#ifndef LUMARIX_IM_H
+#define LUMARIX_IM_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define IM_MAX_STREAMS 10000
+#define IM_LIBRARY_VERSION 2.000011
+#define IM_LIBRARY_REVISION 11
+
+/* Open modes kept in the stream record. */
+#define IM_MODE_NEW 0
+#define IM_MODE_OLD 2
+#define IM_MODE_APPEND 3
+#define IM_MODE_RO 4
+/* I/O kinds. */
+#define IM_IO_BUFFERED 1
+#define IM_IO_UNBUFFERED 2
+#define IM_IO_COMPRESSED 3
+#define IM_IO_DATABASE 4
+
+/* ---- Status codes ------------------------------------------------------------------------- */
+
+/* Fixed text of a status code; "Unspecified error" for codes not in the table. Never null. */
+const char *IMRtStatusText(int status);
+/* Four-letter name of image sequence 0..14 (fastest dimension first); "Undefined" otherwise. */
+const char *IMRtSequenceName(int sequence);
+
+/* Library version 2.000011. */
+double IMRtLibraryVersion(void);
+/* Library revision 11. */
+int IMRtLibraryRevision(void);
+/* Highest stream number, IM_MAX_STREAMS. */
+int IMRtMaxStreams(void);
+
+/* Prints that verbose mode is always on; changes nothing. Returns 0. */
+int IMAlVerboseMode(void);
+/* Sets the flag that governs the library's trace lines (stored as given). Returns 0. */
+int IMAlVerbose(int flag);
+/* The verbose flag. */
+int IMRtVerbose(void);
+
+/* ---- Streams ------------------------------------------------------------------------------ */
+
+/* Opens a stream on a file path or window number. attribute: new, scratch, old, append or ro,
+ * optionally with "_buffered"/"_unbuffered". 0, 1 bad stream, 201 attribute, 202 no file,
+ * 203 no directory, 204 no read/write access, 205 no read access, 206 open failed (also "rdb:"),
+ * 207/208 header unreadable, 210 extended header unreadable (stream stays open), 301 positioning,
+ * 803/810 window (no window runtime), 902 memory. */
+int IMOpen(int stream, const char *name, const char *attribute);
+/* Closes the stream and frees its record; never writes the header. 0, 1, 3, 104 empty slot. */
+int IMClose(int stream);
+/* Buffered file stream: data sync, then drop cached pages. 0, or 1 when the slot or handle is missing. */
+int IMFileSync(int stream);
+/* Reads and decodes the 1024-byte header. 0, 1, 3, 207 unreadable, 208 short, 301. */
+int IMRdHdr2(int stream);
+/* Records a title (title_mode 0 replace all, 1 add, 2 add at the bottom with a message) and the
+ * statistics of wavelength 0, then writes the header and extended header. Statuses of IMWrHdr2. */
+int IMWrHdr(int stream, const char *title, int title_mode, float min, float max, float mean);
+/* Encodes and writes the header, and the extended header when the flag is set.
+ * 0, 1, 3, 209 short header write, 211 short extended header write, 301, 706 no buffer, 707 overrun. */
+int IMWrHdr2(int stream, int with_extended_header);
+/* Fresh header in the record: 0, 1, 3, 404 window wavelengths cut to 5, 503 mode, 505 sequence,
+ * 510 no sections. */
+int IMCrHdr3(int stream, int nx, int ny, int nz, int nw, int nt, int np, int sequence, int mode);
+/* Prints a summary of the stream's header on standard output. 0, 1, 3. */
+int IMReportInfo(int stream);
+/* 1 for a file name, 0 for a window number (its number in *window). 504 for an empty name. */
+int IMRtStreamTypeFromName(const char *name, int *kind, int *window);
+
+/* ---- Positioning -------------------------------------------------------------------------- */
+
+/* Positions at a line of a section. 0, 1, 3, 301. */
+int IMPosn(int stream, int section, int line);
+/* Positions at the start of the section at z, w, t, p. 0, 1, 3, 301. */
+int IMPosnZWTP(int stream, int z, int w, int t, int p);
+/* Section number of z, w, t, p in the stream's sequence. 0, 1, 3, 505, 604 (section set to 0). */
+int IMRtSecNum2(int stream, int z, int w, int t, int p, int *section);
+/* As IMRtSecNum2 with p = 0. */
+int IMRtSecNum(int stream, int z, int w, int t, int *section);
+/* Position of a section number. 0, 1, 3, 505, 601 section out of range. */
+int IMRtZWTPNum(int stream, int section, int *z, int *w, int *t, int *p);
+/* Current position of the stream: z, w, t, p and section. 0, 1, 3. */
+int IMRtPosn(int stream, int *z, int *w, int *t, int *p, int *section);
+/* Conversion flag (on after IMOpen): pixels seen as floats. 0, 1, 3. */
+int IMALCon(int stream, int flag);
+int IMRtCon(int stream, int *flag);
+
+/* ---- Header accessors (0, 1, 3 unless listed) --------------------------------------------- */
+
+/* NX, NY and section count. IMRtSiz prints a line when the count is not NZ*NW*NT*NP. */
+int IMRtSiz(int stream, int *nx, int *ny, int *sections);
+/* Sets NX, NY and the section count (NZ becomes sections / (NW*NT*NP)). */
+int IMAlSiz(int stream, int nx, int ny, int sections);
+/* NZ, NW, NT, NP. */
+int IMRtZWTP(int stream, int *nz, int *nw, int *nt, int *np);
+/* Sets NZ, NW, NT, NP and the section count. 501 NW outside 1..maximum, 510 no sections. */
+int IMAlZWTP(int stream, int nz, int nw, int nt, int np);
+/* Image sequence code. */
+int IMRtSequence(int stream, int *sequence);
+/* 505 for codes outside 0..14. */
+int IMAlSequence(int stream, int sequence);
+/* Pixel mode. */
+int IMRtMode(int stream, int *mode);
+/* 503 invalid mode. */
+int IMAlMode(int stream, int mode);
+/* Bytes per pixel of the stream's mode. 503 invalid mode (2 assumed), 905 mode 3. */
+int IMRtBytesPerPixel(int stream, int *bytes);
+/* Range of the stream's pixel type. 503 invalid mode, 905 mode 3. */
+int IMRtDataTypeMinMax(int stream, float *min, float *max);
+/* Start column, row and section. */
+int IMRtMst(int stream, int start[3]);
+int IMAlMst(int stream, const int start[3]);
+/* Sampling MX, MY, MZ (values below 1 become 1). */
+int IMRtSam(int stream, int sampling[3]);
+int IMAlSam(int stream, const int sampling[3]);
+/* Axis map. */
+int IMRtMap(int stream, int map[3]);
+int IMAlMap(int stream, const int map[3]);
+/* Cell sizes X, Y, Z then angles. */
+int IMRtCel(int stream, float cell[6]);
+int IMALCel(int stream, const float cell[6]);
+/* Pixel sizes (cell / sampling). IMAlDel: 502 when a size is not above 0. */
+int IMRtDel(int stream, float delta[3]);
+int IMAlDel(int stream, const float delta[3]);
+/* Origin X, Y, Z. */
+int IMRtOrig(int stream, float *x, float *y, float *z);
+int IMAlOrig(int stream, float x, float y, float z);
+/* Image type, lens ID, the two integer and two hundredths data values. */
+int IMRtDat(int stream, int *image_type, int *lens_id, int *n1, int *n2, float *v1, float *v2);
+int IMAlDat(int stream, int image_type, int lens_id, int n1, int n2, float v1, float v2);
+int IMRtLensID(int stream, int *lens_id);
+int IMAlLensID(int stream, int lens_id);
+int IMRtFileType(int stream, int *image_type);
+/* Changing the layout adjusts the title and wavelength limits (titles cut with two lines). */
+int IMAlFileType(int stream, int image_type);
+/* NW and the wavelengths (at least the stream's maximum of floats). */
+int IMRtWav(int stream, int *nw, float *waves);
+/* 501 for a count outside 1..maximum. */
+int IMAlWav(int stream, int nw, const float *waves);
+/* One wavelength. 603 invalid wavelength number. */
+int IMAlWav2(int stream, int w, float wavelength);
+/* Minimum, maximum, mean of wavelength w. 603. */
+int IMRtScl(int stream, int w, float mmm[3]);
+int IMAlScl(int stream, int w, const float mmm[3]);
+/* Minimum and maximum of wavelength w, mean kept. 603. */
+int IMAlScl2(int stream, int w, float min, float max);
+int IMAlWavMM(int stream, int w, float min, float max);
+int IMAlWavMMM(int stream, int w, float min, float max, float mean);
+/* The three values kept with wavelength w. 603. */
+int IMRtWavValues(int stream, int w, int values[3]);
+int IMAlWavValues(int stream, int w, const int values[3]);
+/* Space group and symmetry bytes (always 0). IMAlSym: 703 when symmetry bytes are asked for. */
+int IMRtSym(int stream, int *space_group, int *symmetry_bytes);
+int IMAlSym(int stream, int space_group, int symmetry_bytes);
+/* The file ID (IM_FILE_ID). */
+int IMRtFileID(int stream, int *file_id);
+/* Significant bits per pixel. IMRt: 512 when undefined. IMAl: 511 invalid, 507 ordinary file. */
+int IMRtDataBitsPerPixel(int stream, int *bits);
+int IMAlDataBitsPerPixel(int stream, int bits);
+/* Titles: count titles of 80 bytes each. IMRtLab2: 401 above the maximum (nothing returned).
+ * IMAlLab: cuts at the maximum. IMAlLab2: 401 above the maximum (nothing changed). */
+int IMRtLab2(int stream, int count, char *titles);
+int IMAlLab(int stream, int count, const char *titles);
+int IMAlLab2(int stream, int count, const char *titles);
+/* Title count: 401 outside 0..maximum. */
+int IMAlNumLab(int stream, int count);
+int IMRtNumLab(int stream, int *count);
+int IMRtMaxNumLab(int stream, int *count);
+/* Rotation angles alpha, beta, gamma. */
+int IMRtRot(int stream, float angles[3]);
+int IMAlRot(int stream, const float angles[3]);
+/* Time stamp in seconds. IMRt: 507 (value 0) for an ordinary file or a stamp before 1980.
+ * IMAl: 507 for an ordinary file. */
+int IMRtTimeStamp(int stream, double *seconds);
+int IMAlTimeStamp(int stream, double seconds);
+/* The two values kept at 132 and 134. */
+int IMRtHdrValues(int stream, int *value132, float *value134);
+int IMAlHdrValues(int stream, int value132, float value134);
+/* Window display flag (file streams: kept only). */
+int IMAlDis2(int stream, int display);
+/* Window number of a window stream, -1 for a file stream. */
+int IMRtWID(int stream, int *window);
+/* Byte-swap flag: 1 when the file is in the other byte order. */
+int IMRtSwap(int stream, int *swapped);
+/* Open mode and I/O kind. */
+int IMRtOpenMode(int stream, int *mode, int *io_kind);
+
+/* ---- Calls kept for compatibility: each prints a line and returns 904 --------------------- */
+int IMRtExt(int stream);
+int IMAlTltRot(int stream);
+int IMInterp(int stream);
+int IMClLim(int stream);
+int IMWrPal(int stream);
+int IMAlDis(int stream, int display);
+
+/* ---- Extended header (0, 1, 3 unless listed) ---------------------------------------------- */
+
+/* Fresh extended header of a type (1..4; 0 or less is 4) with field_blocks 1024-byte blocks
+ * (below 0: 4). 702 type, 510 no sections, 902 memory. */
+int IMCrExHdr(int stream, int type, int field_blocks);
+/* Sets integers and floats per section and reallocates (zeroed) for the sections and blocks.
+ * 702 negative counts, 902 memory or size above 2 GiB. */
+int IMAlExHdrSize2(int stream, int ints, int floats, int sections, int field_blocks);
+/* Type, integers and floats per section. IMAlExHdrInfo reallocates keeping the field blocks. */
+int IMAlExHdrInfo(int stream, int type, int ints, int floats);
+int IMRtExHdrInfo(int stream, int *type, int *ints, int *floats);
+int IMRtExHdrSize(int stream, int *bytes);
+int IMRtExHdrType(int stream, int *type);
+/* One section's integers and floats by position or section number.
+ * 604/505 position, 601 section, 704 too small, 706 no buffer, 707 overrun. */
+int IMAlExHdrZWTP(int stream, int z, int w, int t, int p, const int *ints, const float *floats);
+int IMRtExHdrZWTP(int stream, int z, int w, int t, int p, int *ints, float *floats);
+int IMAlExHdr(int stream, int section, const int *ints, const float *floats);
+int IMRtExHdr(int stream, int section, int *ints, float *floats);
+/* One value of a section's record by index (type 1: 0 int, 1 float; 2: 0-1; 3: 0-15;
+ * 4: 0-20 floats, 1000-1004 integers returned + 1e-10). 701 index, 704, 1 other types. */
+int IMRtExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double *value);
+int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double value);
+
+/* ---- Extended header fields --------------------------------------------------------------- */
+
+/* Sets a field: type 'b' (value points at size bytes), 'c' (string), 'd' (double*), 'f' (float*),
+ * 'i' (int*). 720 no space, 721 null name, 722 type, 735 window, 736 name of 64 or more. */
+int IMAlField(int stream, const char *name, const void *value, char type, int size);
+int IMAlFieldBinary(int stream, const char *name, const void *value, int size);
+int IMAlFieldChar(int stream, const char *name, const char *value);
+int IMAlFieldDouble(int stream, const char *name, double value);
+int IMAlFieldFloat(int stream, const char *name, float value);
+int IMAlFieldInt(int stream, const char *name, int value);
+/* Raw value (NUL-terminated when it fits), type letter and size of a field.
+ * 731 not found, 734 null argument, 723 value_size too small. */
+int IMRtField(int stream, const char *name, char *value, int value_size, char *type, int *size);
+/* Typed values: 726 no value or not convertible, 731 not found, 733 other type, 734 null argument,
+ * 723 buffer too small (Char, Binary). */
+int IMRtFieldBinary(int stream, const char *name, void *value, int value_size, int *size);
+int IMRtFieldChar(int stream, const char *name, char *value, int value_size);
+int IMRtFieldDouble(int stream, const char *name, double *value);
+int IMRtFieldFloat(int stream, const char *name, float *value);
+int IMRtFieldInt(int stream, const char *name, int *value);
+/* Index of a field (name compared without case). 721, 731, 734. */
+int IMFindFieldNum(int stream, const char *name, int *number);
+/* Name (64 bytes), type letter and size of field number. 729 invalid number. */
+int IMRtFieldNum(int stream, int number, char *name, char *type, int *size);
+/* Number of fields. 735 for a window stream. */
+int IMRtNumFields(int stream, int *count);
+/* Copy of the field area up to its last carriage return, NUL-terminated, and its length.
+ * 720 when text_size is too small, 730 empty. */
+int IMRtFieldHdr(int stream, char *text, int text_size, int *length);
+/* Used and usable bytes of the field area. */
+int IMRtFieldHdrSize(int stream, int *used);
+int IMRtFieldHdrSpace(int stream, int *usable);
+/* Parses the field area again from the extended header buffer (as on open).
+ * 721-726, 730 empty, 736. */
+int IMRdFieldHdr(int stream);
+
+/* ---- Transfers ---------------------------------------------------------------------------- */
+
+/* Per-section values between streams of one type. 704, 708, 902. */
+int IMTrExHdr(int from, int to);
+/* Per-section values with a Z and a time step: target (z, w, t, p) takes source
+ * (z_first + z*z_step, w, t_first + t*t_step, p) when it exists; then the fields. 708, 704. */
+int IMTrExHdr4(int from, int to, int z_first, int z_step, int t_first, int t_step);
+/* Compatibility form of IMTrExHdr4 with t_first 0 and t_step 1; prints a notice. */
+int IMTrExHdr2(int from, int to, int z_first, int z_step);
+/* Header values and the extended header description; per-section values and fields follow. */
+int IMTrHdr(int from, int to);
+
+/* ---- Fortran forms: every argument by pointer, character arguments NUL-terminated ---------- */
+/* Each forwards to the call of the same name without the underscore and returns its status. */
+int IMAlVerboseMode_(void);
+int IMAlVerbose_(const int *flag);
+int IMOpen_(const int *stream, const char *name, const char *attribute);
+int IMClose_(const int *stream);
+int IMFileSync_(const int *stream);
+int IMRdHdr2_(const int *stream);
+int IMWrHdr_(const int *stream, const char *title, const int *title_mode, const float *min, const float *max, const float *mean);
+int IMWrHdr2_(const int *stream, const int *with_extended_header);
+int IMCrHdr3_(const int *stream, const int *nx, const int *ny, const int *nz, const int *nw, const int *nt, const int *np, const int *sequence, const int *mode);
+int IMReportInfo_(const int *stream);
+int IMRtStreamTypeFromName_(const char *name, int *kind, int *window);
+int IMPosn_(const int *stream, const int *section, const int *line);
+int IMPosnZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p);
+int IMRtSecNum2_(const int *stream, const int *z, const int *w, const int *t, const int *p, int *section);
+int IMRtSecNum_(const int *stream, const int *z, const int *w, const int *t, int *section);
+int IMRtZWTPNum_(const int *stream, const int *section, int *z, int *w, int *t, int *p);
+int IMRtPosn_(const int *stream, int *z, int *w, int *t, int *p, int *section);
+int IMALCon_(const int *stream, const int *flag);
+int IMRtCon_(const int *stream, int *flag);
+int IMRtSiz_(const int *stream, int *nx, int *ny, int *sections);
+int IMAlSiz_(const int *stream, const int *nx, const int *ny, const int *sections);
+int IMRtZWTP_(const int *stream, int *nz, int *nw, int *nt, int *np);
+int IMAlZWTP_(const int *stream, const int *nz, const int *nw, const int *nt, const int *np);
+int IMRtSequence_(const int *stream, int *sequence);
+int IMAlSequence_(const int *stream, const int *sequence);
+int IMRtMode_(const int *stream, int *mode);
+int IMAlMode_(const int *stream, const int *mode);
+int IMRtBytesPerPixel_(const int *stream, int *bytes);
+int IMRtDataTypeMinMax_(const int *stream, float *min, float *max);
+int IMRtMst_(const int *stream, int start[3]);
+int IMAlMst_(const int *stream, const int start[3]);
+int IMRtSam_(const int *stream, int sampling[3]);
+int IMAlSam_(const int *stream, const int sampling[3]);
+int IMRtMap_(const int *stream, int map[3]);
+int IMAlMap_(const int *stream, const int map[3]);
+int IMRtCel_(const int *stream, float cell[6]);
+int IMALCel_(const int *stream, const float cell[6]);
+int IMRtDel_(const int *stream, float delta[3]);
+int IMAlDel_(const int *stream, const float delta[3]);
+int IMRtOrig_(const int *stream, float *x, float *y, float *z);
+int IMAlOrig_(const int *stream, const float *x, const float *y, const float *z);
+int IMRtDat_(const int *stream, int *image_type, int *lens_id, int *n1, int *n2, float *v1, float *v2);
+int IMAlDat_(const int *stream, const int *image_type, const int *lens_id, const int *n1, const int *n2, const float *v1, const float *v2);
+int IMRtLensID_(const int *stream, int *lens_id);
+int IMAlLensID_(const int *stream, const int *lens_id);
+int IMRtFileType_(const int *stream, int *image_type);
+int IMAlFileType_(const int *stream, const int *image_type);
+int IMRtWav_(const int *stream, int *nw, float *waves);
+int IMAlWav_(const int *stream, const int *nw, const float *waves);
+int IMAlWav2_(const int *stream, const int *w, const float *wavelength);
+int IMRtScl_(const int *stream, const int *w, float mmm[3]);
+int IMAlScl_(const int *stream, const int *w, const float mmm[3]);
+int IMAlScl2_(const int *stream, const int *w, const float *min, const float *max);
+int IMAlWavMM_(const int *stream, const int *w, const float *min, const float *max);
+int IMAlWavMMM_(const int *stream, const int *w, const float *min, const float *max, const float *mean);
+int IMRtWavValues_(const int *stream, const int *w, int values[3]);
+int IMAlWavValues_(const int *stream, const int *w, const int values[3]);
+int IMRtSym_(const int *stream, int *space_group, int *symmetry_bytes);
+int IMAlSym_(const int *stream, const int *space_group, const int *symmetry_bytes);
+int IMRtFileID_(const int *stream, int *file_id);
+int IMRtDataBitsPerPixel_(const int *stream, int *bits);
+int IMAlDataBitsPerPixel_(const int *stream, const int *bits);
+int IMRtLab2_(const int *stream, const int *count, char *titles);
+int IMAlLab_(const int *stream, const int *count, const char *titles);
+int IMAlLab2_(const int *stream, const int *count, const char *titles);
+int IMAlNumLab_(const int *stream, const int *count);
+int IMRtNumLab_(const int *stream, int *count);
+int IMRtMaxNumLab_(const int *stream, int *count);
+int IMRtRot_(const int *stream, float angles[3]);
+int IMAlRot_(const int *stream, const float angles[3]);
+int IMRtTimeStamp_(const int *stream, double *seconds);
+int IMAlTimeStamp_(const int *stream, const double *seconds);
+int IMRtHdrValues_(const int *stream, int *value132, float *value134);
+int IMAlHdrValues_(const int *stream, const int *value132, const float *value134);
+int IMAlDis2_(const int *stream, const int *display);
+int IMRtWID_(const int *stream, int *window);
+int IMRtSwap_(const int *stream, int *swapped);
+int IMRtOpenMode_(const int *stream, int *mode, int *io_kind);
+int IMRtExt_(const int *stream);
+int IMAlTltRot_(const int *stream);
+int IMInterp_(const int *stream);
+int IMClLim_(const int *stream);
+int IMWrPal_(const int *stream);
+int IMAlDis_(const int *stream, const int *display);
+int IMCrExHdr_(const int *stream, const int *type, const int *field_blocks);
+int IMAlExHdrSize2_(const int *stream, const int *ints, const int *floats, const int *sections, const int *field_blocks);
+int IMAlExHdrInfo_(const int *stream, const int *type, const int *ints, const int *floats);
+int IMRtExHdrInfo_(const int *stream, int *type, int *ints, int *floats);
+int IMRtExHdrSize_(const int *stream, int *bytes);
+int IMRtExHdrType_(const int *stream, int *type);
+int IMAlExHdrZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, const int *ints, const float *floats);
+int IMRtExHdrZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, int *ints, float *floats);
+int IMAlExHdr_(const int *stream, const int *section, const int *ints, const float *floats);
+int IMRtExHdr_(const int *stream, const int *section, int *ints, float *floats);
+int IMRtExHdrValueZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, const int *index, double *value);
+int IMAlExHdrValueZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, const int *index, const double *value);
+int IMAlField_(const int *stream, const char *name, const void *value, const char *type, const int *size);
+int IMAlFieldBinary_(const int *stream, const char *name, const void *value, const int *size);
+int IMAlFieldChar_(const int *stream, const char *name, const char *value);
+int IMAlFieldDouble_(const int *stream, const char *name, const double *value);
+int IMAlFieldFloat_(const int *stream, const char *name, const float *value);
+int IMAlFieldInt_(const int *stream, const char *name, const int *value);
+int IMRtField_(const int *stream, const char *name, char *value, const int *value_size, char *type, int *size);
+int IMRtFieldBinary_(const int *stream, const char *name, void *value, const int *value_size, int *size);
+int IMRtFieldChar_(const int *stream, const char *name, char *value, const int *value_size);
+int IMRtFieldDouble_(const int *stream, const char *name, double *value);
+int IMRtFieldFloat_(const int *stream, const char *name, float *value);
+int IMRtFieldInt_(const int *stream, const char *name, int *value);
+int IMFindFieldNum_(const int *stream, const char *name, int *number);
+int IMRtFieldNum_(const int *stream, const int *number, char *name, char *type, int *size);
+int IMRtNumFields_(const int *stream, int *count);
+int IMRtFieldHdr_(const int *stream, char *text, const int *text_size, int *length);
+int IMRtFieldHdrSize_(const int *stream, int *used);
+int IMRtFieldHdrSpace_(const int *stream, int *usable);
+int IMRdFieldHdr_(const int *stream);
+int IMTrExHdr_(const int *from, const int *to);
+int IMTrExHdr4_(const int *from, const int *to, const int *z_first, const int *z_step, const int *t_first, const int *t_step);
+int IMTrExHdr2_(const int *from, const int *to, const int *z_first, const int *z_step);
+int IMTrHdr_(const int *from, const int *to);
+/* The lower-case compatibility entry of IMTrExHdr2 (prints its own notice). */
+int itrexhdr2_(const int *from, const int *to, const int *z_first, const int *z_step);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
