@@ -107,7 +107,12 @@ TEST_F(NamedBlocks, EightProcessesOnOverlappingNamesKeepListAndContents)
 
     std::vector<std::unique_ptr<Helper>> writers;
     for (int i = 0; i < 8; ++i)
-        writers.push_back(std::make_unique<Helper>(std::vector<std::string>{"attach", "stress:" + std::to_string(i + 1) + ":2000"}));
+        writers.push_back(
+            std::make_unique<Helper>(std::vector<std::string>{"attach", "wait", "stress:" + std::to_string(i + 1) + ":2000"}));
+    for (auto &w : writers) // all attached first, then all start at once
+        ASSERT_EQ(w->line(), "attach 0");
+    for (auto &w : writers)
+        w->send("go\n");
     std::map<std::string, std::string> survivors; // pid -> "count sum"
     for (auto &w : writers) {
         ASSERT_EQ(w->finish(std::chrono::seconds(120)), 0) << w->output() << w->errors();
