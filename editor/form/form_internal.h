@@ -1,0 +1,25 @@
+// Pieces of the editor window shared between its files.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <X11/Intrinsic.h>
+
+#include <lumarix/editor.h>
+
+#include "value_checks.h"
+
+namespace lx::form {
+
+// Lets the checks read the widgets (GetWidgetValue and the text field's string).
+void installWidgetReader();
+std::optional<std::string> fieldText(ConfigVar &var);
+
+// Scrolls the form so that a row reached with the keyboard is in view.
+void followKeyboardFocus(Widget scrolledWindow);
+
+// Closing the window through the window manager acts as Done.
+void installCloseAsDone(Widget shell);
+
+} // namespace lx::form

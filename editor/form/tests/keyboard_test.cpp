@@ -1,0 +1,87 @@
+// Keyboard use of a long form: Tab goes from row to row, and the form scrolls so that the row
+// with the focus is in view. Keys are typed through the X server (xdotool), as a user would.
+#include "window_fixture.h"  // first: gtest must come before the X headers
+
+#include <cstdlib>
+#include <string>
+
+#include <Xm/TextF.h>
+#include <Xm/Xm.h>
+
+#include <lumarix/wm.h>
+
+
+namespace {
+
+using namespace lx::test;
+
+std::string manyRows(int count)
+{
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        std::string n = std::to_string(i);
+        text += "VARIABLE: V" + n + "\nSHORTDESC: Row " + n + "\nTYPE: SIMPLE\n";
+    }
+    return text;
+}
+
+class KeyboardNavigation : public EditorWindowTest {
+protected:
+    void SetUp() override
+    {
+        open(manyRows(kRows), "V0 zero\n");
+        if (::testing::Test::IsSkipped())
+            return;
+        XSetInputFocus(XtDisplay(shell_), XtWindow(shell_), RevertToParent, CurrentTime);
+        XmProcessTraversal(gVarList[0].valueWidget, XmTRAVERSE_CURRENT);
+        spinFor(200);
+    }
+
+    void press(const char *key)
+    {
+        std::string command = std::string("xdotool key --clearmodifiers ") + key;
+        ASSERT_EQ(std::system(command.c_str()), 0);
+        spinFor(150);
+    }
+
+    // Whether the widget lies wholly inside the scrolled window's visible area.
+    bool inView(Widget w)
+    {
+        Widget clip = nullptr;
+        XtVaGetValues(XtNameToWidget(frame_, "swindow"), XmNclipWindow, &clip, nullptr);
+        Position wx = 0, wy = 0, cx = 0, cy = 0;
+        XtTranslateCoords(w, 0, 0, &wx, &wy);
+        XtTranslateCoords(clip, 0, 0, &cx, &cy);
+        Dimension wh = 0, ch = 0;
+        XtVaGetValues(w, XmNheight, &wh, nullptr);
+        XtVaGetValues(clip, XmNheight, &ch, nullptr);
+        return wy >= cy && wy + wh <= cy + ch;
+    }
+
+    static constexpr int kRows = 40;
+};
+
+TEST_F(KeyboardNavigation, TabMovesRowByRowAndScrollsTheRowIntoView)
+{
+    ASSERT_EQ(XmGetFocusWidget(shell_), gVarList[0].valueWidget);
+    ASSERT_FALSE(inView(gVarList[kRows - 1].valueWidget)) << "the form should be taller than its view";
+    for (int row = 1; row < kRows; ++row) {
+        press("Tab");
+        ASSERT_EQ(XmGetFocusWidget(shell_), gVarList[row].valueWidget) << "after Tab number " << row;
+        EXPECT_TRUE(inView(gVarList[row].valueWidget)) << "row " << row;
+    }
+    EXPECT_FALSE(inView(gVarList[0].valueWidget));
+}
+
+TEST_F(KeyboardNavigation, TypingGoesIntoTheFocusedRow)
+{
+    press("Tab");
+    press("Tab");
+    press("x");
+    press("y");
+    char *text = XmTextFieldGetString(gVarList[2].valueWidget);
+    EXPECT_STREQ(text, "xy");
+    XtFree(text);
+}
+
+} // namespace

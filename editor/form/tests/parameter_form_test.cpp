@@ -1,0 +1,175 @@
+// The parameter form as built and loaded: widget names and layout, values from the
+// configuration file, and what counts as a value and as a change.
+#include "window_fixture.h"  // first: gtest must come before the X headers
+
+#include <cstring>
+
+#include <Xm/Form.h>
+#include <Xm/RowColumn.h>
+#include <Xm/TextF.h>
+
+#include "test_description.h"
+
+namespace {
+
+using namespace lx::test;
+
+class ParameterForm : public EditorWindowTest {
+protected:
+    void SetUp() override { open(standardDescription(), standardConfig(dir_.path())); }
+};
+
+TEST_F(ParameterForm, WidgetTreeAndSizes)
+{
+    EXPECT_STREQ(XtName(frame_), "frame");
+    Widget swindow = XtNameToWidget(frame_, "swindow");
+    ASSERT_NE(swindow, nullptr);
+    Dimension width = 0, height = 0;
+    XtVaGetValues(swindow, XmNwidth, &width, XmNheight, &height, nullptr);
+    EXPECT_GE(width, 500);
+    EXPECT_GE(height, 400);
+    Widget grid = XtNameToWidget(frame_, "*main_grid");
+    ASSERT_NE(grid, nullptr);
+    short columns = 0;
+    unsigned char orientation = 0, packing = 0;
+    XtVaGetValues(grid, XmNnumColumns, &columns, XmNorientation, &orientation, XmNpacking, &packing, nullptr);
+    EXPECT_EQ(columns, gNumVars + 1);
+    EXPECT_EQ(orientation, XmHORIZONTAL);
+    EXPECT_EQ(packing, XmPACK_COLUMN);
+
+    // Title row, then per variable the help button and the value widget.
+    WidgetList cells = nullptr;
+    Cardinal count = 0;
+    XtVaGetValues(grid, XmNchildren, &cells, XmNnumChildren, &count, nullptr);
+    std::vector<std::string> names;
+    for (Cardinal i = 0; i < count; ++i)
+        if (XtIsManaged(cells[i]))
+            names.push_back(XtName(cells[i]));
+    std::vector<std::string> expected = {"frame", "frame", "info", "Label", "info", "Label", "info", "Label",
+                                         "info", "optionMenu", "info", "optionMenu", "info", "optionMenu",
+                                         "info", "Label"};
+    EXPECT_EQ(names, expected);
+    Widget firstTitle = XtNameToWidget(cells[0], "info");
+    ASSERT_NE(firstTitle, nullptr);
+    XmString label = nullptr;
+    char *text = nullptr;
+    XtVaGetValues(firstTitle, XmNlabelString, &label, nullptr);
+    XmStringGetLtoR(label, const_cast<char *>(XmFONTLIST_DEFAULT_TAG), &text);
+    EXPECT_STREQ(text, "Parameter");
+    XtFree(text);
+    XmStringFree(label);
+
+    // Choice buttons are named by their text; the pulldown is "pd".
+    Widget pulldown = nullptr;
+    XtVaGetValues(var("LX_SPEED").valueWidget, XmNsubMenuId, &pulldown, nullptr);
+    ASSERT_NE(pulldown, nullptr);
+    EXPECT_STREQ(XtName(pulldown), "pd");
+    EXPECT_NE(XtNameToWidget(pulldown, "normal"), nullptr);
+
+    // The action area: Done, Save, Revert, Help; Done is the form's cancel button.
+    EXPECT_STREQ(XtName(actionArea_), "action_area");
+    XtVaGetValues(actionArea_, XmNchildren, &cells, XmNnumChildren, &count, nullptr);
+    ASSERT_EQ(count, 4u);
+    const char *buttons[] = {"Done", "Save", "Revert", "Help"};
+    for (Cardinal i = 0; i < count; ++i)
+        EXPECT_STREQ(XtName(cells[i]), buttons[i]);
+    Widget cancel = nullptr;
+    XtVaGetValues(form_, XmNcancelButton, &cancel, nullptr);
+    EXPECT_EQ(cancel, cells[0]);
+    EXPECT_EQ(gwSaveButton, cells[1]);
+
+    // The frame takes all the room above the action area.
+    Position frameY = 0, areaY = 0;
+    Dimension frameH = 0;
+    XtVaGetValues(frame_, XmNy, &frameY, XmNheight, &frameH, nullptr);
+    XtVaGetValues(actionArea_, XmNy, &areaY, nullptr);
+    EXPECT_LE(frameY + frameH, areaY);
+}
+
+TEST_F(ParameterForm, ChoicesMatchIgnoringCaseAndKeepTheirSpelling)
+{
+    EXPECT_STREQ(var("LX_MODE").value, "Yes");
+    EXPECT_EQ(chosen("LX_MODE"), "Yes");
+    EXPECT_STREQ(var("LX_SPEED").value, "fast");
+    EXPECT_EQ(chosen("LX_SPEED"), "fast");
+    char text[256];
+    int changed = 1;
+    EXPECT_EQ(GetWidgetValue(&var("LX_MODE"), text, &changed), 1);
+    EXPECT_STREQ(text, "Yes");
+    EXPECT_EQ(changed, 0);
+
+    // Once a value is known the "no value" entry is hidden; a required menu never had one.
+    ASSERT_NE(unsetEntry("LX_MODE"), nullptr);
+    EXPECT_FALSE(XtIsManaged(unsetEntry("LX_MODE")));
+    EXPECT_EQ(unsetEntry("LX_SPEED"), nullptr);
+}
+
+TEST_F(ParameterForm, OptionalMenuWithoutValueShowsTheUnsetEntry)
+{
+    // 20 choices and the unset entry as a 21st.
+    Widget unset = unsetEntry("LX_LETTER");
+    ASSERT_NE(unset, nullptr);
+    EXPECT_TRUE(XtIsManaged(unset));
+    EXPECT_EQ(chosen("LX_LETTER"), "-----");
+    char text[256];
+    int changed = 1;
+    EXPECT_EQ(GetWidgetValue(&var("LX_LETTER"), text, &changed), 0);
+    EXPECT_EQ(changed, 0);
+
+    choose("LX_LETTER", "T");
+    EXPECT_EQ(GetWidgetValue(&var("LX_LETTER"), text, &changed), 1);
+    EXPECT_STREQ(text, "T");
+    EXPECT_EQ(changed, 1);
+}
+
+TEST_F(ParameterForm, EmptyFieldIsNoValueAndNoChange)
+{
+    EXPECT_EQ(fieldText("LX_NUM"), "2");
+    char text[256];
+    int changed = 1;
+    type("LX_NUM", "");
+    EXPECT_EQ(GetWidgetValue(&var("LX_NUM"), text, &changed), 0);
+    EXPECT_EQ(changed, 0);
+    type("LX_NUM", "2");
+    EXPECT_EQ(GetWidgetValue(&var("LX_NUM"), text, &changed), 1);
+    EXPECT_EQ(changed, 0);
+    type("LX_NUM", "3");
+    EXPECT_EQ(GetWidgetValue(&var("LX_NUM"), text, &changed), 1);
+    EXPECT_STREQ(text, "3");
+    EXPECT_EQ(changed, 1);
+    // A variable with no stored value keeps an empty field and an empty baseline.
+    EXPECT_EQ(fieldText("LX_NOTE"), "");
+    EXPECT_STREQ(var("LX_NOTE").value, "");
+}
+
+class ValuesFromSettings : public EditorWindowTest {};
+
+TEST_F(ValuesFromSettings, WithoutDashFTheSettingsLookupAnswers)
+{
+    // The environment is one of the lookup's sources; the configuration file is not read.
+    ::setenv("LX_NUM", "6", 1);
+    ::setenv("LX_MODE", "NO", 1);
+    open(standardDescription(), "LX_NUM 2\nLX_NOTE from-file\n", false);
+    EXPECT_EQ(fieldText("LX_NUM"), "6");
+    EXPECT_EQ(chosen("LX_MODE"), "No");
+    EXPECT_EQ(fieldText("LX_NOTE"), "");
+    ::unsetenv("LX_NUM");
+    ::unsetenv("LX_MODE");
+}
+
+class UnreadableConfig : public EditorWindowTest {};
+
+TEST_F(UnreadableConfig, DashFWithoutConfigurationFileEndsTheProgram)
+{
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            std::filesystem::remove(configPath_);
+            open(standardDescription(), "");
+            std::filesystem::remove(configPath_);
+            LoadValues();
+        },
+        ::testing::ExitedWithCode(1), "Couldn't open config File");
+}
+
+} // namespace
