@@ -1,8 +1,8 @@
-// lxconf: the configuration editor. Start-up so far: command line, arena attach, description
-// file. The window steps are not built yet, so the program ends here with status 0 once the
-// description file has been read.
+// lxconf: the configuration editor. Start-up: command line, arena attach, description file,
+// then the window (RunEditorWindow), whose event loop ends the program in Done.
 #include "lumarix/editor.h"
 #include "lumarix/settings.h"
+#include "editor_window.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -44,5 +44,5 @@ int main(int argc, char **argv)
     std::snprintf(gcMainTitle, sizeof gcMainTitle, "%s", "Lumarix User Parameters");
     if (!ReadDescriptionFile())
         return 1;
-    return 0;
+    return RunEditorWindow();
 }
