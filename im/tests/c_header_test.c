@@ -1,0 +1,20 @@
+/* Compiled as C: the public headers must be valid C, and the calls usable from it. */
+#include <lumarix/im.h>
+#include <lumarix/im_format.h>
+
+#include <stdio.h>
+#include <string.h>
+
+int main(void)
+{
+    IMFileHeader header;
+    memset(&header, 0, sizeof header);
+    header.file_id = IM_FILE_ID;
+    if (sizeof header != IM_HEADER_BYTES || strcmp(IMRtStatusText(904), "Unsupported function") != 0)
+        return 1;
+    int stream = 1, section = -1;
+    if (IMRtSecNum2(stream, 0, 0, 0, 0, &section) != 3) /* nothing open yet */
+        return 2;
+    puts("C caller ok");
+    return 0;
+}

@@ -1,0 +1,72 @@
+! A Fortran caller: creates a file, writes its header, closes and reopens it through the
+! underscore forms (every argument by reference, character arguments NUL-terminated).
+program fortran_roundtrip
+  use iso_c_binding
+  implicit none
+  interface
+    integer(c_int) function imopen(stream, name, attr) bind(C, name='IMOpen_')
+      import :: c_int, c_char
+      integer(c_int) :: stream
+      character(kind=c_char) :: name(*), attr(*)
+    end function
+    integer(c_int) function imclose(stream) bind(C, name='IMClose_')
+      import :: c_int
+      integer(c_int) :: stream
+    end function
+    integer(c_int) function imcrhdr3(stream, nx, ny, nz, nw, nt, np, seq, mode) bind(C, name='IMCrHdr3_')
+      import :: c_int
+      integer(c_int) :: stream, nx, ny, nz, nw, nt, np, seq, mode
+    end function
+    integer(c_int) function imwrhdr(stream, title, tmode, dmin, dmax, dmean) bind(C, name='IMWrHdr_')
+      import :: c_int, c_char, c_float
+      integer(c_int) :: stream, tmode
+      character(kind=c_char) :: title(*)
+      real(c_float) :: dmin, dmax, dmean
+    end function
+    integer(c_int) function imrtsiz(stream, nx, ny, nsec) bind(C, name='IMRtSiz_')
+      import :: c_int
+      integer(c_int) :: stream, nx, ny, nsec
+    end function
+    integer(c_int) function imrtscl(stream, w, mmm) bind(C, name='IMRtScl_')
+      import :: c_int, c_float
+      integer(c_int) :: stream, w
+      real(c_float) :: mmm(3)
+    end function
+    integer(c_int) function imalfieldint(stream, name, val) bind(C, name='IMAlFieldInt_')
+      import :: c_int, c_char
+      integer(c_int) :: stream, val
+      character(kind=c_char) :: name(*)
+    end function
+    integer(c_int) function imrtfieldint(stream, name, val) bind(C, name='IMRtFieldInt_')
+      import :: c_int, c_char
+      integer(c_int) :: stream, val
+      character(kind=c_char) :: name(*)
+    end function
+  end interface
+  integer(c_int) :: status, nx, ny, nsec, value
+  integer(c_int), parameter :: s = 5
+  real(c_float) :: mmm(3)
+  character(len=256) :: path
+
+  call get_command_argument(1, path)
+  status = imopen(s, trim(path)//c_null_char, 'new'//c_null_char)
+  if (status /= 0) stop 1
+  status = imcrhdr3(s, 20_c_int, 10_c_int, 3_c_int, 1_c_int, 1_c_int, 1_c_int, 2_c_int, 2_c_int)
+  if (status /= 0) stop 2
+  status = imalfieldint(s, 'Frames'//c_null_char, 3_c_int)
+  if (status /= 0) stop 3
+  status = imwrhdr(s, 'written from Fortran'//c_null_char, 0_c_int, 1.0_c_float, 9.0_c_float, 4.5_c_float)
+  if (status /= 0) stop 4
+  if (imclose(s) /= 0) stop 5
+  status = imopen(s, trim(path)//c_null_char, 'ro'//c_null_char)
+  if (status /= 0) stop 6
+  status = imrtsiz(s, nx, ny, nsec)
+  if (nx /= 20 .or. ny /= 10 .or. nsec /= 3) stop 7
+  status = imrtscl(s, 0_c_int, mmm)
+  if (mmm(1) /= 1.0 .or. mmm(2) /= 9.0 .or. mmm(3) /= 4.5) stop 8
+  status = imrtfieldint(s, 'frames'//c_null_char, value)
+  if (status /= 0 .or. value /= 3) stop 9
+  if (imclose(s) /= 0) stop 10
+  if (imclose(s) /= 104) stop 11
+  print '(a)', 'Fortran caller ok'
+end program
