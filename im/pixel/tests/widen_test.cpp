@@ -140,6 +140,56 @@ TEST_F(WidenComplex, WithoutASourceNothingIsWritten) {
                           [](unsigned char b) { return b == pixel_test::kGuard; }));
 }
 
+// Widening from a staging buffer gives the in-place values, whichever way the floats are stored,
+// also into an output that does not start on a vector boundary.
+template <class T>
+void expect_copy_matches_in_place(int mode, std::size_t n, std::size_t out_offset,
+                                  px::Stores stores) {
+  SCOPED_TRACE(::testing::Message() << "mode " << mode << ", " << n << " pixels, offset "
+                                    << out_offset);
+  const std::vector<T> values = shuffled_values<T>(n, static_cast<std::uint32_t>(n + mode));
+  Guarded in_place(n * sizeof(float));
+  std::memcpy(in_place.data(), values.data(), n * sizeof(T));
+  ASSERT_EQ(px::widen_to_float(mode, in_place.data(), n), px::kStatusOk);
+
+  Guarded out((n + out_offset) * sizeof(float));
+  ASSERT_EQ(px::widen_copy(mode, values.data(), out.data() + out_offset * sizeof(float), n, stores),
+            px::kStatusOk);
+  ASSERT_EQ(std::memcmp(out.data() + out_offset * sizeof(float), in_place.data(), n * 4), 0);
+  EXPECT_TRUE(std::all_of(out.data(), out.data() + out_offset * sizeof(float),
+                          [](unsigned char b) { return b == pixel_test::kGuard; }));
+  EXPECT_TRUE(out.guard_intact());
+}
+
+TEST(WidenCopy, SameValuesAsInPlaceForBothStoreKinds) {
+  for (px::Stores stores : {px::Stores::kCached, px::Stores::kStreaming})
+    for (std::size_t offset : {0, 1, 2, 3})
+      for (std::size_t n : kLengths) {
+        expect_copy_matches_in_place<std::uint8_t>(px::kModeByte, n, offset, stores);
+        expect_copy_matches_in_place<std::int16_t>(px::kModeInt16, n, offset, stores);
+        expect_copy_matches_in_place<std::uint16_t>(px::kModeUInt16, n, offset, stores);
+        expect_copy_matches_in_place<std::int32_t>(px::kModeInt32, n, offset, stores);
+      }
+}
+
+TEST(WidenCopy, OtherModesCopyOrRefuse) {
+  std::vector<unsigned char> in(8 * 21);
+  for (std::size_t i = 0; i < in.size(); ++i) in[i] = static_cast<unsigned char>(i * 5 + 3);
+  for (int mode : {int{px::kModeFloat}, int{px::kModeDouble}}) {
+    Guarded out(px::file_bytes_per_pixel(mode) * 21);
+    ASSERT_EQ(px::widen_copy(mode, in.data(), out.data(), 21), px::kStatusOk);
+    EXPECT_EQ(std::memcmp(out.data(), in.data(), px::file_bytes_per_pixel(mode) * 21), 0);
+    EXPECT_TRUE(out.guard_intact()) << "mode " << mode;
+  }
+  const std::vector<float> pairs = {3, 4, 6, 8};
+  Guarded out(8);
+  ASSERT_EQ(px::widen_copy(px::kModeComplexFloat, pairs.data(), out.data(), 2), px::kStatusOk);
+  EXPECT_EQ(reinterpret_cast<const float*>(out.data())[1], 10.0f);
+  EXPECT_EQ(px::widen_copy(px::kModeComplexInt16, in.data(), out.data(), 2), px::kStatusComplex16);
+  EXPECT_EQ(px::widen_copy(5, in.data(), out.data(), 2), px::kStatusInvalidMode);
+  EXPECT_TRUE(out.guard_intact());
+}
+
 // What a section read from a foreign-order file does: swap, then widen in place.
 TEST(WidenForeignOrder, SwappedThenWidenedGivesTheWrittenValues) {
   const std::vector<std::int16_t> written = {-32768, -32767, -1, 0, 1, 255, 256, 32767, 12345};
