@@ -1,11 +1,13 @@
-/* Compiled as C: the public headers must be valid C, and the calls usable from it. */
+/* Compiled as C: the public headers must be valid C, and the calls usable from it.
+ * With an argument, opens a new file of that name and closes it (the first open of a process
+ * reacts to IMSUBS_VERBOSE). */
 #include <lumarix/im.h>
 #include <lumarix/im_format.h>
 
 #include <stdio.h>
 #include <string.h>
 
-int main(void)
+int main(int argc, char **argv)
 {
     IMFileHeader header;
     memset(&header, 0, sizeof header);
@@ -15,6 +17,11 @@ int main(void)
     int stream = 1, section = -1;
     if (IMRtSecNum2(stream, 0, 0, 0, 0, &section) != 3) /* nothing open yet */
         return 2;
+    if (argc > 1) {
+        if (IMOpen(stream, argv[1], "new") != 0 || IMClose(stream) != 0)
+            return 3;
+        puts("");
+    }
     puts("C caller ok");
     return 0;
 }

@@ -192,3 +192,24 @@ TEST_F(FieldCalls, AreaFullLeavesFieldsUnchanged)
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(FieldCalls, HeaderWriteReportsFieldsThatNoLongerFit)
+{
+    const std::string big(60, 'v');
+    for (int i = 0; i < 20; ++i)
+        ASSERT_EQ(IMAlFieldChar(1, ("F" + std::to_string(i)).c_str(), big.c_str()), 0);
+    ASSERT_EQ(IMAlExHdrSize2(1, 8, 32, 1, 0), 0); // the field area shrinks to 863 bytes
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(IMWrHdr2(1, 1), 707);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "IMWrHdr2 1: field header overrun\n  num fields=12 out of 20 expected\n"
+              "  num bytes stored=831 out of 1391 expected (max allowed=863\n");
+    const auto bytes = read_bytes(dir.file("calls.img"));
+    ASSERT_EQ(bytes.size(), 2048u);
+    EXPECT_EQ(bytes[1024 + 160 + 830], '\r');
+    EXPECT_EQ(std::count(bytes.begin() + 1024 + 160 + 831, bytes.end(), 0), 1024 - 160 - 831);
+}
+
+} // namespace
