@@ -14,6 +14,7 @@ namespace {
 struct UserPaths {
     bool dirDone = false;
     std::string dir;  // remembered even when it could not be created
+    bool dirUsable = false;
     bool fileDone = false;
     std::optional<std::string> file;
 };
@@ -61,6 +62,7 @@ extern "C" const char *UserSettingsDir(void)
         std::fflush(stdout);
         return nullptr;
     }
+    state.dirUsable = true;
     return state.dir.c_str();
 }
 
@@ -69,8 +71,8 @@ extern "C" const char *UserSettingsFile(void)
     UserPaths &state = paths();
     if (!state.fileDone) {
         state.fileDone = true;
-        if (const char *dir = UserSettingsDir())
-            state.file = std::string(dir) + "/user.lxrc";
+        if (UserSettingsDir() && state.dirUsable)
+            state.file = state.dir + "/user.lxrc";
     }
     return state.file ? state.file->c_str() : nullptr;
 }

@@ -62,7 +62,7 @@ char *ReadSettingFromFile(FILE *file, const char *name);
  * "Could not create user config directory" on standard output) when it cannot be created. */
 const char *UserSettingsDir(void);
 
-/* UserSettingsDir() + "/user.lxrc", worked out once; NULL when the directory was unusable. */
+/* UserSettingsDir() + "/user.lxrc", worked out once; NULL when the directory could not be made. */
 const char *UserSettingsFile(void);
 
 /* Typed reads. Each returns 1 when the setting is set and parses, else 0.
