@@ -52,6 +52,20 @@ extern "C" Widget CreateActionArea(Widget form)
     return area;
 }
 
+extern "C" Widget BuildEditorWindow(Widget form)
+{
+    Widget actionArea = CreateActionArea(form);
+    Widget frame = BuildParameterForm(form);
+    if (frame == nullptr)
+        return nullptr;
+    XtVaSetValues(frame, XmNleftAttachment, XmATTACH_FORM, XmNrightAttachment, XmATTACH_FORM, XmNtopAttachment,
+                  XmATTACH_FORM, XmNbottomAttachment, XmATTACH_WIDGET, XmNbottomWidget, actionArea, nullptr);
+    // The rows are tab groups of their own; registering the buttons after them puts them last.
+    XtVaSetValues(actionArea, XmNnavigationType, XmEXCLUSIVE_TAB_GROUP, nullptr);
+    lx::form::installCloseAsDone(XtParent(form));
+    return frame;
+}
+
 extern "C" int RunEditorWindow(void)
 {
     WMSetResizable(1);
@@ -59,14 +73,8 @@ extern "C" int RunEditorWindow(void)
     if (form == nullptr)
         return 1;
     gwMainShell = XtParent(form);
-
-    Widget actionArea = CreateActionArea(form);
-    Widget frame = BuildParameterForm(form);
-    if (frame == nullptr)
+    if (BuildEditorWindow(form) == nullptr)
         return 1;
-    XtVaSetValues(frame, XmNleftAttachment, XmATTACH_FORM, XmNrightAttachment, XmATTACH_FORM, XmNtopAttachment,
-                  XmATTACH_FORM, XmNbottomAttachment, XmATTACH_WIDGET, XmNbottomWidget, actionArea, nullptr);
-    lx::form::installCloseAsDone(gwMainShell);
     XtRealizeWidget(gwMainShell);
     XtAppMainLoop(WMGetAppContext());
     return 0;

@@ -32,6 +32,10 @@ int GetWidgetValue(ConfigVar *var, char *text, int *changed);
  * the form's cancel button. Returns the action area. */
 Widget CreateActionArea(Widget form);
 
+/* Fills the main form: the action area, the parameter form above it, Tab order (rows first,
+ * then the buttons) and the window manager's close acting as Done. Returns the form's frame. */
+Widget BuildEditorWindow(Widget form);
+
 /* Action callbacks (client data and call data unused, except ShowHelp: the variable's index). */
 void DoneCB(Widget w, XtPointer client_data, XtPointer call_data);
 void SaveCB(Widget w, XtPointer client_data, XtPointer call_data);

@@ -88,6 +88,8 @@ Widget createOptionMenu(Widget grid, int index)
         if (count < MAX_CHOICES)
             var.choiceWidgets[count] = unset;
     }
+    // Its own tab group, so that Tab goes through the rows in order whatever their kind.
+    XtVaSetValues(menu, XmNnavigationType, XmEXCLUSIVE_TAB_GROUP, nullptr);
     XtManageChild(menu);
     return menu;
 }
@@ -95,7 +97,7 @@ Widget createOptionMenu(Widget grid, int index)
 Widget createTextField(Widget grid)
 {
     return XtVaCreateManagedWidget("Label", xmTextFieldWidgetClass, grid, XmNeditable, True, XmNmaxLength, 255,
-                                   nullptr);
+                                   XmNnavigationType, XmEXCLUSIVE_TAB_GROUP, nullptr);
 }
 
 void copyValue(char (&target)[256], const char *text) { std::snprintf(target, sizeof target, "%s", text); }

@@ -155,14 +155,12 @@ TEST_F(EditorActions, ClosingTheWindowActsAsDone)
 {
     EXPECT_EXIT(
         {
-            lx::form::installCloseAsDone(shell_);
             sendDeleteWindow(shell_);
             spinFor(2000);
             std::exit(3);
         },
         ::testing::ExitedWithCode(0), "");
 
-    lx::form::installCloseAsDone(shell_);
     type("LX_NUM", "5");
     bool asked = false;
     after(300, [&] {

@@ -85,3 +85,41 @@ TEST_F(KeyboardNavigation, TypingGoesIntoTheFocusedRow)
 }
 
 } // namespace
+
+namespace {
+
+using namespace lx::test;
+
+class MixedRowsKeyboard : public EditorWindowTest {};
+
+TEST_F(MixedRowsKeyboard, TabFollowsTheRowsWhateverTheirKind)
+{
+    std::string text;
+    for (int i = 0; i < 12; ++i) {
+        std::string n = std::to_string(i);
+        text += "VARIABLE: V" + n + "\nSHORTDESC: Row " + n + "\n";
+        text += (i % 3 == 1) ? "TYPE: BOOLEAN\nyes\nno\n" : (i % 3 == 2) ? "TYPE: ONEOFMANY 2\na\nb\n" : "TYPE: SIMPLE\n";
+    }
+    open(text, "");
+    if (IsSkipped())
+        return;
+    XSetInputFocus(XtDisplay(shell_), XtWindow(shell_), RevertToParent, CurrentTime);
+    XmProcessTraversal(gVarList[0].valueWidget, XmTRAVERSE_CURRENT);
+    spinFor(200);
+    for (int row = 1; row < 12; ++row) {
+        ASSERT_EQ(std::system("xdotool key --clearmodifiers Tab"), 0);
+        spinFor(150);
+        Widget focus = XmGetFocusWidget(shell_);
+        // An option menu takes the focus on its button, a child of the menu.
+        bool inRow = focus == gVarList[row].valueWidget || (focus && XtParent(focus) == gVarList[row].valueWidget);
+        ASSERT_TRUE(inRow) << "after Tab number " << row << " the focus is on " << (focus ? XtName(focus) : "nothing");
+    }
+    // After the last row come the buttons.
+    ASSERT_EQ(std::system("xdotool key --clearmodifiers Tab"), 0);
+    spinFor(150);
+    Widget focus = XmGetFocusWidget(shell_);
+    ASSERT_NE(focus, nullptr);
+    EXPECT_EQ(XtParent(focus), actionArea_);
+}
+
+} // namespace

@@ -163,10 +163,9 @@ void EditorWindowTest::open(const std::string &description, const std::string &c
     form_ = CreateMainForm("Editor test");
     ASSERT_NE(form_, nullptr) << "no display";
     shell_ = XtParent(form_);
-    actionArea_ = CreateActionArea(form_);
-    frame_ = BuildParameterForm(form_);
-    XtVaSetValues(frame_, XmNleftAttachment, XmATTACH_FORM, XmNrightAttachment, XmATTACH_FORM, XmNtopAttachment,
-                  XmATTACH_FORM, XmNbottomAttachment, XmATTACH_WIDGET, XmNbottomWidget, actionArea_, nullptr);
+    frame_ = BuildEditorWindow(form_);
+    ASSERT_NE(frame_, nullptr);
+    actionArea_ = XtNameToWidget(form_, "action_area");
     XtRealizeWidget(shell_);
     spinUntil([this] { return XtIsRealized(shell_); }, 2000);
     spinFor(100);
