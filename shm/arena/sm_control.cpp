@@ -43,10 +43,21 @@ bool processGone(pid_t pid)
     return pid <= 0 || (kill(pid, 0) != 0 && errno == ESRCH);
 }
 
+constexpr char kDataProject = 'N';
+
+// The data segment under our key is removed only when it is ours too.
+bool dataSegmentIsOurs()
+{
+    const int id = shmget(SG_key(homeDirectory().c_str(), kDataProject), 0, 0);
+    shmid_ds info {};
+    return id < 0 || shmctl(id, IPC_STAT, &info) != 0 || ownedByUs(id, info);
+}
+
 void removeLeftovers()
 {
     SMExit(nullptr, 1);
-    SG_destroy(nullptr);
+    if (dataSegmentIsOurs())
+        SG_destroy(nullptr);
     state().control_id = -1;
 }
 

@@ -239,3 +239,18 @@ TEST_F(TmpAttacks, IdFileThatIsNoFileOrHoldsNoIdIsRefused)
     ASSERT_EQ(mkfifo(idFile().c_str(), 0600), 0); // must not hang the reader
     expectRefused("is not a regular file");
 }
+
+TEST_F(TmpAttacks, CleanUpAfterACrashLeavesADataSegmentOfAnotherUser)
+{
+    Helper crashed({kCreate});
+    ASSERT_EQ(crashed.finish(), 0);
+    shmid_ds info {};
+    ASSERT_EQ(shmctl(dataSegment(), IPC_STAT, &info), 0);
+    info.shm_perm.uid = 65534;
+    ASSERT_EQ(shmctl(dataSegment(), IPC_SET, &info), 0);
+
+    expectRefused("Existing shared memory segment appears invalid.\n");
+    EXPECT_EQ(controlSegment(), -1);
+    EXPECT_FALSE(exists(idFile()));
+    EXPECT_NE(dataSegment(), -1);
+}

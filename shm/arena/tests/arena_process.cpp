@@ -2,6 +2,7 @@
 
 #include "lumarix/shm.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -76,7 +77,7 @@ std::string Helper::line(std::chrono::seconds timeout)
         }
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
         pollfd p {out_fd_, POLLIN, 0};
-        if (left <= 0 || poll(&p, 1, static_cast<int>(left)) <= 0)
+        if (poll(&p, 1, static_cast<int>(std::max<long long>(left, 0))) <= 0)
             return "";
         char chunk[4096];
         const ssize_t got = read(out_fd_, chunk, sizeof chunk);
