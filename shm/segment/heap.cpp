@@ -81,11 +81,23 @@ void append(State *st, char *p, uint64_t n) {
     note_growth(st, n);
     char *start = reinterpret_cast<char *>((reinterpret_cast<uintptr_t>(p) + kAlign - 1) & ~(kAlign - 1));
     uint64_t pad = static_cast<uint64_t>(start - p);
+    uint64_t usable = n - pad;
+    if (usable % kAlign != 0) {
+        // The piece starts off the 16-byte grid (someone else took 8 bytes from the break): take
+        // 8 more so that it ends on the grid, or leave its last 8 bytes unused.
+        if (SHMsbrk(8) == p + n) {
+            note_growth(st, 8);
+            usable += 8;
+        } else {
+            usable -= 8;
+            st->system_bytes -= 8;
+        }
+    }
     if (st->top == nullptr) {
         st->system_bytes -= pad;  // an unaligned first break: those bytes cannot be used
         st->base = start;
         st->top = reinterpret_cast<Chunk *>(start);
-        st->top->head = (n - pad) | kPrevInUse;
+        st->top->head = usable | kPrevInUse;
         return;
     }
     char *old_end = reinterpret_cast<char *>(next_of(st->top));
@@ -109,7 +121,7 @@ void append(State *st, char *p, uint64_t n) {
     }
     fence->head |= static_cast<uint64_t>(start - reinterpret_cast<char *>(fence)) | kGap;
     st->top = reinterpret_cast<Chunk *>(start);
-    st->top->head = (n - pad) | kPrevInUse;
+    st->top->head = usable | kPrevInUse;
 }
 
 // Makes the top chunk at least nb + kMinChunk bytes long, so that it can be split and still stay

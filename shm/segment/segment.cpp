@@ -172,7 +172,11 @@ void *create_system_segment(uint64_t length, const Environment &env) {
     if (debug) std::printf("SG_create: Creating shared memory of %ld bytes\n", static_cast<long>(length));
     key_t key = SG_key(env.home, kProjectChar);
     if (debug) std::printf("SG_create: Key is 0x%x\n", static_cast<unsigned>(key));
-    giShmId = shmget(key, length, IPC_CREAT | 0600);
+    // An existing segment of this key is reused; one made here is removed again if the attach
+    // fails, so that a failed create leaves nothing behind.
+    giShmId = shmget(key, length, IPC_CREAT | IPC_EXCL | 0600);
+    bool made_here = giShmId >= 0;
+    if (!made_here && errno == EEXIST) giShmId = shmget(key, length, IPC_CREAT | 0600);
     if (giShmId < 0) {
         int err = errno;
         std::printf("shmget failed: errno %d %s\n", err, std::strerror(err));
@@ -181,6 +185,10 @@ void *create_system_segment(uint64_t length, const Environment &env) {
     void *start = shmat(giShmId, env.arena_addr, SHM_RND);
     if (start == reinterpret_cast<void *>(-1)) {
         print_shmat_failure("SG_create", errno, env.arena_addr);
+        if (made_here) {
+            shmctl(giShmId, IPC_RMID, nullptr);
+            giShmId = -1;
+        }
         return nullptr;
     }
     return start;

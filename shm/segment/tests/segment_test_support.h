@@ -1,0 +1,65 @@
+// Shared pieces of the segment tests: a private temporary directory, the helper program, the
+// fixed address the processes agree on and a look at this process's mappings.
+#pragma once
+
+#include <lumarix/shm.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "child_process.h"
+
+namespace lx::test {
+
+inline const std::string kHelper = SEGMENT_HELPER_PATH;
+constexpr uintptr_t kAddress = 0x600000000000;   // where every test process maps the segment
+inline const std::string kAddressText = "600000000000";
+constexpr uint64_t kFirstBreak = 4'823'616;
+
+inline void *address(uintptr_t a) { return reinterpret_cast<void *>(a); }
+
+inline std::string hex(const void *p) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%p", p);
+    return text;
+}
+
+// Whether the page holding p is mapped in this process.
+inline bool is_mapped(const void *p) {
+    auto page = reinterpret_cast<uintptr_t>(p) & ~uintptr_t{4095};
+    return msync(reinterpret_cast<void *>(page), 4096, MS_ASYNC) == 0 || errno != ENOMEM;
+}
+
+// A directory of our own under /tmp, removed with everything in it.
+class TempDir {
+public:
+    TempDir() {
+        std::string pattern = "/tmp/lx-segment-XXXXXX";
+        if (mkdtemp(pattern.data()) == nullptr) std::abort();
+        path_ = pattern;
+    }
+    ~TempDir() {
+        std::error_code ec;
+        std::filesystem::remove_all(path_, ec);
+    }
+    TempDir(const TempDir &) = delete;
+    TempDir &operator=(const TempDir &) = delete;
+    std::string file(const std::string &name) const { return path_ + "/" + name; }
+    const std::string &path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+// The helper, run with the same LX_SHMSTADDR as the tests unless options say otherwise.
+inline ChildResult run_helper(std::vector<std::string> args, ChildOptions options = {}) {
+    args.insert(args.begin(), kHelper);
+    options.env.insert(options.env.begin(), {"LX_SHMSTADDR", kAddressText});
+    return run(args, options);
+}
+
+}  // namespace lx::test
