@@ -102,12 +102,14 @@ TEST_F(ArenaLifecycle, OnlyTheCreatorMayRemoveTheArena)
     Helper creator({kCreate, "put:alpha:one", "wait", "exit"});
     ASSERT_EQ(field(creator.line(), 1), "0");
 
-    Helper other({"attach", "exit", "destroy", "get:alpha"});
+    Helper other({"attach", "exit", "destroy", "get:alpha", "detach"});
     EXPECT_EQ(other.line(), "attach 0");
     other.line();
     EXPECT_EQ(other.line(), "exit 4");
     EXPECT_EQ(other.line(), "destroy 4");
     EXPECT_EQ(field(other.line(), 3), "one");
+    EXPECT_EQ(other.line(), "detach 0");
+    EXPECT_EQ(other.finish(), 0);
     EXPECT_TRUE(exists(idFile()));
     EXPECT_NE(controlSegment(), -1);
 
@@ -115,6 +117,23 @@ TEST_F(ArenaLifecycle, OnlyTheCreatorMayRemoveTheArena)
     EXPECT_EQ(third.line(), "attach 0");
     creator.send("go\n");
     EXPECT_EQ(creator.finish(), 0);
+}
+
+TEST_F(ArenaLifecycle, SyncByteIsSharedThroughTheControlBlock)
+{
+    Helper creator({kCreate, "sync-get", "wait", "sync-get", "exit"});
+    creator.line();
+    creator.line();
+    EXPECT_EQ(creator.line(), "sync-get 1");
+
+    Helper other({"attach", "sync-get", "sync:7", "realloc-null"});
+    EXPECT_EQ(other.line(), "attach 0");
+    other.line();
+    EXPECT_EQ(other.line(), "sync-get 1");
+    EXPECT_EQ(other.line(), "sync 7");
+    EXPECT_EQ(other.line(), "realloc-null null");
+    creator.send("go\n");
+    EXPECT_EQ(creator.line(), "sync-get 7");
 }
 
 TEST_F(ArenaLifecycle, SecondCreateInOneProcessIsRefusedAndClearsTheHandle)
