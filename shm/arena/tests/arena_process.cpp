@@ -21,17 +21,14 @@ namespace arena_test {
 
 using Clock = std::chrono::steady_clock;
 
-Helper::Helper(const std::vector<std::string> &commands, bool as_nobody, const std::vector<std::string> &extra_env)
+Helper::Helper(const std::vector<std::string> &commands, const std::vector<std::string> &extra_env)
 {
     static int serial = 0;
     err_path_ = "/tmp/arena-test-" + std::to_string(getpid()) + "-" + std::to_string(serial++) + ".err";
     int out[2], in[2];
     if (pipe2(out, O_CLOEXEC) != 0 || pipe2(in, O_CLOEXEC) != 0)
         throw std::runtime_error("pipe");
-    std::vector<std::string> args;
-    if (as_nobody)
-        args = {"/usr/bin/setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"};
-    args.push_back(ARENA_HELPER_PATH);
+    std::vector<std::string> args {ARENA_HELPER_PATH};
     args.insert(args.end(), commands.begin(), commands.end());
     pid_ = fork();
     if (pid_ == 0) {

@@ -10,12 +10,11 @@
 
 namespace arena_test {
 
-// One arena_helper process (optionally as the user nobody); stdout is read line by line,
+// One arena_helper process; stdout is read line by line,
 // stderr is collected in a file. The destructor kills a process still running.
 class Helper {
 public:
-    explicit Helper(const std::vector<std::string> &commands, bool as_nobody = false,
-                    const std::vector<std::string> &extra_env = {});
+    explicit Helper(const std::vector<std::string> &commands, const std::vector<std::string> &extra_env = {});
     ~Helper();
     Helper(const Helper &) = delete;
     Helper &operator=(const Helper &) = delete;

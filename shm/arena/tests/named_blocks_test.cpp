@@ -80,7 +80,7 @@ TEST_F(NamedBlocks, WithoutAnArenaNothingIsAllocatedAndNoSemaphoreMade)
 
 TEST_F(NamedBlocks, DebugSwitchTracesEveryListStep)
 {
-    Helper first({kCreate, "put:a:v", "get:a", "get:zz", "free:a", "exit"}, false, {"DEBUG_SHM=1"});
+    Helper first({kCreate, "put:a:v", "get:a", "get:zz", "free:a", "exit"}, {"DEBUG_SHM=1"});
     first.finish();
     const std::string pid = std::to_string(first.pid());
     for (const std::string &expected :
@@ -93,7 +93,7 @@ TEST_F(NamedBlocks, DebugSwitchTracesEveryListStep)
         EXPECT_TRUE(has(first.output(), expected)) << expected;
     EXPECT_TRUE(has(first.errors(), "Creating Config Protection Semaphore\n"));
 
-    Helper second({kCreate, "put:a:v", "put:b:w", "exit"}, false, {"DEBUG_SHM="});
+    Helper second({kCreate, "put:a:v", "put:b:w", "exit"}, {"DEBUG_SHM="});
     second.finish();
     EXPECT_TRUE(has(second.errors(), "Attached to Config Protection Semaphore\n"));
     EXPECT_TRUE(has(second.output(), "Added block b at position 1, new num blocks 2\n"));
