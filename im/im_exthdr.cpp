@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "im_stream.h"
+#include "im_window.h"
 
 namespace lx::im {
 namespace {
@@ -103,16 +104,29 @@ int ext_resize(Stream &s, int ints, int floats, int sections, int field_blocks)
         std::fprintf(stderr, "IMAlExHdrSize2 %d: extended header memory allocation error.\n", s.number);
         return 902;
     }
-    try {
-        std::vector<unsigned char> buffer(static_cast<size_t>(size), 0);
-        s.ext = std::move(buffer);
-    } catch (...) {
-        std::fprintf(stderr, "IMAlExHdrSize2 %d: extended header memory allocation error.\n", s.number);
-        return 902;
+    if (s.kind == kWindow) {
+        unsigned char *memory = window_runtime().allocate_ext_header(s.window, static_cast<size_t>(size));
+        if (!memory) {
+            std::fprintf(stderr, "IMAlExHdrSize2 %d: extended header memory allocation error.\n", s.number);
+            return 902;
+        }
+        s.ext.attach(memory, static_cast<size_t>(size));
+    } else {
+        try {
+            s.ext.assign(static_cast<size_t>(size), 0);
+        } catch (...) {
+            std::fprintf(stderr, "IMAlExHdrSize2 %d: extended header memory allocation error.\n", s.number);
+            return 902;
+        }
     }
     s.ints_per_section = ints;
     s.floats_per_section = floats;
     s.ext_size = static_cast<int>(size);
+    if (s.kind == kWindow)
+        if (unsigned char *header = window_runtime().header(s.window)) {
+            const int32_t bytes = s.ext_size;
+            std::memcpy(header + 92, &bytes, sizeof bytes);
+        }
     place_field_area(s);
     if (s.kind == kFile && !s.file && s.fd < 0)
         return 0;

@@ -129,7 +129,8 @@ int read_ext_header(Stream &s)
 // Step 8: window streams. 803, 810 or 809 in this build unless a runtime is installed.
 int open_window(Stream &s, const char *attribute)
 {
-    if (s.open_mode == IM_MODE_APPEND)
+    const bool append = s.open_mode == IM_MODE_APPEND;
+    if (append)
         s.open_mode = IM_MODE_OLD;
     WindowRuntime &rt = window_runtime();
     if (s.open_mode != IM_MODE_NEW && !rt.exists(s.window)) {
@@ -148,8 +149,33 @@ int open_window(Stream &s, const char *attribute)
     s.raw.assign(header, header + IM_HEADER_BYTES);
     if (int status = decode_header(s))
         return status;
-    section_position(s, rt.position(s.window), &s.z, &s.w, &s.t, &s.p);
     s.section = rt.position(s.window);
+    section_position(s, s.section, &s.z, &s.w, &s.t, &s.p);
+    if (append) {
+        s.z = std::max(0, s.nz - 1);
+        s.w = std::max(0, s.nw - 1);
+        s.t = std::max(0, s.nt - 1);
+        s.p = std::max(0, s.np - 1);
+        section_number(s, s.z, s.w, s.t, s.p, &s.section);
+        rt.set_position(s.window, s.section);
+    }
+    return 0;
+}
+
+// Step 10 for a window stream: the extended header lives in the window's shared memory.
+int attach_window_ext_header(Stream &s)
+{
+    if (s.ext_size < 0) {
+        std::fprintf(stderr, "IMOpen %d: invalid extended header size (%d).\n", s.number, s.ext_size);
+        return 210;
+    }
+    unsigned char *memory = window_runtime().allocate_ext_header(s.window, static_cast<size_t>(s.ext_size));
+    if (!memory) {
+        std::fprintf(stderr, "IMOpen %d: extended header memory allocation error.\n", s.number);
+        return 902;
+    }
+    s.ext.attach(memory, static_cast<size_t>(s.ext_size));
+    place_field_area(s);
     return 0;
 }
 
@@ -302,8 +328,14 @@ int IMOpen(int stream, const char *name, const char *attribute)
         }
 
         int status = 0;
-        if (s.ext_size != 0 && s.open_mode != IM_MODE_NEW && s.kind == kFile)
-            status = read_ext_header(s);
+        if (s.ext_size != 0 && s.open_mode != IM_MODE_NEW) {
+            if (s.kind == kFile)
+                status = read_ext_header(s);
+            else if ((status = attach_window_ext_header(s)) == 902)
+                return fail_open(stream, status);
+        }
+        if (s.kind == kWindow)
+            return status;
         const int section = s.open_mode == IM_MODE_APPEND ? s.sections - 1 : 0;
         if (int posn = IMPosn(stream, section, 0))
             return status ? status : posn;

@@ -31,6 +31,42 @@ struct Field {
     int size = 0;
 };
 
+// The extended header bytes: owned by the record for a file stream, or attached to memory that
+// the image window runtime keeps in shared memory for a window stream.
+class ExtBuffer {
+public:
+    unsigned char *data() { return external_ ? external_ : owned_.data(); }
+    const unsigned char *data() const { return external_ ? external_ : owned_.data(); }
+    size_t size() const { return external_ ? external_size_ : owned_.size(); }
+    bool empty() const { return size() == 0; }
+    void assign(size_t bytes, unsigned char value)
+    {
+        detach();
+        owned_.assign(bytes, value);
+    }
+    void attach(unsigned char *memory, size_t bytes)
+    {
+        owned_ = {};
+        external_ = memory;
+        external_size_ = bytes;
+    }
+    void clear()
+    {
+        detach();
+        owned_ = {};
+    }
+
+private:
+    void detach()
+    {
+        external_ = nullptr;
+        external_size_ = 0;
+    }
+    std::vector<unsigned char> owned_;
+    unsigned char *external_ = nullptr;
+    size_t external_size_ = 0;
+};
+
 struct Stream {
     int number = 0;
     int kind = kFile;
@@ -67,7 +103,7 @@ struct Stream {
 
     // Raw header (allocated on first need) and extended header with its field area.
     std::vector<unsigned char> raw;
-    std::vector<unsigned char> ext; // ext.size() is the allocated size (0: no buffer)
+    ExtBuffer ext; // ext.size() is the allocated size (0: no buffer)
     int field_start = 0, field_space = 0, field_used = 0;
     int field_blocks = 0; // 1024-byte blocks after the per-section area
     std::vector<Field> fields;

@@ -2,7 +2,18 @@
 // per-section values, fields, and a header write to a scratch copy.
 #include <lumarix/im.h>
 
+#include <fcntl.h>
 #include <unistd.h>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(undefined_behavior_sanitizer)
+#include <sanitizer/common_interface_defs.h>
+#define LX_HAS_SANITIZER_REPORT_FD 1
+#endif
+#endif
+#ifndef LX_HAS_SANITIZER_REPORT_FD
+#define LX_HAS_SANITIZER_REPORT_FD 0
+#endif
 
 #include <cstdint>
 #include <cstdio>
@@ -79,14 +90,46 @@ void read_what_we_can(int stream)
 
 } // namespace
 
+// The library prints a line for every refusal; those go to /dev/null while an input runs, and
+// sanitizer reports go to the saved standard error.
+class QuietStderr {
+public:
+    QuietStderr()
+    {
+        saved();
+        std::fflush(stderr);
+        dup2(devnull(), 2);
+    }
+    ~QuietStderr()
+    {
+        std::fflush(stderr);
+        dup2(saved(), 2);
+    }
+    static int saved()
+    {
+        static const int fd = dup(2);
+        return fd;
+    }
+
+private:
+    static int devnull()
+    {
+        static const int fd = open("/dev/null", O_WRONLY);
+        return fd;
+    }
+};
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static bool quiet = [] {
-        std::freopen("/dev/null", "w", stderr);
+    static const bool ready = [] {
         std::freopen("/dev/null", "w", stdout);
+#if LX_HAS_SANITIZER_REPORT_FD
+        __sanitizer_set_report_fd(reinterpret_cast<void *>(static_cast<intptr_t>(QuietStderr::saved())));
+#endif
         return true;
     }();
-    (void)quiet;
+    (void)ready;
+    QuietStderr quiet;
     const std::string path = scratch_path(".img");
     if (!write_file(path, data, size))
         return 0;

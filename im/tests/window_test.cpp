@@ -1,0 +1,142 @@
+// Window streams over a stand-in image window runtime installed through the internal interface.
+#include <lumarix/im.h>
+
+#include <map>
+
+#include "im_test_support.h"
+#include "im_window.h"
+
+using namespace imtest;
+
+namespace {
+
+struct FakeWindow {
+    std::vector<uint8_t> header = std::vector<uint8_t>(1024, 0);
+    std::vector<uint8_t> ext;
+    int position = 0;
+    bool open = false;
+};
+
+class FakeWindows final : public lx::im::WindowRuntime {
+public:
+    std::map<int, FakeWindow> windows;
+    bool exists(int window) override { return windows.count(window) > 0; }
+    bool open(int window, const char *attribute) override
+    {
+        if (!exists(window) && std::string(attribute).rfind("new", 0) != 0)
+            return false;
+        windows[window].open = true;
+        return true;
+    }
+    void close(int window) override { windows[window].open = false; }
+    unsigned char *header(int window) override { return exists(window) ? windows[window].header.data() : nullptr; }
+    unsigned char *allocate_ext_header(int window, size_t bytes) override
+    {
+        windows[window].ext.assign(bytes, 0);
+        return windows[window].ext.data();
+    }
+    int position(int window) override { return windows[window].position; }
+    void set_position(int window, int section) override { windows[window].position = section; }
+};
+
+class WindowStreams : public ::testing::Test {
+protected:
+    void SetUp() override { lx::im::set_window_runtime(&runtime); }
+    void TearDown() override
+    {
+        IMClose(1);
+        lx::im::set_window_runtime(nullptr);
+    }
+    // A window of 4 x 3 pixels, NZ 2, NW 2, ZWTP, in the ordinary layout with six titles.
+    void make_window(int number)
+    {
+        auto &h = runtime.windows[number].header;
+        ByteWriter w(h, false);
+        w.i32(0, 4);
+        w.i32(4, 3);
+        w.i32(8, 4);
+        w.i16(96, -16224);
+        w.i16(160, 1);
+        w.u16(180, 1);
+        w.i16(182, 2);
+        w.u16(196, 2);
+        w.i16(222, 6);
+        w.text(224, "window title");
+        w.i32(92, 1024);
+        w.i16(128, 1);
+        w.i16(130, 1);
+    }
+    FakeWindows runtime;
+};
+
+TEST_F(WindowStreams, OpenTakesTheWindowsHeaderWithWindowLimits)
+{
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(IMOpen(1, "5", "old"), 810);
+    testing::internal::GetCapturedStderr();
+    make_window(5);
+    ASSERT_EQ(IMOpen(1, "5", "old"), 0);
+    int window = 0, nx, ny, nsec, titles = 0, max_titles = 0, size = 0;
+    IMRtWID(1, &window);
+    IMRtSiz(1, &nx, &ny, &nsec);
+    IMRtNumLab(1, &titles);
+    IMRtMaxNumLab(1, &max_titles);
+    IMRtExHdrSize(1, &size);
+    EXPECT_EQ(std::vector<int>({window, nx, ny, nsec, titles, max_titles, size}),
+              std::vector<int>({5, 4, 3, 4, 5, 5, 1024}));
+    EXPECT_EQ(runtime.windows[5].ext.size(), 1024u); // the extended header lives with the window
+    // A return accessor reads the window's current header.
+    ByteWriter(runtime.windows[5].header, false).i32(0, 9);
+    IMRtSiz(1, &nx, &ny, &nsec);
+    EXPECT_EQ(nx, 9);
+}
+
+TEST_F(WindowStreams, AppendStartsAtTheLastSection)
+{
+    make_window(7);
+    ASSERT_EQ(IMOpen(1, "7", "append"), 0);
+    int mode, io, z, w, t, p, section;
+    IMRtOpenMode(1, &mode, &io);
+    IMRtPosn(1, &z, &w, &t, &p, &section);
+    EXPECT_EQ(mode, IM_MODE_OLD);
+    EXPECT_EQ(std::vector<int>({z, w, t, p, section}), std::vector<int>({1, 1, 0, 0, 3}));
+    EXPECT_EQ(runtime.windows[7].position, 3);
+}
+
+TEST_F(WindowStreams, FieldsAreRefused)
+{
+    make_window(5);
+    ASSERT_EQ(IMOpen(1, "5", "ro"), 0);
+    int count = 0;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(IMAlFieldInt(1, "Frames", 3), 735);
+    EXPECT_EQ(IMRtNumFields(1, &count), 735);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "IMAlField 1: field Frames not set. Fields not supported in image windows.\n"
+              "IMRtNumFields 1: Fields not supported in image windows.\n");
+}
+
+TEST_F(WindowStreams, FreshHeaderAndWritesGoToTheWindow)
+{
+    ASSERT_EQ(IMOpen(1, "9", "new"), 0);
+    EXPECT_EQ(IMCrHdr3(1, 16, 16, 2, 7, 1, 1, 2, 2), 404);
+    int nz, nw, nt, np, max_titles;
+    IMRtZWTP(1, &nz, &nw, &nt, &np);
+    IMRtMaxNumLab(1, &max_titles);
+    EXPECT_EQ(nw, 5);
+    EXPECT_EQ(max_titles, 4);
+    auto &header = runtime.windows[9].header;
+    EXPECT_EQ(native_at<uint16_t>(header, 196), 5);
+    EXPECT_EQ(native_at<int32_t>(header, 92), 5 * 1024); // 10 sections x 160 bytes: 2 blocks, then 3
+    EXPECT_EQ(runtime.windows[9].ext.size(), 5120u);
+    ASSERT_EQ(IMAlOrig(1, 1, 2, 3), 0);
+    ASSERT_EQ(IMWrHdr(1, "to the window", 0, 0, 1, 0), 0);
+    EXPECT_EQ(native_at<float>(header, 212), 1.0f);
+    EXPECT_EQ(std::string(reinterpret_cast<char *>(header.data()) + 224), "to the window");
+    ASSERT_EQ(IMPosnZWTP(1, 1, 4, 0, 0), 0);
+    EXPECT_EQ(runtime.windows[9].position, 9);
+    ASSERT_EQ(IMClose(1), 0);
+    EXPECT_FALSE(runtime.windows[9].open);
+}
+
+} // namespace
