@@ -9,6 +9,8 @@
  *   - The blocking dialogs (question, prompt) spin the event loop themselves, so other
  *     callbacks may run while they wait.
  *   - When no display can be opened, dialogs write their text to standard error instead.
+ *   - Programs must load libXm ahead of libXt (link -lXm before -lXt, without --as-needed
+ *     dropping libXm): Motif's vendor shell class has to replace Xt's own.
  *   - Settings (LX_STD_BKG_COLOR, LX_APPLICATION, LX_DO_TOOLTIPS, the base directory) come
  *     from the suite's settings lookup (lumarix/settings.h).
  */
@@ -60,6 +62,9 @@ Display *WMGetDisplay(void);
 /* Makes the next shell created by CreateAppShell resizable (1) or not (0); the flag resets
  * to 0 after that one shell. */
 void WMSetResizable(int resizable);
+
+/* The resizable flag a shell was created with: 1 or 0 (also 0 for shells not made here). */
+int WMShellIsResizable(Widget shell);
 
 /* A new top-level shell named `title` (NULL: untitled) with the suite's background, window-
  * manager hints, icon and placement at the pointer. NULL when no display can be opened. */

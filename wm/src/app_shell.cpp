@@ -61,6 +61,14 @@ void InstallShellFallback(LayerState &s) {
     XtAppSetFallbackResources(s.app, s.shellFallbackList.data());
 }
 
+void ForgetResizableCB(Widget shell, XtPointer, XtPointer) { State().resizableOf.erase(shell); }
+
+// Shells have no userData resource, so the flag is kept beside them for their lifetime.
+void RememberResizable(LayerState &s, Widget shell, int resizable) {
+    s.resizableOf[shell] = resizable;
+    XtAddCallback(shell, XmNdestroyCallback, ForgetResizableCB, nullptr);
+}
+
 void PlaceAtPointer(LayerState &s, Widget shell) {
     Window root = RootWindow(s.display, DefaultScreen(s.display));
     Window rootReturn = 0, child = 0;
@@ -92,6 +100,12 @@ using namespace lx::wm;
 
 extern "C" void WMSetResizable(int resizable) { State().resizableNext = resizable ? 1 : 0; }
 
+extern "C" int WMShellIsResizable(Widget shell) {
+    const auto &flags = State().resizableOf;
+    auto found = flags.find(shell);
+    return found != flags.end() ? found->second : 0;
+}
+
 extern "C" Widget CreateAppShell(const char *title) {
     LayerState &s = State();
     if (s.display == nullptr) {
@@ -116,8 +130,8 @@ extern "C" Widget CreateAppShell(const char *title) {
     const int resizable = s.resizableNext;
     const MwmHints hints = HintsForShell(title != nullptr, resizable != 0);
     XtVaSetValues(shell, XmNmwmDecorations, AsArg(hints.decorations), XmNmwmFunctions,
-                  AsArg(hints.functions), XmNuserData,
-                  reinterpret_cast<XtPointer>(static_cast<intptr_t>(resizable)), nullptr);
+                  AsArg(hints.functions), nullptr);
+    RememberResizable(s, shell, resizable);
     s.resizableNext = 0;
 
     PlaceAtPointer(s, shell);

@@ -5,6 +5,7 @@
 #include <Xm/Xm.h>
 
 #include <array>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -50,6 +51,7 @@ struct LayerState {
     Colormap colormap = 0;
 
     int resizableNext = 0;
+    std::map<Widget, int> resizableOf;       // each shell's resizable flag (shells have no user data)
     std::vector<RegisteredShell> shells;     // grows in steps of 20 entries
 
     // Layout state handed to the form-layout helpers.

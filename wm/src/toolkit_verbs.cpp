@@ -14,13 +14,25 @@ std::optional<std::string> TextOfCompoundString(XmString text) {
     if (text == nullptr) {
         return std::nullopt;
     }
-    char *plain = nullptr;
-    if (!XmStringGetLtoR(text, const_cast<char *>(XmFONTLIST_DEFAULT_TAG), &plain) ||
-        plain == nullptr) {
+    // XmStringGetLtoR stops at the first line break; walking the segments keeps every line.
+    XmStringContext context = nullptr;
+    if (!XmStringInitContext(&context, text)) {
         return std::nullopt;
     }
-    std::string result(plain);
-    XtFree(plain);
+    std::string result;
+    char *segment = nullptr;
+    XmStringCharSet tag = nullptr;
+    XmStringDirection direction{};
+    Boolean separator = False;
+    while (XmStringGetNextSegment(context, &segment, &tag, &direction, &separator)) {
+        result += segment != nullptr ? segment : "";
+        if (separator) {
+            result += '\n';
+        }
+        XtFree(segment);
+        XtFree(tag);
+    }
+    XmStringFreeContext(context);
     return result;
 }
 
@@ -50,6 +62,15 @@ void ShowPopupShell(Widget shell) {
 
 void HidePopupShell(Widget shell) {
     XtPopdown(shell);  // a no-op for a shell that is not up
+}
+
+void FitShellToChild(Widget shell, Widget child) {
+    XtWidgetGeometry preferred{};
+    XtQueryGeometry(child, nullptr, &preferred);
+    if ((preferred.request_mode & CWWidth) && (preferred.request_mode & CWHeight) &&
+        preferred.width > 0 && preferred.height > 0) {
+        XtVaSetValues(shell, XmNwidth, AsArg(preferred.width), XmNheight, AsArg(preferred.height), nullptr);
+    }
 }
 
 void StopTimer(XtIntervalId &id) {

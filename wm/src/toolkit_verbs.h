@@ -50,6 +50,10 @@ void DestroyDialog(Widget dialog);
 void ShowPopupShell(Widget shell);
 void HidePopupShell(Widget shell);
 
+// A shell does not grow when its child asks before the shell has a window, so a popup created
+// 1 by 1 would stay that small; this sizes the shell to the child's preferred size.
+void FitShellToChild(Widget shell, Widget child);
+
 // Removes a pending toolkit timer and forgets its id (0 means none).
 void StopTimer(XtIntervalId &id);
 

@@ -150,6 +150,7 @@ void EnterCB(Widget w, XtPointer client, XEvent *event, Boolean *) {
         const auto &text = t.registry[index].text;
         CompoundString label = MakeCompoundString(text ? text->c_str() : "");
         XtVaSetValues(t.label, XmNlabelString, label.get(), nullptr);
+        FitShellToChild(t.shell, t.label);
         PositionPopup(t, w);
         t.showTimer = XtAppAddTimeOut(t.app, kShowDelayMs, ShowTimerCB, nullptr);
     });

@@ -1,0 +1,220 @@
+// Blocking dialogs answered the three ways a user can answer them, and the suppressible
+// variants with their flag set and clear.
+#include "wm_test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <Xm/MessageB.h>
+#include <Xm/SelectioB.h>
+#include <Xm/TextF.h>
+#include <Xm/ToggleB.h>
+#include <Xm/Xm.h>
+
+#include <cstring>
+
+using namespace lxtest;
+
+namespace {
+
+// Acts on the dialog named `name` once it is up.
+void WhenShown(const char *name, std::function<void(Widget)> act) {
+    std::string wanted = name;
+    After(100, [wanted, act] {
+        Widget dialog = FindDialog(wanted.c_str());
+        ASSERT_NE(dialog, nullptr) << wanted << " not found";
+        act(dialog);
+    });
+}
+
+void PressBox(Widget box, unsigned char which) { PressButton(XmMessageBoxGetChild(box, which)); }
+
+std::string LogText() { return ReadFile(std::string(LogDirectory()) + "/lumarixlog.txt"); }
+
+}  // namespace
+
+class Question : public ::testing::Test {
+protected:
+    void SetUp() override { NewMainForm("Questions"); }
+};
+
+TEST_F(Question, OkAnswersYes) {
+    std::string message;
+    bool modal = false, helpHidden = false;
+    WhenShown("question", [&](Widget q) {
+        message = ResourceText(q, XmNmessageString);
+        unsigned char style = 0;
+        XtVaGetValues(q, XmNdialogStyle, &style, nullptr);
+        modal = style == XmDIALOG_PRIMARY_APPLICATION_MODAL;
+        helpHidden = !XtIsManaged(XmMessageBoxGetChild(q, XmDIALOG_HELP_BUTTON));
+        PressBox(q, XmDIALOG_OK_BUTTON);
+    });
+    EXPECT_EQ(WMAskQuestion("Save %d changes?\nReally?", 3), 1);
+    EXPECT_EQ(message, "Save 3 changes?\nReally?");
+    EXPECT_TRUE(modal);
+    EXPECT_TRUE(helpHidden);
+    EXPECT_EQ(FindDialog("question"), nullptr) << "the question is destroyed after answering";
+}
+
+TEST_F(Question, CancelAnswersNo) {
+    WhenShown("question", [](Widget q) { PressBox(q, XmDIALOG_CANCEL_BUTTON); });
+    EXPECT_EQ(WMAskQuestion("Quit?"), 0);
+}
+
+TEST_F(Question, WindowManagerCloseAnswersNo) {
+    WhenShown("question", [](Widget q) { SendDeleteWindow(XtParent(q)); });
+    EXPECT_EQ(WMAskQuestion("Close me?"), 0);
+    EXPECT_EQ(FindDialog("question"), nullptr);
+}
+
+TEST_F(Question, AnswerCallbacksStoreTheirConstants) {
+    int32_t answer = -1;
+    WMyes(nullptr, &answer, nullptr);
+    EXPECT_EQ(answer, 1);
+    WMno(nullptr, &answer, nullptr);
+    EXPECT_EQ(answer, 0);
+    WMchoice2(nullptr, &answer, nullptr);
+    EXPECT_EQ(answer, 2);
+    WMchoice1(nullptr, &answer, nullptr);
+    EXPECT_EQ(answer, 1);
+    WMchoice3(nullptr, &answer, nullptr);
+    EXPECT_EQ(answer, 3);
+}
+
+class Prompt : public ::testing::Test {
+protected:
+    void SetUp() override { NewMainForm("Prompts"); }
+    char answer[WM_ANSWER_SIZE] = "stale";
+};
+
+TEST_F(Prompt, OkReturnsTheTypedText) {
+    std::string label, shownDefault;
+    WhenShown("prompt", [&](Widget p) {
+        label = ResourceText(p, XmNselectionLabelString);
+        Widget text = XmSelectionBoxGetChild(p, XmDIALOG_TEXT);
+        char *initial = XmTextFieldGetString(text);
+        shownDefault = initial;
+        XtFree(initial);
+        XmTextFieldSetString(text, const_cast<char *>("objective 40x"));
+        PressButton(XmSelectionBoxGetChild(p, XmDIALOG_OK_BUTTON));
+    });
+    EXPECT_EQ(WMAskString("Name the preset:", answer, "default preset"), 1);
+    EXPECT_EQ(WMStrAnswer, 1);
+    EXPECT_STREQ(answer, "objective 40x");
+    EXPECT_EQ(label, "Name the preset:");
+    EXPECT_EQ(shownDefault, "default preset");
+}
+
+TEST_F(Prompt, CancelEmptiesTheAnswer) {
+    WhenShown("prompt", [](Widget p) { PressButton(XmSelectionBoxGetChild(p, XmDIALOG_CANCEL_BUTTON)); });
+    EXPECT_EQ(WMAskString("Name?", answer, "something"), -1);
+    EXPECT_EQ(WMStrAnswer, -1);
+    EXPECT_STREQ(answer, "");
+}
+
+TEST_F(Prompt, WindowManagerCloseCancels) {
+    WhenShown("prompt", [](Widget p) { SendDeleteWindow(XtParent(p)); });
+    EXPECT_EQ(WMAskString("Name?", answer, "something"), -1);
+    EXPECT_STREQ(answer, "");
+    EXPECT_EQ(FindDialog("prompt"), nullptr);
+}
+
+TEST_F(Prompt, LongAnswerIsCutToTheBuffer) {
+    const std::string longText(400, 'x');
+    WhenShown("prompt", [&](Widget p) {
+        XmTextFieldSetString(XmSelectionBoxGetChild(p, XmDIALOG_TEXT), const_cast<char *>(longText.c_str()));
+        PressButton(XmSelectionBoxGetChild(p, XmDIALOG_OK_BUTTON));
+    });
+    EXPECT_EQ(WMAskString("Long?", answer, ""), 1);
+    EXPECT_EQ(std::strlen(answer), WM_ANSWER_SIZE - 1u);
+}
+
+class Suppressible : public ::testing::Test {
+protected:
+    void SetUp() override { NewMainForm("Suppressible"); }
+};
+
+TEST_F(Suppressible, QuestionWithFlagSetAnswersYesWithoutAsking) {
+    int suppress = 1;
+    EXPECT_EQ(WMAskQuestionSuppressible(&suppress, "Overwrite %s?", "file"), 1);
+    EXPECT_EQ(FindDialog("question"), nullptr);
+    EXPECT_EQ(suppress, 1);
+}
+
+TEST_F(Suppressible, QuestionWithFlagClearAsksAndTheToggleFlipsTheFlag) {
+    int suppress = 0;
+    std::string toggleLabel;
+    bool toggleInitiallyOff = false;
+    WhenShown("question", [&](Widget q) {
+        Widget toggle = XtNameToWidget(q, "NAtoggle");
+        ASSERT_NE(toggle, nullptr);
+        toggleLabel = ResourceText(toggle, XmNlabelString);
+        toggleInitiallyOff = !XmToggleButtonGetState(toggle);
+        XmToggleButtonSetState(toggle, True, True);
+        PressBox(q, XmDIALOG_CANCEL_BUTTON);
+    });
+    EXPECT_EQ(WMAskQuestionSuppressible(&suppress, "Overwrite?"), 0);
+    EXPECT_EQ(toggleLabel, "Don't ask me this again");
+    EXPECT_TRUE(toggleInitiallyOff);
+    EXPECT_EQ(suppress, 1);
+    EXPECT_EQ(WMAskQuestionSuppressible(&suppress, "Overwrite?"), 1) << "suppressed from now on";
+}
+
+TEST_F(Suppressible, QuestionWithoutFlagHasNoToggle) {
+    bool hasToggle = true;
+    WhenShown("question", [&](Widget q) {
+        hasToggle = XtNameToWidget(q, "NAtoggle") != nullptr;
+        PressBox(q, XmDIALOG_OK_BUTTON);
+    });
+    EXPECT_EQ(WMAskQuestionSuppressible(nullptr, "No flag?"), 1);
+    EXPECT_FALSE(hasToggle);
+}
+
+TEST_F(Suppressible, WarningWithFlagSetOnlyLogs) {
+    int suppress = 1;
+    EXPECT_EQ(WMShowWarningSuppressible(&suppress, "Disk %d nearly full", 7), nullptr);
+    EXPECT_EQ(FindDialog("warning"), nullptr);
+    EXPECT_NE(LogText().find("]: WMShowWarning (dialog disabled by user): Disk 7 nearly full\n"),
+              std::string::npos);
+}
+
+TEST_F(Suppressible, WarningWithFlagClearShowsAToggleThatFlipsTheFlag) {
+    int suppress = 0;
+    Widget dialog = WMShowWarningSuppressible(&suppress, "Disk %d nearly full", 8);
+    ASSERT_NE(dialog, nullptr);
+    Widget toggle = XtNameToWidget(dialog, "NAtoggle");
+    ASSERT_NE(toggle, nullptr);
+    EXPECT_EQ(ResourceText(toggle, XmNlabelString), "Don't show me this warning again");
+    XmToggleButtonSetState(toggle, True, True);
+    EXPECT_EQ(suppress, 1);
+    XmToggleButtonSetState(toggle, False, True);
+    EXPECT_EQ(suppress, 0);
+    EXPECT_NE(LogText().find("]: WMShowWarning: Disk 8 nearly full\n"), std::string::npos);
+}
+
+class Warning : public ::testing::Test {
+protected:
+    void SetUp() override { NewMainForm("Warnings"); }
+};
+
+TEST_F(Warning, ShowsOkOnlyAndOkDestroysIt) {
+    Widget dialog = WMShowWarning("Value %s is out of range", "12");
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_STREQ(XtName(dialog), "warning");
+    EXPECT_EQ(ResourceText(dialog, XmNmessageString), "Value 12 is out of range");
+    EXPECT_TRUE(XtIsManaged(XmMessageBoxGetChild(dialog, XmDIALOG_OK_BUTTON)));
+    EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(dialog, XmDIALOG_CANCEL_BUTTON)));
+    EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(dialog, XmDIALOG_HELP_BUTTON)));
+    unsigned char style = 0;
+    XtVaGetValues(dialog, XmNdialogStyle, &style, nullptr);
+    EXPECT_EQ(style, XmDIALOG_MODELESS);
+    Liveness live(dialog);
+    PressBox(dialog, XmDIALOG_OK_BUTTON);
+    EXPECT_TRUE(SpinUntil([&] { return !live.alive; }, 1000));
+}
+
+TEST_F(Warning, LongTextIsCutAt499Characters) {
+    const std::string longText(700, 'w');
+    Widget dialog = WMShowWarning("%s", longText.c_str());
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(ResourceText(dialog, XmNmessageString), std::string(499, 'w'));
+}

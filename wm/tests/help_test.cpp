@@ -1,0 +1,69 @@
+// The help presenter: page lookup (.htm, then .html), the viewer run without a shell and
+// waited for, and the messages for missing topics and pages. The test base directory's name
+// holds spaces and shell characters.
+#include "wm_test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <Xm/MessageB.h>
+#include <Xm/Xm.h>
+
+#include <unistd.h>
+
+using namespace lxtest;
+
+class Help : public ::testing::Test {
+protected:
+    void SetUp() override {
+        NewMainForm("Help");
+        ::unlink(ArgsFile().c_str());
+    }
+    static std::string ArgsFile() { return BaseDir() + "/viewer-args"; }
+    static std::string Page(const std::string &leaf) { return BaseDir() + "/help/" + leaf; }
+};
+
+TEST_F(Help, ViewerGetsThePagePathAsOneArgumentAndIsWaitedFor) {
+    WriteFile(Page("Parmset.htm"), "<html>help</html>");
+    WMPresentHelp("Parmset");
+    ASSERT_TRUE(FileExists(ArgsFile())) << "the viewer had finished when the call returned";
+    EXPECT_EQ(ReadFile(ArgsFile()), "1\n" + Page("Parmset.htm") + "\n");
+    EXPECT_FALSE(FileExists("injected")) << "nothing in the base directory's name ran";
+}
+
+TEST_F(Help, OnlyTheTopicsFirstWordNamesThePageAndHtmlIsTheFallback) {
+    WriteFile(Page("Acquisition.html"), "<html>help</html>");
+    WMPresentHelp("Acquisition settings page");
+    EXPECT_EQ(ReadFile(ArgsFile()), "1\n" + Page("Acquisition.html") + "\n");
+}
+
+TEST_F(Help, HelpButtonCallbackPresentsItsTopic) {
+    WriteFile(Page("Button.htm"), "x");
+    XEvent event{};
+    event.type = ButtonRelease;
+    XmAnyCallbackStruct cbs{XmCR_ACTIVATE, &event};
+    WMHelpCB(current_form, const_cast<char *>("Button"), &cbs);
+    EXPECT_EQ(ReadFile(ArgsFile()), "1\n" + Page("Button.htm") + "\n");
+    WMHelpCB(current_form, const_cast<char *>("Button"), nullptr);
+    EXPECT_TRUE(FileExists(ArgsFile()));
+}
+
+TEST_F(Help, MissingPageIsReportedInAWarning) {
+    WMPresentHelp("Nowhere at all");
+    EXPECT_FALSE(FileExists(ArgsFile()));
+    Widget warning = FindDialog("warning");
+    ASSERT_NE(warning, nullptr);
+    EXPECT_EQ(ResourceText(warning, XmNmessageString), "Sorry, no help available for topic \"Nowhere at all\" ");
+}
+
+TEST_F(Help, EmptyTopicGivesANoteThatClosesAfterFourSeconds) {
+    WMPresentHelp("");
+    Widget note = FindDialog("info_dialog");
+    ASSERT_NE(note, nullptr);
+    EXPECT_EQ(ResourceText(note, XmNmessageString), "There is no help available for this subject");
+    Liveness live(note);
+    SpinFor(3500);
+    EXPECT_TRUE(live.alive);
+    EXPECT_TRUE(SpinUntil([&] { return !live.alive; }, 1500));
+    WMPresentHelp(nullptr);
+    EXPECT_NE(FindDialog("info_dialog"), nullptr);
+}

@@ -1,0 +1,59 @@
+// The information note: closes itself after its timeout, stays without one, hides on OK.
+#include "wm_test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <Xm/MessageB.h>
+#include <Xm/Xm.h>
+
+using namespace lxtest;
+using Clock = std::chrono::steady_clock;
+
+class InfoNote : public ::testing::Test {
+protected:
+    void SetUp() override { NewMainForm("Notes"); }
+};
+
+TEST_F(InfoNote, TwoSecondNoteIsDestroyedAfterAbout2000Ms) {
+    const auto shownAt = Clock::now();
+    EXPECT_EQ(WMShowInfo("Saved options to file /tmp/x.cfg\n", 2), 0);
+    Widget note = FindDialog("info_dialog");
+    ASSERT_NE(note, nullptr);
+    Liveness live(note);
+    EXPECT_TRUE(IsOnScreen(XtParent(note)));
+    ASSERT_TRUE(SpinUntil([&] { return !live.alive; }, 4000));
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(live.destroyedAt - shownAt).count();
+    EXPECT_GE(ms, 1950);
+    EXPECT_LE(ms, 2600);
+}
+
+TEST_F(InfoNote, NoteWithoutTimeoutStays) {
+    WMShowInfo("Stays until OK", 0);
+    Widget note = FindDialog("info_dialog");
+    ASSERT_NE(note, nullptr);
+    Liveness live(note);
+    SpinFor(3000);
+    EXPECT_TRUE(live.alive);
+    EXPECT_TRUE(IsOnScreen(XtParent(note)));
+    EXPECT_EQ(ResourceText(note, XmNmessageString), "Stays until OK");
+}
+
+TEST_F(InfoNote, OkHidesTheNoteAndOnlyOkIsOffered) {
+    WMShowInfo("Press OK", -1);
+    Widget note = FindDialog("info_dialog");
+    ASSERT_NE(note, nullptr);
+    EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(note, XmDIALOG_CANCEL_BUTTON)));
+    EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(note, XmDIALOG_HELP_BUTTON)));
+    PressButton(XmMessageBoxGetChild(note, XmDIALOG_OK_BUTTON));
+    EXPECT_TRUE(SpinUntil([&] { return !IsOnScreen(XtParent(note)); }, 1000));
+}
+
+TEST_F(InfoNote, NoteDestroyedEarlyDoesNotFireItsTimer) {
+    WMShowInfo("Goes with its parent", 1);
+    Widget note = FindDialog("info_dialog");
+    ASSERT_NE(note, nullptr);
+    XtDestroyWidget(baseshell);
+    baseshell = topshell = nullptr;
+    SpinFor(1500);  // a stale timer would destroy freed memory here
+    SUCCEED();
+}
