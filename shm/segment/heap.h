@@ -7,6 +7,8 @@
 
 #include "heap_state.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace lx::heap {
 
 // Requests above this are refused outright, so that size arithmetic never overflows.
@@ -16,11 +18,8 @@ constexpr uint64_t kMaxRequest = uint64_t{1} << 62;
 // mapping threshold 128 KiB, top pad 0, base unset, statistics zero, the break and allowance.
 void init(State *st, char *first_break, uint64_t allowance);
 
-void *allocate(State *st, uint64_t bytes);
 void *allocate_zeroed(State *st, uint64_t bytes);
 void *resize(State *st, void *block, uint64_t bytes);
-// False when block was not handed out by this heap (or is already free); nothing is changed then.
-bool release(State *st, void *block);
 // Bytes the caller may use in block; 0 for a block this heap did not hand out.
 uint64_t usable_size(const State *st, const void *block);
 
@@ -36,3 +35,7 @@ Stats stats(const State *st);
 bool check(const State *st, const char *map_begin, const char *map_end, std::string &reason);
 
 }  // namespace lx::heap
+
+#pragma GCC visibility pop
+
+#include "heap_chunks.h"  // allocate and release, inline

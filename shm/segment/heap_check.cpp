@@ -21,7 +21,6 @@ __attribute__((format(printf, 2, 3))) bool fail(std::string &reason, const char 
     return false;
 }
 
-inline uint64_t size_of(const Chunk *c) { return c->head & ~kFlagMask; }
 inline const Chunk *at(const void *p, uint64_t offset) {
     return reinterpret_cast<const Chunk *>(static_cast<const char *>(p) + offset);
 }

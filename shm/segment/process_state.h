@@ -7,6 +7,9 @@
 
 #include "heap_state.h"
 
+// Internal to the library: not exported, so calls stay direct.
+#pragma GCC visibility push(hidden)
+
 namespace lx::seg {
 
 struct ProcessState {
@@ -16,12 +19,16 @@ struct ProcessState {
     std::string file_name;   // the mapped file's path (file mode), until SG_destroy
     char *map_begin = nullptr;  // this process's mapping of the segment
     char *map_end = nullptr;
-    bool heap_usable = false;  // the heap's allowance lies inside this process's mapping
+    heap::State *heap = nullptr;  // the heap state, when its allowance lies inside this mapping
 };
 
-ProcessState &process();
+extern constinit ProcessState g_process;
+
+inline ProcessState &process() { return g_process; }
 
 // The heap of this process, or null when none is attached or it cannot be used here.
-heap::State *usable_heap();
+inline heap::State *usable_heap() { return g_process.heap; }
 
 }  // namespace lx::seg
+
+#pragma GCC visibility pop

@@ -93,7 +93,7 @@ void judge_heap(const char *caller) {
     ProcessState &ps = process();
     auto *st = static_cast<heap::State *>(GBLdl_p);
     char *first_break = ps.map_begin + kFirstBreakOffset;
-    ps.heap_usable = false;
+    ps.heap = nullptr;
     if (st->magic != heap::kStateMagic) {
         std::fprintf(stderr, "%s: the segment at %p holds no heap; allocation is refused\n", caller,
                      static_cast<void *>(ps.map_begin));
@@ -110,7 +110,7 @@ void judge_heap(const char *caller) {
                      caller, static_cast<void *>(ps.map_begin), static_cast<void *>(brk));
         return;
     }
-    ps.heap_usable = true;
+    ps.heap = st;
 }
 
 // Opens (and when creating, makes) the file; a file made here is removed again if a later step
@@ -196,14 +196,7 @@ void *create_system_segment(uint64_t length, const Environment &env) {
 
 }  // namespace
 
-ProcessState &process() {
-    static ProcessState state;
-    return state;
-}
-
-heap::State *usable_heap() {
-    return process().heap_usable ? static_cast<heap::State *>(GBLdl_p) : nullptr;
-}
+constinit ProcessState g_process;
 
 uint64_t mapping_length(uint64_t allowance) {
     if (allowance > kMaxAllowance) return 0;
@@ -248,7 +241,7 @@ extern "C" void *SG_create(const char *path, uint64_t size) {
         remember_mapping(static_cast<char *>(start), length, file ? path : nullptr);
         auto *st = static_cast<lx::heap::State *>(GBLdl_p);
         lx::heap::init(st, static_cast<char *>(GBLdl_p) + kBreakFromState, size);
-        process().heap_usable = true;
+        process().heap = st;
         if (process().debug)
             std::fprintf(stderr, "SG_create: GBLdl_p %p,  cuSHMbrk %p\n", GBLdl_p, static_cast<void *>(st->curSHMbrk));
         return start;
@@ -337,7 +330,7 @@ extern "C" void SG_detach(void *start) {
     }
     if (ours) {
         ps.map_begin = ps.map_end = nullptr;
-        ps.heap_usable = false;
+        ps.heap = nullptr;
         GBLdl_p = nullptr;
     }
 }
