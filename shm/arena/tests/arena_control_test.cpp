@@ -177,6 +177,27 @@ TEST_F(ArenaLifecycle, TraceNamesEveryOperationAndTheProcess)
             << operation;
 }
 
+TEST_F(ArenaLifecycle, NamesFollowUserAndLognameElseTheLoginName)
+{
+    Helper named({kCreate, "put:a:v", "wait", "exit"}, {"USER=lxnamecheck", "LOGNAME=lxnamecheck"});
+    EXPECT_EQ(named.line().substr(0, 8), "create 0");
+    EXPECT_TRUE(exists("/tmp/lxnamecheck.api_shmid"));
+    EXPECT_FALSE(exists(idFile()));
+    named.send("go\n");
+    named.finish();
+    EXPECT_FALSE(exists("/tmp/lxnamecheck.api_shmid"));
+    EXPECT_TRUE(exists("/dev/shm/sem.IWConfigSem_lxnamecheck"));
+    unlink("/dev/shm/sem.IWConfigSem_lxnamecheck");
+
+    Helper unnamed({kCreate, "put:a:v", "wait", "exit"}, {"USER", "LOGNAME"});
+    EXPECT_EQ(unnamed.line().substr(0, 8), "create 0");
+    EXPECT_TRUE(exists(idFile()));
+    unnamed.line();
+    unnamed.line();
+    EXPECT_TRUE(exists("/dev/shm/sem" + semaphoreName().replace(0, 1, ".")));
+    unnamed.send("go\n");
+}
+
 // Other users share /tmp: nothing found there is trusted or removed unless it is ours.
 class TmpAttacks : public ArenaTest {
 protected:

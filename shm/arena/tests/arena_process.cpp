@@ -36,8 +36,11 @@ Helper::Helper(const std::vector<std::string> &commands, const std::vector<std::
         dup2(out[1], 1);
         dup2(in[0], 0);
         dup2(err, 2);
-        for (const std::string &e : extra_env)
-            putenv(const_cast<char *>(e.c_str()));
+        for (const std::string &e : extra_env) // "NAME=value" sets, a bare "NAME" unsets
+            if (e.find('=') == std::string::npos)
+                unsetenv(e.c_str());
+            else
+                putenv(const_cast<char *>(e.c_str()));
         std::vector<char *> argv;
         for (std::string &a : args)
             argv.push_back(a.data());
