@@ -196,11 +196,12 @@ extern void *IW_iwl_ptr;      /* the suite's shared global record (SMGetInfo) */
 void *IWAlcSHM(int count, uint64_t size);
 /* Frees a block of the arena (null: nothing). No lock is taken. */
 void IWFreeSHM(void *block);
-/* A zeroed block listed under name (null: listed without a name). Null without an arena, for a
- * zero size or count, when the heap is exhausted or the semaphore is not acquired in 5 s. */
+/* A zeroed block listed under name (null: listed without a name). Null without an arena or its
+ * shared global record (IW_iwl_ptr), for a zero size or count, when the heap is exhausted or the
+ * semaphore is not acquired in 5 s. */
 void *IWAlcNamedSHM(int count, uint64_t size, const char *name);
-/* The block of the oldest record named exactly name, or null (not found, no arena, semaphore
- * not acquired in 5 s). */
+/* The block of the oldest record named exactly name, or null (not found, no arena or shared
+ * global record, semaphore not acquired in 5 s). */
 void *IWRtNamedSHMAdd(const char *name);
 /* Unlists and frees a named block; a block not in the list is freed all the same. Needs the
  * semaphore opened earlier in this process; nothing is freed when it is not acquired in 5 s. */

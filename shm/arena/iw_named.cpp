@@ -102,7 +102,7 @@ void IWFreeSHM(void *block)
 
 void *IWAlcNamedSHM(int count, uint64_t size, const char *name)
 {
-    if (IW_arena_ptr == nullptr)
+    if (IW_arena_ptr == nullptr || IW_iwl_ptr == nullptr) // no arena, or no shared global record
         return nullptr;
     const bool debug = decideDebug();
     if (debug)
@@ -145,7 +145,7 @@ void *IWAlcNamedSHM(int count, uint64_t size, const char *name)
 
 void *IWRtNamedSHMAdd(const char *name)
 {
-    if (IW_arena_ptr == nullptr)
+    if (IW_arena_ptr == nullptr || IW_iwl_ptr == nullptr)
         return nullptr;
     const bool debug = decideDebug();
     if (debug) {

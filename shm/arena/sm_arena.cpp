@@ -21,7 +21,8 @@ void *segmentStart(const SMArena *arena)
 
 void setSegmentStart(SMArena *arena, const void *start)
 {
-    arena->word[0] = reinterpret_cast<uintptr_t>(start);
+    if (arena != nullptr)
+        arena->word[0] = reinterpret_cast<uintptr_t>(start);
 }
 
 bool callerIsCreator()
@@ -115,6 +116,8 @@ int SMAttachToArena(SMArena *arena)
     try {
         trace("SMAttachToArena");
         State &s = state();
+        if (arena == nullptr)
+            return 3;
         arena->word[0] = 0;
         arena->word[2] = 0;
         s.control = reinterpret_cast<ControlBlock *>(~uintptr_t{0});
