@@ -59,7 +59,7 @@ int IMRtSiz(int stream, int *nx, int *ny, int *sections)
     *nx = s->nx;
     *ny = s->ny;
     *sections = s->sections;
-    if (static_cast<long long>(s->nz) * s->nw * s->nt * s->np != s->sections)
+    if (static_cast<double>(s->nz) * s->nw * s->nt * s->np != s->sections)
         std::fprintf(stderr, "IMRtSiz: inconsistent section count (secs vs. ZWTP).\n");
     return 0;
 }
@@ -78,7 +78,7 @@ int IMAlSiz(int stream, int nx, int ny, int sections)
     s->nx = nx;
     s->ny = ny;
     s->sections = sections;
-    const long long others = static_cast<long long>(s->nw) * s->nt * s->np;
+    const double others = static_cast<double>(s->nw) * s->nt * s->np;
     s->nz = others > 0 ? static_cast<int>(sections / others) : sections;
     return 0;
 }
@@ -100,7 +100,7 @@ int IMAlZWTP(int stream, int nz, int nw, int nt, int np)
         std::fprintf(stderr, "IMAlWav %d: %d is an invalid number of wavelengths.\n", stream, nw);
         return 501;
     }
-    const long long sections = static_cast<long long>(nz) * nw * nt * np;
+    const double sections = static_cast<double>(nz) * nw * nt * np;
     if (nz < 1 || nt < 1 || np < 1 || sections > INT32_MAX || (nt > 65535 && s->image_type < IM_EXTENDED_TYPE_MIN)) {
         std::fprintf(stderr, "IMAlZWTP %d: invalid number of sections (%d,%d,%d,%d).\n", stream, nz, nw, nt, np);
         return 510;
@@ -366,8 +366,8 @@ int IMAlWav(int stream, int nw, const float *waves)
         std::fprintf(stderr, "IMAlWav %d: %d is an invalid number of wavelengths.\n", stream, nw);
         return 501;
     }
-    const long long others = static_cast<long long>(s->nz) * s->nt * s->np;
-    if (others * nw > INT32_MAX) {
+    const double others = static_cast<double>(s->nz) * s->nt * s->np;
+    if (others * nw > INT32_MAX || others < 0) {
         std::fprintf(stderr, "IMAlWav %d: %d is an invalid number of wavelengths.\n", stream, nw);
         return 501;
     }

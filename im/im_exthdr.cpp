@@ -33,6 +33,8 @@ long long per_section_bytes(const Stream &s)
 // Checks that a section's record lies inside the buffer: 0, 704 (too small), 706 (no buffer).
 int record_fits(const Stream &s, long long section)
 {
+    if (s.ints_per_section < 0 || s.floats_per_section < 0)
+        return 704; // only a hostile file gets here
     const long long words = s.ints_per_section + s.floats_per_section;
     if (s.ext_size < 4 * section * words + 4)
         return 704;
@@ -314,7 +316,7 @@ int IMRtExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
     if (!s)
         return status;
     *value = 0;
-    const long long needed = 4LL * (z + 1LL) * (w + 1LL) * (t + 1LL) * (p + 1LL);
+    const double needed = 4.0 * (z + 1.0) * (w + 1.0) * (t + 1.0) * (p + 1.0);
     if (s->ext_size < needed)
         return 704;
     std::vector<int> ints(std::max(0, s->ints_per_section));
@@ -354,7 +356,7 @@ int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
     Stream *s = checked(stream, "IMAlExHdrValueZWTP", &status);
     if (!s)
         return status;
-    const long long needed = 4LL * (z + 1LL) * (w + 1LL) * (t + 1LL) * (p + 1LL);
+    const double needed = 4.0 * (z + 1.0) * (w + 1.0) * (t + 1.0) * (p + 1.0);
     if (s->ext_size < needed)
         return 704;
     std::vector<int> ints(std::max(0, s->ints_per_section));

@@ -51,7 +51,7 @@ int open_file(Stream &s)
         s.file = std::fopen(s.name.c_str(), mode);
         if (!s.file)
             return 206;
-        s.io_buffer = std::make_unique<char[]>(kBufferedBytes);
+        s.io_buffer = std::make_unique_for_overwrite<char[]>(kBufferedBytes);
         std::setvbuf(s.file, s.io_buffer.get(), _IOFBF, kBufferedBytes);
         return 0;
     }

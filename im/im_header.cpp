@@ -262,7 +262,11 @@ int decode_header(Stream &s)
         if (!(s.time_stamp > 0))
             s.time_stamp = 0;
     }
-    s.nz = static_cast<int>(s.sections / (static_cast<long long>(s.nt) * s.nw * s.np));
+    // NT and NP may come from 32-bit fields: the product is formed only while it can still divide.
+    long long product = static_cast<long long>(s.nt) * s.nw;
+    if (product <= s.sections)
+        product *= s.np;
+    s.nz = product > s.sections ? 0 : static_cast<int>(s.sections / product);
     for (auto &m : s.sampling)
         if (m < 1)
             m = 1;

@@ -57,6 +57,8 @@ bool is_database_name(const std::string &name)
 int check_access(Stream &s)
 {
     const int stream = s.number;
+    if (s.io_kind == IM_IO_DATABASE)
+        return 0; // the database service checks its own paths
     if (s.open_mode == IM_MODE_NEW) {
         if (!s.directory.empty() && access(s.directory.c_str(), R_OK | W_OK) != 0) {
             if (errno == ENOENT || errno == ENOTDIR) {
@@ -68,8 +70,6 @@ int check_access(Stream &s)
         }
         return 0;
     }
-    if (s.io_kind == IM_IO_DATABASE)
-        return 0;
     const bool ro = s.open_mode == IM_MODE_RO;
     if (access(s.name.c_str(), ro ? R_OK : R_OK | W_OK) != 0) {
         if (errno == ENOENT || errno == ENOTDIR) {
@@ -292,7 +292,7 @@ int IMOpen(int stream, const char *name, const char *attribute)
                 return fail_open(stream, status);
         } else {
             const size_t slash = s.name.find_last_of("/\\");
-            if (slash != std::string::npos)
+            if (slash != std::string::npos && s.io_kind != IM_IO_DATABASE)
                 s.directory = s.name.substr(0, slash == 0 ? 1 : slash);
             if (int status = check_access(s)) {
                 if (status == 202 && s.open_mode == IM_MODE_RO)
@@ -527,8 +527,8 @@ int IMCrHdr3(int stream, int nx, int ny, int nz, int nw, int nt, int np, int seq
         nw = 5;
         result = 404;
     }
-    const long long sections = static_cast<long long>(nt) * nz * np * nw;
-    if (sections <= 0 || sections > INT_MAX || nz <= 0 || nw <= 0 || nt <= 0 || np <= 0) {
+    const double sections = static_cast<double>(nt) * nz * np * nw;
+    if (nz <= 0 || nw <= 0 || nt <= 0 || np <= 0 || sections > INT_MAX) {
         std::fprintf(stderr, "IMOpen2 %d: invalid number of sections (%d,%d,%d)\n", stream, nz, nw, nt);
         return 510;
     }

@@ -239,4 +239,31 @@ TEST_F(ExtHeader, HeaderTransferCopiesValuesAndDescription)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "IMTrExHdr2: switch to IMTrExHdr3. Backwards compatibility enabled...\n");
 }
 
+TEST(HostileExtHeader, NegativeValueCountsReachNoMemory)
+{
+    ScratchDir dir;
+    const std::string path = dir.file("hostile.img");
+    std::vector<uint8_t> bytes(1024 + 16, 0);
+    ByteWriter w(bytes, false);
+    w.i32(0, 1);
+    w.i32(4, 1);
+    w.i32(8, 1);
+    w.i32(92, 16);
+    w.i16(96, -16224);
+    w.i16(128, 8);
+    w.i16(130, -8);
+    write_bytes(path, bytes);
+    ASSERT_EQ(IMOpen(1, path.c_str(), "ro"), 0);
+    int ints[8];
+    float floats[8];
+    double value;
+    EXPECT_EQ(IMRtExHdrZWTP(1, 0, 0, 0, 0, ints, floats), 704);
+    EXPECT_EQ(IMRtExHdr(1, 0, ints, floats), 704);
+    EXPECT_EQ(IMRtExHdrValueZWTP(1, 0, 0, 0, 0, 1000, &value), 704);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(IMAlExHdr(1, 0, ints, floats), 704);
+    testing::internal::GetCapturedStderr();
+    IMClose(1);
+}
+
 } // namespace

@@ -122,6 +122,8 @@ TEST_F(Streams, NamesOfWindowsFilesAndTheDatabase)
     EXPECT_EQ(IMClose(12), 104);
     testing::internal::CaptureStderr();
     EXPECT_EQ(IMOpen(2, "RDB:/project/image", "ro"), 206);
+    EXPECT_EQ(IMOpen(2, "rdb:/project/image", "new"), 206);
+    EXPECT_EQ(IMOpen(2, "rdb:/project/image", "old"), 206);
     testing::internal::GetCapturedStderr();
     // A four-digit name with a leading zero is a file in the working directory.
     EXPECT_EQ(IMOpen(2, (dir.path() / "0012").c_str(), "new"), 0);
@@ -183,6 +185,28 @@ TEST_F(Streams, ShortOrHostileFilesAreRefusedWithOneStatus)
     EXPECT_NE(err.find("IMOpen 1: error reading extended header (0,2000000000,old,\"" + path + "\").\n"),
               std::string::npos)
         << err;
+}
+
+TEST_F(Streams, HugeCountsFromTheFileGiveNoSections)
+{
+    const std::string path = dir.file("huge.img");
+    std::vector<uint8_t> bytes(1024, 0);
+    ByteWriter w(bytes, false);
+    w.i32(8, 6);
+    w.i16(96, -16224);
+    w.i16(160, 100);
+    w.u16(196, 65535);
+    w.i32(852, 2147483647); // NT raised to this
+    w.i32(880, 2147483647); // NP
+    write_bytes(path, bytes);
+    ASSERT_EQ(IMOpen(1, path.c_str(), "ro"), 0);
+    int nz, nw, nt, np;
+    IMRtZWTP(1, &nz, &nw, &nt, &np);
+    EXPECT_EQ(std::vector<int>({nz, nw, nt, np}), std::vector<int>({0, 65535, 2147483647, 2147483647}));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(IMAlWav(1, 3, std::vector<float>(12, 500.0f).data()), 0); // 0 x 3 sections
+    EXPECT_EQ(IMAlZWTP(1, 2, 2, 2147483647, 2147483647), 510);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("IMAlZWTP 1: invalid number of sections"), std::string::npos);
 }
 
 // Permission cases run as an unprivileged user through a small probe program.
