@@ -107,8 +107,12 @@ void RotateIfFull() {
 }  // namespace lx::wm
 
 extern "C" const char *LogDirectory(void) {
-    static const std::string dir = lx::wm::ResolveLogDirectory();
-    return dir.c_str();
+    try {
+        static const std::string dir = lx::wm::ResolveLogDirectory();
+        return dir.c_str();
+    } catch (...) {
+        return "/tmp";
+    }
 }
 
 extern "C" int WriteLog(const char *format, ...) {
@@ -118,15 +122,18 @@ extern "C" int WriteLog(const char *format, ...) {
     std::vsnprintf(message.data(), message.size(), format, args);
     va_end(args);
 
-    lx::wm::RotateIfFull();
-
     std::time_t now = std::time(nullptr);
     std::array<char, 32> stamp{};
     ctime_r(&now, stamp.data());
     stamp[24] = '\0';  // the fixed 24-character form without its line end
 
-    const std::string path = lx::wm::LogPath(0);
-    std::FILE *log = std::fopen(path.c_str(), "a");
+    std::FILE *log = nullptr;
+    try {
+        lx::wm::RotateIfFull();
+        log = std::fopen(lx::wm::LogPath(0).c_str(), "a");
+    } catch (...) {
+        log = nullptr;
+    }
     if (log == nullptr) {
         std::fprintf(stderr, "[%s]: %s\n", stamp.data(), message.data());
         return -1;

@@ -1,5 +1,6 @@
 // Opening the toolkit application once, and the layer's process-wide state.
 #include "layer_state.h"
+#include "toolkit_verbs.h"
 
 #include <lumarix/settings.h>
 #include <lumarix/wm.h>
@@ -54,7 +55,7 @@ Display *OpenDisplayWithoutExiting(LayerState &s, String *fallback) {
 
 using namespace lx::wm;
 
-extern "C" void OpenApplication(void) {
+static void OpenApplicationOnce() {
     LayerState &s = State();
     if (s.display != nullptr || s.openFailed) {
         return;
@@ -75,6 +76,10 @@ extern "C" void OpenApplication(void) {
     s.sessionShell = XtVaAppCreateShell(nullptr, kAppClass, sessionShellWidgetClass, display,
                                         XtNjoinSession, False, nullptr);
     s.display = display;
+}
+
+extern "C" void OpenApplication(void) {
+    lx::wm::GuardCallback("OpenApplication", OpenApplicationOnce);
 }
 
 extern "C" XtAppContext WMGetAppContext(void) { return State().app; }

@@ -106,7 +106,9 @@ extern "C" int WMShellIsResizable(Widget shell) {
     return found != flags.end() ? found->second : 0;
 }
 
-extern "C" Widget CreateAppShell(const char *title) {
+namespace {
+
+Widget MakeAppShell(const char *title) {
     LayerState &s = State();
     if (s.display == nullptr) {
         OpenApplication();
@@ -142,7 +144,7 @@ extern "C" Widget CreateAppShell(const char *title) {
     return shell;
 }
 
-extern "C" Widget CreateMainForm(const char *title) {
+Widget MakeMainForm(const char *title) {
     LayerState &s = State();
     if (s.display == nullptr) {
         OpenApplication();
@@ -168,5 +170,19 @@ extern "C" Widget CreateMainForm(const char *title) {
     StartLayout(s, form);
     s.defaultDirKey = "OXL_DEF_DIR:";
     s.defaultExtKey = "OXL_DEF_FILE_EXT:";
+    return form;
+}
+
+}  // namespace
+
+extern "C" Widget CreateAppShell(const char *title) {
+    Widget shell = nullptr;
+    GuardCallback("CreateAppShell", [&] { shell = MakeAppShell(title); });
+    return shell;
+}
+
+extern "C" Widget CreateMainForm(const char *title) {
+    Widget form = nullptr;
+    GuardCallback("CreateMainForm", [&] { form = MakeMainForm(title); });
     return form;
 }

@@ -44,5 +44,9 @@ DeleteWindowRecord *InstallDeleteWindowHandler(Widget shell, WMDeleteWindowHandl
 }  // namespace lx::wm
 
 extern "C" int AddDeleteWindowHandler(Widget shell, WMDeleteWindowHandler handler, void *argument) {
-    return lx::wm::InstallDeleteWindowHandler(shell, handler, argument) != nullptr ? 1 : 0;
+    int installed = 0;
+    lx::wm::GuardCallback("AddDeleteWindowHandler", [&] {
+        installed = lx::wm::InstallDeleteWindowHandler(shell, handler, argument) != nullptr ? 1 : 0;
+    });
+    return installed;
 }
