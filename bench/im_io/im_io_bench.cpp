@@ -356,21 +356,31 @@ void kernel_case(Verdicts& v) {
   v.target(n0 > 4);
 }
 
+constexpr const char* kUsage =
+    "usage: im_io_bench [--passes N] [--file-mib N] [--section N] "
+    "[--cases kernels,reads,writes] [--dir DIR] [--python PATH]";
+
 Options parse(int argc, char** argv) {
   Options o;
   if (const char* p = std::getenv("LX_BENCH_PYTHON")) o.python = p;
-  for (int i = 1; i < argc; ++i) {
+  for (int i = 1; i < argc; i += 2) {
     const std::string a = argv[i];
-    const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
-    if (!value) throw std::runtime_error("usage: im_io_bench [--passes N] [--file-mib N] [--section N] [--cases kernels,reads,writes] [--dir DIR] [--python PATH]");
-    if (a == "--passes") o.passes = std::max(1, std::atoi(value));
-    else if (a == "--file-mib") o.file_mib = std::max<std::size_t>(16, std::strtoul(value, nullptr, 10));
-    else if (a == "--dir") o.dir = value;
-    else if (a == "--cases") o.cases = value;
-    else if (a == "--section") o.nx = o.ny = std::max<std::size_t>(64, std::strtoul(value, nullptr, 10));
-    else if (a == "--python") o.python = value;
-    else throw std::runtime_error("unknown option " + a);
-    ++i;
+    if (i + 1 >= argc) throw std::runtime_error(kUsage);
+    const char* value = argv[i + 1];
+    if (a == "--passes")
+      o.passes = std::max(1, std::atoi(value));
+    else if (a == "--file-mib")
+      o.file_mib = std::max<std::size_t>(16, std::strtoul(value, nullptr, 10));
+    else if (a == "--section")
+      o.nx = o.ny = std::max<std::size_t>(64, std::strtoul(value, nullptr, 10));
+    else if (a == "--cases")
+      o.cases = value;
+    else if (a == "--dir")
+      o.dir = value;
+    else if (a == "--python")
+      o.python = value;
+    else
+      throw std::runtime_error(std::string("unknown option ") + a + "\n" + kUsage);
   }
   return o;
 }
