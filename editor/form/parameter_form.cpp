@@ -180,6 +180,12 @@ extern "C" Widget BuildParameterForm(Widget parent)
     XtSetArg(args[n], XmNscrollBarDisplayPolicy, XmAS_NEEDED), ++n;
     Widget swindow = XmCreateScrolledWindow(frame, const_cast<char *>("swindow"), args, n);
     XtManageChild(swindow);
+    // The keyboard goes from row to row (the view follows); the scroll bars are for the mouse.
+    Widget horizontal = nullptr, vertical = nullptr;
+    XtVaGetValues(swindow, XmNhorizontalScrollBar, &horizontal, XmNverticalScrollBar, &vertical, nullptr);
+    for (Widget bar : {horizontal, vertical})
+        if (bar != nullptr)
+            XtVaSetValues(bar, XmNtraversalOn, False, nullptr);
 
     // Horizontal orientation: the "columns" are the rows, filled two cells at a time.
     Widget grid = XtVaCreateManagedWidget("main_grid", xmRowColumnWidgetClass, swindow, XmNorientation, XmHORIZONTAL,
