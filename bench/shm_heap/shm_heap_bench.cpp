@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -103,15 +104,22 @@ public:
     void ReportRuns(const std::vector<Run> &runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run &r : runs) {
-            if (r.run_type != Run::RT_Iteration || r.error_occurred) continue;
-            // CPU time: the machine is shared, and waiting for a core is not the allocator's cost.
-            std::string name = r.benchmark_name();
+            if (r.error_occurred) continue;
+            // With --benchmark_repetitions the median is kept; otherwise the single run.
+            bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
+            if (r.run_type != Run::RT_Iteration && !median) continue;
+            std::string name = r.run_name.str();
             name = name.substr(0, name.find("/iterations"));
+            name = name.substr(0, name.find("/repeats"));
+            if (!median && from_median.count(name)) continue;
+            if (median) from_median.insert(name);
+            // CPU time: the machine is shared, and waiting for a core is not the allocator's cost.
             ns_per_op[name] = r.GetAdjustedCPUTime();
             auto it = r.counters.find("overhead_pct");
-            if (it != r.counters.end()) overhead_pct = it->second.value;
+            if (it != r.counters.end() && (median || r.repetitions <= 1)) overhead_pct = it->second.value;
         }
     }
+    std::set<std::string> from_median;
     std::map<std::string, double> ns_per_op;
     double overhead_pct = -1;
 };

@@ -123,7 +123,8 @@ inline void *use_free_chunk(State *st, Chunk *c, uint64_t nb) {
 
 // Whether block looks like a chunk this heap handed out and that is still allocated.
 inline Chunk *valid_block(const State *st, const void *block) {
-    if (st->top == nullptr || (reinterpret_cast<uintptr_t>(block) & (kAlign - 1)) != 0) return nullptr;
+    // Before the first growth base is all bits set, so nothing passes.
+    if ((reinterpret_cast<uintptr_t>(block) & (kAlign - 1)) != 0) return nullptr;
     Chunk *c = chunk_of_user(block);
     auto *p = reinterpret_cast<char *>(c);
     auto *top = reinterpret_cast<char *>(st->top);
@@ -139,8 +140,10 @@ inline void *allocate(State *st, uint64_t bytes) {
     if (bytes > kMaxRequest) return nullptr;
     uint64_t nb = chunk_size_for(bytes);
     unsigned idx = bin_index(nb);
-    Links *bin = &st->bins[idx];
-    if (bin->fd != bin) {
+    // The bitmap sits beside the top pointer, so an empty heap never touches the bins.
+    int j = next_bin(st, idx);
+    if (j == static_cast<int>(idx)) {
+        Links *bin = &st->bins[idx];
         if (nb < kSmallLimit) return use_free_chunk(st, chunk_of_links(bin->fd), nb);
         // Larger bins hold a range of sizes: take the best fit among the first few chunks (all of
         // the open-ended last bin). Best fit keeps the heap from fragmenting under churn.
@@ -156,11 +159,10 @@ inline void *allocate(State *st, uint64_t bytes) {
             }
         }
         if (best) return use_free_chunk(st, best, nb);
+        j = idx + 1 < kBinCount ? next_bin(st, idx + 1) : -1;
     }
-    if (idx + 1 < kBinCount) {
-        int j = next_bin(st, idx + 1);
-        if (j >= 0) return use_free_chunk(st, chunk_of_links(st->bins[j].fd), nb);
-    }
+    // Every chunk in a bin above the request's own is large enough; the bins' first is taken.
+    if (j >= 0) return use_free_chunk(st, chunk_of_links(st->bins[j].fd), nb);
     if (st->top == nullptr || size_of(st->top) < nb + kMinChunk) {
         if (!grow(st, nb)) return nullptr;
     }
