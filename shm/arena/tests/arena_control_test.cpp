@@ -100,6 +100,8 @@ TEST_F(ArenaLifecycle, OnlyTheCreatorMayRemoveTheArena)
 {
     Helper creator({kCreate, "put:alpha:one", "wait", "exit"});
     ASSERT_EQ(field(creator.line(), 1), "0");
+    creator.line();
+    creator.line();
 
     Helper other({"attach", "exit", "destroy", "get:alpha", "detach"});
     EXPECT_EQ(other.line(), "attach 0");
