@@ -188,7 +188,8 @@ extern "C" Widget BuildParameterForm(Widget parent)
             XtVaSetValues(bar, XmNtraversalOn, False, nullptr);
 
     // Horizontal orientation: the "columns" are the rows, filled two cells at a time.
-    Widget grid = XtVaCreateManagedWidget("main_grid", xmRowColumnWidgetClass, swindow, XmNorientation, XmHORIZONTAL,
+    // Managed only once it is filled, so that the rows are laid out once rather than per row.
+    Widget grid = XtVaCreateWidget("main_grid", xmRowColumnWidgetClass, swindow, XmNorientation, XmHORIZONTAL,
                                           XmNpacking, XmPACK_COLUMN, XmNnumColumns,
                                           static_cast<short>(gNumVars + 1), nullptr);
     addTitleCell(grid, "Parameter");
@@ -205,6 +206,7 @@ extern "C" Widget BuildParameterForm(Widget parent)
     }
     lx::form::followKeyboardFocus(swindow);
     LoadValues();
+    XtManageChild(grid);
     return frame;
 }
 
