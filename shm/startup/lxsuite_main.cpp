@@ -25,7 +25,8 @@ void printHelp()
         "The arena is sized from the settings LX_SIZE (MB, default 2000), LX_SHMSTADDR,\n"
         "OB_USE_SHM_FILE, LX_TMP, LX_WORKING_SET (default 1800), LX_WORKING_UNIT (default 100)\n"
         "and LX_PGTHRESH (default 0), looked up in the environment and the settings files.\n"
-        "Exit status: 0 after a signal, 1 when the arena cannot be created or a suite already runs.\n",
+        "Exit status: 0 after a signal, 1 when the arena cannot be created or a suite already runs,\n"
+        "2 on a usage error.\n",
         kDefaults[0], kDefaults[1], kDefaults[2], kDefaults[3]);
 }
 
