@@ -22,7 +22,7 @@ struct ProcessState {
     heap::State *heap = nullptr;  // the heap state, when its allowance lies inside this mapping
 };
 
-extern constinit ProcessState g_process;
+extern ProcessState g_process;
 
 inline ProcessState &process() { return g_process; }
 

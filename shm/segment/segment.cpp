@@ -196,7 +196,7 @@ void *create_system_segment(uint64_t length, const Environment &env) {
 
 }  // namespace
 
-constinit ProcessState g_process;
+ProcessState g_process;
 
 uint64_t mapping_length(uint64_t allowance) {
     if (allowance > kMaxAllowance) return 0;

@@ -233,19 +233,6 @@ TEST_F(HeapEdges, SizesThatOverflowAreRefused) {
     SG_free(nullptr, p);
 }
 
-TEST_F(HeapEdges, RecallocZeroesOnlyANewBlock) {
-    auto *p = static_cast<unsigned char *>(SG_reCalloc(nullptr, nullptr, 10, 8));
-    ASSERT_NE(p, nullptr);
-    for (int i = 0; i < 80; ++i) ASSERT_EQ(p[i], 0);
-    std::memset(p, 0xAB, 80);
-    auto *q = static_cast<unsigned char *>(SG_reCalloc(nullptr, p, 20, 8));
-    ASSERT_NE(q, nullptr);
-    for (int i = 0; i < 80; ++i) ASSERT_EQ(q[i], 0xAB) << i;
-    EXPECT_GE(SG_malloc_usable_size(q), 160u);
-    SG_free(nullptr, q);
-    EXPECT_TRUE(consistent());
-}
-
 TEST_F(HeapEdges, FreeingTwiceOrAForeignPointerIsRefused) {
     void *a = SG_malloc(nullptr, 40);
     void *b = SG_malloc(nullptr, 40);
