@@ -62,6 +62,12 @@ int swap_pixels(int mode, void* buffer, std::size_t pixels);
 int widen_to_float(int mode, void* section, std::size_t pixels,
                    const float* complex_source = nullptr);
 
+// The byte swap of a foreign-order section followed by widen_to_float, with the same results and
+// status codes as the two calls (kStatusSwapFailed for mode 3); modes 1 and 6 are done in one pass.
+// Mode 4 swaps `complex_source` in place, then writes the magnitudes to `section`.
+int swap_and_widen_to_float(int mode, void* section, std::size_t pixels,
+                            float* complex_source = nullptr);
+
 // How widen_copy writes its floats: through the caches, or past them. Streaming stores do not
 // read each line before writing it, which saves a third of the memory traffic when the section is
 // far larger than the caches; they leave nothing cached, so they only pay for large sections.

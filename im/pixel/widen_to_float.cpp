@@ -13,12 +13,34 @@ namespace {
 // and every step of a same-width mode, first copy their input aside.
 constexpr std::size_t kStep = 4096;
 
-template <class In>
+// The pixels are read through types that may alias anything: a later step writes floats over
+// bytes an earlier step read as integers, and those reads must not be moved past those writes.
+typedef std::uint8_t __attribute__((may_alias)) AliasingU8;
+typedef std::int16_t __attribute__((may_alias)) AliasingI16;
+typedef std::uint16_t __attribute__((may_alias)) AliasingU16;
+typedef std::int32_t __attribute__((may_alias)) AliasingI32;
+template <class In> struct Aliasing;
+template <> struct Aliasing<std::uint8_t> { using type = AliasingU8; };
+template <> struct Aliasing<std::int16_t> { using type = AliasingI16; };
+template <> struct Aliasing<std::uint16_t> { using type = AliasingU16; };
+template <> struct Aliasing<std::int32_t> { using type = AliasingI32; };
+
+// With kSwap, 16-bit pixels of a foreign-order file are reversed on the way (shifts, which
+// vectorise, rather than a byte-swap builtin).
+template <bool kSwap, class In>
 void widen_step(const In* __restrict in, float* __restrict out, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) out[i] = static_cast<float>(in[i]);
+  for (std::size_t i = 0; i < n; ++i) {
+    auto x = in[i];
+    if constexpr (kSwap) {
+      static_assert(sizeof(x) == 2);
+      const auto u = static_cast<std::uint16_t>(x);
+      x = static_cast<decltype(x)>(static_cast<std::uint16_t>((u << 8) | (u >> 8)));
+    }
+    out[i] = static_cast<float>(x);
+  }
 }
 
-template <class In>
+template <class In, bool kSwap = false>
 void widen_backward(void* section, std::size_t pixels) {
   auto* bytes = static_cast<unsigned char*>(section);
   alignas(64) In copy[kStep];
@@ -30,10 +52,11 @@ void widen_backward(void* section, std::size_t pixels) {
     const std::size_t out_offset = start * sizeof(float);
     auto* out = reinterpret_cast<float*>(bytes + out_offset);
     if (out_offset >= in_offset + n * sizeof(In)) {
-      widen_step(reinterpret_cast<const In*>(bytes + in_offset), out, n);
+      widen_step<kSwap>(reinterpret_cast<const typename Aliasing<In>::type*>(bytes + in_offset),
+                        out, n);
     } else {
       std::memcpy(copy, bytes + in_offset, n * sizeof(In));
-      widen_step(copy, out, n);
+      widen_step<kSwap>(copy, out, n);
     }
     end = start;
   }
@@ -74,6 +97,28 @@ int widen_to_float(int mode, void* section, std::size_t pixels, const float* com
       return kStatusComplex16;
     default:
       return kStatusInvalidMode;
+  }
+}
+
+int swap_and_widen_to_float(int mode, void* section, std::size_t pixels, float* complex_source) {
+  switch (mode) {
+    case kModeInt16:
+      widen_backward<std::int16_t, true>(section, pixels);
+      return kStatusOk;
+    case kModeUInt16:
+      widen_backward<std::uint16_t, true>(section, pixels);
+      return kStatusOk;
+    case kModeComplexFloat: {
+      if (complex_source == nullptr) return kStatusInvalidMode;
+      const int swapped = swap_pixels(mode, complex_source, pixels);
+      return swapped != kStatusOk ? swapped
+                                  : widen_to_float(mode, section, pixels, complex_source);
+    }
+    default: {
+      // One byte, four bytes and eight bytes a pixel: swapping first costs little or nothing.
+      const int swapped = swap_pixels(mode, section, pixels);
+      return swapped != kStatusOk ? swapped : widen_to_float(mode, section, pixels);
+    }
   }
 }
 

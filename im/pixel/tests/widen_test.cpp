@@ -206,4 +206,45 @@ TEST(WidenForeignOrder, SwappedThenWidenedGivesTheWrittenValues) {
   for (std::size_t i = 0; i < written.size(); ++i) EXPECT_EQ(out[i], written[i]) << i;
 }
 
+// The one-pass form gives what the two calls give, byte for byte, for every mode and length.
+TEST(WidenForeignOrder, OnePassEqualsSwapThenWiden) {
+  for (int mode : {0, 1, 2, 4, 6, 7, 8}) {
+    const std::size_t bpp = px::file_bytes_per_pixel(mode);
+    for (std::size_t n : kLengths) {
+      SCOPED_TRACE(::testing::Message() << "mode " << mode << ", " << n << " pixels");
+      const std::size_t room = n * std::max<std::size_t>(bpp, 4);
+      std::vector<unsigned char> file(room);
+      std::mt19937 rng(static_cast<std::uint32_t>(n * 7 + mode));
+      for (auto& b : file) b = static_cast<unsigned char>(rng());
+      Guarded two_calls(room), one_pass(room);
+      std::memcpy(two_calls.data(), file.data(), room);
+      std::memcpy(one_pass.data(), file.data(), room);
+      std::vector<float> complex_two(2 * n + 2), complex_one(2 * n + 2);
+      std::memcpy(complex_two.data(), file.data(), std::min(room, 8 * n));
+      complex_one = complex_two;
+      const bool complex = mode == px::kModeComplexFloat;
+
+      ASSERT_EQ(px::swap_pixels(mode, complex ? static_cast<void*>(complex_two.data())
+                                              : two_calls.data(), n),
+                px::kStatusOk);
+      ASSERT_EQ(px::widen_to_float(mode, two_calls.data(), n, complex_two.data()), px::kStatusOk);
+      ASSERT_EQ(px::swap_and_widen_to_float(mode, one_pass.data(), n, complex_one.data()),
+                px::kStatusOk);
+      ASSERT_EQ(std::memcmp(one_pass.data(), two_calls.data(), room), 0);
+      EXPECT_TRUE(one_pass.guard_intact());
+    }
+  }
+}
+
+TEST(WidenForeignOrder, OnePassRefusesWhatTheSwapRefuses) {
+  Guarded buf(4 * 9);
+  EXPECT_EQ(px::swap_and_widen_to_float(px::kModeComplexInt16, buf.data(), 9),
+            px::kStatusSwapFailed);
+  EXPECT_EQ(px::swap_and_widen_to_float(5, buf.data(), 9), px::kStatusSwapFailed);
+  EXPECT_EQ(px::swap_and_widen_to_float(px::kModeComplexFloat, buf.data(), 9),
+            px::kStatusInvalidMode);
+  EXPECT_TRUE(std::all_of(buf.data(), buf.data() + 36,
+                          [](unsigned char b) { return b == pixel_test::kGuard; }));
+}
+
 }  // namespace
