@@ -173,11 +173,4 @@ TEST_F(AppLogRotation, MissingMiddleFileDoesNotStopTheChain) {
     EXPECT_NE(ReadFile(Log()).find("]: after\n"), std::string::npos);
 }
 
-TEST_F(AppLogRotation, LongMessagesAreCutTo1999Characters) {
-    const std::string longText(3000, 'm');
-    ASSERT_EQ(InChild(nullptr, [&] { return WriteLog("%s", longText.c_str()) == 0 ? 0 : 1; }), 0);
-    const std::string text = ReadFile(Log());
-    EXPECT_NE(text.find("]: " + std::string(1999, 'm') + "\n"), std::string::npos);
-}
-
 }  // namespace

@@ -66,20 +66,6 @@ TEST_F(Question, WindowManagerCloseAnswersNo) {
     EXPECT_EQ(FindDialog("question"), nullptr);
 }
 
-TEST_F(Question, AnswerCallbacksStoreTheirConstants) {
-    int32_t answer = -1;
-    WMyes(nullptr, &answer, nullptr);
-    EXPECT_EQ(answer, 1);
-    WMno(nullptr, &answer, nullptr);
-    EXPECT_EQ(answer, 0);
-    WMchoice2(nullptr, &answer, nullptr);
-    EXPECT_EQ(answer, 2);
-    WMchoice1(nullptr, &answer, nullptr);
-    EXPECT_EQ(answer, 1);
-    WMchoice3(nullptr, &answer, nullptr);
-    EXPECT_EQ(answer, 3);
-}
-
 class Prompt : public ::testing::Test {
 protected:
     void SetUp() override { NewMainForm("Prompts"); }
@@ -118,16 +104,6 @@ TEST_F(Prompt, WindowManagerCloseCancels) {
     EXPECT_EQ(FindDialog("prompt"), nullptr);
 }
 
-TEST_F(Prompt, LongAnswerIsCutToTheBuffer) {
-    const std::string longText(400, 'x');
-    WhenShown("prompt", [&](Widget p) {
-        XmTextFieldSetString(XmSelectionBoxGetChild(p, XmDIALOG_TEXT), const_cast<char *>(longText.c_str()));
-        PressButton(XmSelectionBoxGetChild(p, XmDIALOG_OK_BUTTON));
-    });
-    EXPECT_EQ(WMAskString("Long?", answer, ""), 1);
-    EXPECT_EQ(std::strlen(answer), WM_ANSWER_SIZE - 1u);
-}
-
 class Suppressible : public ::testing::Test {
 protected:
     void SetUp() override { NewMainForm("Suppressible"); }
@@ -157,16 +133,6 @@ TEST_F(Suppressible, QuestionWithFlagClearAsksAndTheToggleFlipsTheFlag) {
     EXPECT_TRUE(toggleInitiallyOff);
     EXPECT_EQ(suppress, 1);
     EXPECT_EQ(WMAskQuestionSuppressible(&suppress, "Overwrite?"), 1) << "suppressed from now on";
-}
-
-TEST_F(Suppressible, QuestionWithoutFlagHasNoToggle) {
-    bool hasToggle = true;
-    WhenShown("question", [&](Widget q) {
-        hasToggle = XtNameToWidget(q, "NAtoggle") != nullptr;
-        PressBox(q, XmDIALOG_OK_BUTTON);
-    });
-    EXPECT_EQ(WMAskQuestionSuppressible(nullptr, "No flag?"), 1);
-    EXPECT_FALSE(hasToggle);
 }
 
 TEST_F(Suppressible, WarningWithFlagSetOnlyLogs) {

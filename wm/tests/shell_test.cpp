@@ -99,18 +99,6 @@ TEST_F(ShellHints, ResizableFlagAppliesToTheNextShellOnly) {
     EXPECT_EQ(MwmHintsOf(second).functions, 44);
 }
 
-TEST_F(ShellHints, DialogAfterResizableMainFormIsNotResizable) {
-    Dpy();
-    WMSetResizable(1);
-    NewMainForm("Main");
-    Widget warning = WMShowWarning("after a resizable main form");
-    ASSERT_NE(warning, nullptr);
-    SpinFor(50);
-    EXPECT_EQ(MwmHintsOf(topshell).functions, 1);
-    Widget next = RealizedShell("Next", false);
-    EXPECT_EQ(MwmHintsOf(next).functions, 44);
-}
-
 class ShellPlacement : public ::testing::Test {};
 
 TEST_F(ShellPlacement, ShellAppearsTenPixelsUpAndLeftOfThePointer) {

@@ -1,4 +1,4 @@
-// Shows one kind of dialog or a tooltip and stays up for a few seconds, for screenshots.
+// Shows one kind of dialog or a tooltip and stays up for four seconds, for screenshots.
 //   wm_show warning|info|question|prompt|ask-suppressible|warn-suppressible|tooltip
 #include <lumarix/wm.h>
 
