@@ -48,11 +48,14 @@ bool KernelSectionReader::read_next(void* buffer) {
   void* target = via_scratch ? static_cast<void*>(complex_scratch_.data()) : buffer;
   if (!pread_all(fd_, target, layout_.file_bytes(), layout_.offset_of(next_))) return false;
   ++next_;
+  float* complex = via_scratch ? complex_scratch_.data() : nullptr;
+  if (swap_ && convert_)
+    return px::swap_and_widen_to_float(layout_.mode, buffer, layout_.pixels(), complex) ==
+           px::kStatusOk;
   if (swap_ && px::swap_pixels(layout_.mode, target, layout_.pixels()) != px::kStatusOk)
     return false;
-  if (!convert_) return true;
-  return px::widen_to_float(layout_.mode, buffer, layout_.pixels(),
-                            via_scratch ? complex_scratch_.data() : nullptr) == px::kStatusOk;
+  return !convert_ ||
+         px::widen_to_float(layout_.mode, buffer, layout_.pixels(), complex) == px::kStatusOk;
 }
 
 SlicedSectionReader::SlicedSectionReader(int fd, SectionLayout layout, bool foreign_order)

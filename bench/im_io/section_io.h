@@ -41,7 +41,8 @@ class SectionWriter {
   virtual lx::im::pixel::ClampCounts clamped() const = 0;
 };
 
-// pread of the section's bytes, then the byte swap of a foreign-order file and the conversion.
+// pread of the section's bytes, then the byte swap of a foreign-order file and the conversion
+// (one pass for both where the kernels have one).
 class KernelSectionReader : public SectionReader {
  public:
   KernelSectionReader(int fd, SectionLayout layout, bool foreign_order, bool convert);
