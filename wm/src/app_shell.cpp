@@ -75,7 +75,7 @@ void PlaceAtPointer(LayerState &s, Widget shell) {
     int rootX = 0, rootY = 0, winX = 0, winY = 0;
     unsigned int mask = 0;
     if (XQueryPointer(s.display, root, &rootReturn, &child, &rootX, &rootY, &winX, &winY, &mask)) {
-        XtVaSetValues(shell, XmNx, AsArg(rootX - 10), XmNy, AsArg(rootY - 10), nullptr);
+        XtVaSetValues(shell, XmNx, ToArgVal(rootX - 10), XmNy, ToArgVal(rootY - 10), nullptr);
     }
 }
 
@@ -131,8 +131,8 @@ Widget MakeAppShell(const char *title) {
 
     const int resizable = s.resizableNext;
     const MwmHints hints = HintsForShell(title != nullptr, resizable != 0);
-    XtVaSetValues(shell, XmNmwmDecorations, AsArg(hints.decorations), XmNmwmFunctions,
-                  AsArg(hints.functions), nullptr);
+    XtVaSetValues(shell, XmNmwmDecorations, ToArgVal(hints.decorations), XmNmwmFunctions,
+                  ToArgVal(hints.functions), nullptr);
     RememberResizable(s, shell, resizable);
     s.resizableNext = 0;
 

@@ -117,7 +117,7 @@ extern "C" void PlaceDialog(Widget dialog) {
     const int x = PlaceDialogCoordinate(centreX, width, WidthOfScreen(screen));
     const int y = PlaceDialogCoordinate(centreY, height, HeightOfScreen(screen));
 
-    XtVaSetValues(shell, XmNx, AsArg(x), XmNy, AsArg(y), nullptr);
+    XtVaSetValues(shell, XmNx, ToArgVal(x), XmNy, ToArgVal(y), nullptr);
     XtMapWidget(shell);
     XRaiseWindow(display, XtWindow(shell));
     XtVaSetValues(shell, XmNmappedWhenManaged, True, nullptr);

@@ -63,7 +63,7 @@ extern "C" void WMReadString(Widget, XtPointer client, XtPointer call_data) {
         char *answer = static_cast<char *>(client);
         auto *cbs = static_cast<XmSelectionBoxCallbackStruct *>(call_data);
         if (cbs != nullptr && cbs->reason == XmCR_OK && answer != nullptr) {
-            if (auto text = lx::wm::TextOfCompoundString(cbs->value)) {
+            if (auto text = lx::wm::ReadCompoundString(cbs->value)) {
                 std::strncpy(answer, text->c_str(), WM_ANSWER_SIZE - 1);
                 answer[WM_ANSWER_SIZE - 1] = '\0';
                 WMStrAnswer = 1;

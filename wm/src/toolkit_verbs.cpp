@@ -10,7 +10,7 @@ CompoundString MakeCompoundString(const char *text) {
                                              const_cast<char *>(XmFONTLIST_DEFAULT_TAG)));
 }
 
-std::optional<std::string> TextOfCompoundString(XmString text) {
+std::optional<std::string> ReadCompoundString(XmString text) {
     if (text == nullptr) {
         return std::nullopt;
     }
@@ -69,7 +69,7 @@ void FitShellToChild(Widget shell, Widget child) {
     XtQueryGeometry(child, nullptr, &preferred);
     if ((preferred.request_mode & CWWidth) && (preferred.request_mode & CWHeight) &&
         preferred.width > 0 && preferred.height > 0) {
-        XtVaSetValues(shell, XmNwidth, AsArg(preferred.width), XmNheight, AsArg(preferred.height), nullptr);
+        XtVaSetValues(shell, XmNwidth, ToArgVal(preferred.width), XmNheight, ToArgVal(preferred.height), nullptr);
     }
 }
 
@@ -81,7 +81,7 @@ void StopTimer(XtIntervalId &id) {
     }
 }
 
-Widget NearestWmShell(Widget w) {
+Widget FindWmShell(Widget w) {
     while (w != nullptr && !XtIsWMShell(w)) {
         w = XtParent(w);
     }

@@ -34,7 +34,7 @@ using CompoundString = std::unique_ptr<std::remove_pointer_t<XmString>, Compound
 CompoundString MakeCompoundString(const char *text);
 
 // The plain text of a compound string; nothing when Motif cannot convert it.
-std::optional<std::string> TextOfCompoundString(XmString text);
+std::optional<std::string> ReadCompoundString(XmString text);
 
 // Message and selection boxes always create their standard buttons; the only way to remove
 // one is to unmanage it.
@@ -54,13 +54,16 @@ void HidePopupShell(Widget shell);
 // 1 by 1 would stay that small; this sizes the shell to the child's preferred size.
 void FitShellToChild(Widget shell, Widget child);
 
-// Removes a pending toolkit timer and forgets its id (0 means none).
+// Removes a pending toolkit timer and forgets its id (0 means none), so that an id whose timer
+// already fired is never removed again after Xt has reused it.
 void StopTimer(XtIntervalId &id);
 
-// The nearest ancestor (or the widget itself) that talks to the window manager.
-Widget NearestWmShell(Widget w);
+// Popups must hang off a shell the window manager knows; a widget may sit under several other
+// shells (menus, dialogs), so this finds the nearest ancestor (or the widget) that is one.
+Widget FindWmShell(Widget w);
 
-// Xt's varargs setters take every value as an XtArgVal; this names the conversion for ints.
-inline XtArgVal AsArg(long value) { return static_cast<XtArgVal>(value); }
+// Xt's varargs setters read every value as an XtArgVal; passing a plain int there is undefined
+// on 64-bit machines, so values are widened first.
+inline XtArgVal ToArgVal(long value) { return static_cast<XtArgVal>(value); }
 
 }  // namespace lx::wm

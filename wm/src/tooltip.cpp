@@ -87,8 +87,8 @@ void PopupGoneCB(Widget, XtPointer, XtPointer) {
 void CreatePopup(Tooltips &t, Widget wmShell) {
     t.shell = XtVaCreatePopupShell("tooltip_shell", topLevelShellWidgetClass, wmShell,
                                    XmNoverrideRedirect, True, XmNallowShellResize, True,
-                                   XmNmappedWhenManaged, False, XmNwidth, AsArg(1), XmNheight,
-                                   AsArg(1), XmNborderWidth, AsArg(1), nullptr);
+                                   XmNmappedWhenManaged, False, XmNwidth, ToArgVal(1), XmNheight,
+                                   ToArgVal(1), XmNborderWidth, ToArgVal(1), nullptr);
     t.label = XtVaCreateManagedWidget("tooltip_label", xmLabelWidgetClass, t.shell, nullptr);
     XtVaSetValues(t.shell, XmNmappedWhenManaged, True, nullptr);
     XtAddCallback(t.shell, XmNdestroyCallback, PopupGoneCB, nullptr);
@@ -121,7 +121,7 @@ void PositionPopup(Tooltips &t, Widget w) {
         y = (ry + height + 2 + popupHeight < screenHeight) ? ry + height + 2 : ry - popupHeight - 2;
         x = (rx + popupWidth + 2 > screenWidth) ? screenWidth - popupWidth : rx + 2;
     }
-    XtVaSetValues(t.shell, XmNx, AsArg(x), XmNy, AsArg(y), nullptr);
+    XtVaSetValues(t.shell, XmNx, ToArgVal(x), XmNy, ToArgVal(y), nullptr);
 }
 
 void EnterCB(Widget w, XtPointer client, XEvent *event, Boolean *) {
@@ -137,7 +137,7 @@ void EnterCB(Widget w, XtPointer client, XEvent *event, Boolean *) {
         if (index >= t.registry.size()) {
             return;
         }
-        Widget wmShell = NearestWmShell(w);
+        Widget wmShell = FindWmShell(w);
         if (wmShell == nullptr) {
             return;
         }
