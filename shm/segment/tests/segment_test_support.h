@@ -16,8 +16,9 @@
 namespace lx::test {
 
 inline const std::string kHelper = SEGMENT_HELPER_PATH;
-constexpr uintptr_t kAddress = 0x600000000000;   // where every test process maps the segment
-inline const std::string kAddressText = "600000000000";
+// Where every test process maps the segment: free in plain and in sanitizer builds.
+constexpr uintptr_t kAddress = 0x500000000000;
+inline const std::string kAddressText = "500000000000";
 constexpr uint64_t kFirstBreak = 4'823'616;
 
 inline void *address(uintptr_t a) { return reinterpret_cast<void *>(a); }

@@ -145,9 +145,9 @@ TEST_F(TwoProcesses, DestroyWhileAnotherProcessIsAttached) {
 
 TEST_F(TwoProcesses, AttachElsewhereRefusesTheHeapInsteadOfCorruptingIt) {
     ChildResult r = run_helper({"attach", where(), std::to_string(kSize), "malloc", "64", "sbrk", "0"},
-                               with_env("LX_SHMSTADDR", "610000000000"));
+                               with_env("LX_SHMSTADDR", "510000000000"));
     ASSERT_EQ(r.exit_code, 0) << r.out << r.err;
-    EXPECT_EQ(field(r.out, "start"), "0x610000000000");
+    EXPECT_EQ(field(r.out, "start"), "0x510000000000");
     EXPECT_EQ(field(r.out, "block"), "(nil)");
     EXPECT_EQ(field(r.out, "sbrk"), "0xffffffffffffffff");
     EXPECT_NE(r.err.find("laid out for another address"), std::string::npos) << r.err;
@@ -167,7 +167,7 @@ TEST_F(TwoProcesses, AttachAtAnAddressAlreadyTakenFails) {
     } else {
         EXPECT_EQ(out.rfind("SG_attach:  shmat failed: errno 22 Invalid argument\n"
                             "            giShmId = ", 0), 0u) << out;
-        EXPECT_NE(out.find(", arena_addr = 0x600000000000, SHM_RND\n"
+        EXPECT_NE(out.find(", arena_addr = 0x500000000000, SHM_RND\n"
                            "Check environment variable LX_SHMSTADDR.  You may need to set it or\n"
                            "increase the setting to a higher address.\n"), std::string::npos) << out;
     }
