@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <Xm/MessageB.h>
+#include <Xm/PushB.h>
 #include <Xm/SelectioB.h>
 #include <Xm/TextF.h>
 #include <Xm/ToggleB.h>
@@ -64,6 +65,33 @@ TEST_F(Question, WindowManagerCloseAnswersNo) {
     WhenShown("question", [](Widget q) { SendDeleteWindow(XtParent(q)); });
     EXPECT_EQ(WMAskQuestion("Close me?"), 0);
     EXPECT_EQ(FindDialog("question"), nullptr);
+}
+
+namespace {
+int gAskedAnswer = -1;
+void AskFromButtonCB(Widget, XtPointer, XtPointer) {
+    gAskedAnswer = WMAskQuestion("You have made changes.\nAre you sure you want to quit?");
+}
+}  // namespace
+
+// As the editor's Done button does: the question runs inside a callback of the event loop, so
+// its dialog is destroyed only when that callback has returned.
+TEST_F(Question, AskedFromAButtonCallbackCleansUpAfterTheCallback) {
+    Widget button = XtVaCreateManagedWidget("Done", xmPushButtonWidgetClass, current_form, nullptr);
+    XtAddCallback(button, XmNactivateCallback, AskFromButtonCB, nullptr);
+    SpinFor(50);
+    gAskedAnswer = -1;
+    WhenShown("question", [](Widget q) { PressBox(q, XmDIALOG_CANCEL_BUTTON); });
+    PressButton(button);
+    ASSERT_TRUE(SpinUntil([] { return gAskedAnswer != -1; }, 3000));
+    EXPECT_EQ(gAskedAnswer, 0);
+    SpinFor(100);
+    EXPECT_EQ(FindDialog("question"), nullptr);
+    WhenShown("question", [](Widget q) { SendDeleteWindow(XtParent(q)); });
+    gAskedAnswer = -1;
+    PressButton(button);
+    ASSERT_TRUE(SpinUntil([] { return gAskedAnswer != -1; }, 3000));
+    EXPECT_EQ(gAskedAnswer, 0);
 }
 
 class Prompt : public ::testing::Test {
