@@ -82,7 +82,8 @@ void *SHMsbrk(int64_t increment);
 void *SG_malloc(void *arena, uint64_t bytes);
 /* count * size bytes, zeroed; null also for a negative count or a product over 2^62. */
 void *SG_calloc(void *arena, int count, uint64_t size);
-/* Resizes block (null: allocates), keeping its contents; null on failure leaves block as it was. */
+/* Resizes block (null: allocates), keeping its contents; null on failure leaves block as it was.
+ * A pointer the heap did not hand out is refused with a message (null). */
 void *SG_realloc(void *arena, void *block, uint64_t bytes);
 /* block null: SG_calloc; else SG_realloc to count * size bytes (added bytes are not zeroed). */
 void *SG_reCalloc(void *arena, void *block, int count, uint64_t size);

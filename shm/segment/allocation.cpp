@@ -28,9 +28,14 @@ void *zeroed(uint64_t bytes) {
     return st ? lx::heap::allocate_zeroed(st, bytes) : nullptr;
 }
 
-void *resized(void *block, uint64_t bytes) {
+void *resized(const char *caller, void *block, uint64_t bytes) {
     lx::heap::State *st = usable_heap();
-    return st ? lx::heap::resize(st, block, bytes) : nullptr;
+    if (st == nullptr) return nullptr;
+    if (block != nullptr && lx::heap::usable_size(st, block) == 0) {
+        std::fprintf(stderr, "%s: %p is not an allocated block of the shared heap\n", caller, block);
+        return nullptr;
+    }
+    return lx::heap::resize(st, block, bytes);
 }
 
 }  // namespace
@@ -59,7 +64,7 @@ extern "C" void *SG_calloc(void *arena, int count, uint64_t size) {
 
 extern "C" void *SG_realloc(void *arena, void *block, uint64_t bytes) {
     (void)arena;
-    void *p = resized(block, bytes);
+    void *p = resized("SG_realloc", block, bytes);
     if (process().debug) {
         std::fprintf(stderr, "%p = SG_realloc(%p, %ld) pid=%d\n", p, block, static_cast<long>(bytes), getpid());
         std::fflush(stderr);
@@ -78,7 +83,7 @@ extern "C" void *SG_reCalloc(void *arena, void *block, int count, uint64_t size)
         p = fits ? zeroed(bytes) : nullptr;
         if (debug) std::fprintf(stderr, "%p from dlcalloc\n", p);
     } else {
-        p = fits ? resized(block, bytes) : nullptr;
+        p = fits ? resized("SG_reCalloc", block, bytes) : nullptr;
         if (debug) std::fprintf(stderr, "%p from dlrealloc\n", p);
     }
     if (debug) std::fflush(stderr);

@@ -242,7 +242,9 @@ TEST_F(HeapEdges, FreeingTwiceOrAForeignPointerIsRefused) {
     SG_free(nullptr, a);
     SG_free(nullptr, &on_stack);
     SG_free(nullptr, static_cast<char *>(b) + 16);
+    EXPECT_EQ(SG_realloc(nullptr, a, 100), nullptr);
     std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("SG_realloc: " + hex(a) + " is not an allocated block"), std::string::npos) << err;
     EXPECT_NE(err.find("SG_free: " + hex(a) + " is not an allocated block of the shared heap"), std::string::npos) << err;
     EXPECT_NE(err.find(hex(&on_stack)), std::string::npos) << err;
     std::string why;
