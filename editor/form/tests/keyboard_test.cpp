@@ -73,17 +73,6 @@ TEST_F(KeyboardNavigation, TabMovesRowByRowAndScrollsTheRowIntoView)
     EXPECT_FALSE(inView(gVarList[0].valueWidget));
 }
 
-TEST_F(KeyboardNavigation, TypingGoesIntoTheFocusedRow)
-{
-    press("Tab");
-    press("Tab");
-    press("x");
-    press("y");
-    char *text = XmTextFieldGetString(gVarList[2].valueWidget);
-    EXPECT_STREQ(text, "xy");
-    XtFree(text);
-}
-
 } // namespace
 
 namespace {
