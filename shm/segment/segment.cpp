@@ -57,6 +57,8 @@ bool is_file_mode(const char *path) { return path != nullptr && path[0] != '\0';
 // Maps the file shared; at the requested address exactly when one is given, so that every
 // process sees the segment at the same place or fails.
 void *map_file(int fd, uint64_t length, void *addr) {
+    // Rounded down to a page, as shmat rounds with SHM_RND.
+    addr = reinterpret_cast<void *>(reinterpret_cast<uintptr_t>(addr) & ~(page_size() - 1));
     int flags = MAP_SHARED;
     if (addr != nullptr) flags |= MAP_FIXED_NOREPLACE;
     void *p = mmap(addr, length, PROT_READ | PROT_WRITE, flags, fd, 0);
