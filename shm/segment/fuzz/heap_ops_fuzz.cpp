@@ -56,7 +56,6 @@ const std::string &segment_path() {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static bool once = [] {
         unsetenv("LX_SHMSTADDR");
-        std::atexit([] { unlink(segment_path().c_str()); });
         return true;
     }();
     (void)once;
@@ -106,5 +105,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         }
     check_heap();
     SG_detach(start);
+    SG_destroy(start);  // removes the file; the next input makes it afresh
     return 0;
 }
