@@ -143,3 +143,23 @@ TEST(UserKey, MixesTheUserIdWithTheProjectLetter) {
 
 }  // namespace
 }  // namespace lx::test
+
+namespace lx::test {
+namespace {
+
+TEST(CreateTrace, NamesTheFileTheStateAndTheFirstBreak) {
+    TempDir dir;
+    std::string path = dir.file("traced.map");
+    ChildOptions o = with_env("DEBUG_SG", "1");
+    o.env.emplace_back("LX_SHMSTADDR", kAddressText);
+    ChildResult r = run({kHelper, "create", path, "1048576", "detach"}, o);
+    ASSERT_EQ(r.exit_code, 0) << r.out << r.err;
+    uint64_t length = (kFirstBreak + 1048576 + 4095) / 4096 * 4096;
+    EXPECT_EQ(r.out, "SG_create: Opening file " + path + " as mmap region of " + std::to_string(length) +
+                         " bytes\nstart " + hex(address(kAddress)) + "\n");
+    EXPECT_EQ(r.err, "SG_create: GBLdl_p " + hex(address(kAddress + 1600)) + ",  cuSHMbrk " +
+                         hex(address(kAddress + kFirstBreak)) + "\n");
+}
+
+}  // namespace
+}  // namespace lx::test
