@@ -4,6 +4,8 @@
 #include <Xm/MessageB.h>
 
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,6 +20,47 @@
 
 namespace lxtest {
 namespace {
+
+// Every test process runs on an X server of its own, so that tests that move the pointer,
+// stack windows or time tooltips cannot disturb (or be disturbed by) tests running at once.
+// The server picks a free display number itself and reports it (-displayfd).
+class OwnXServer : public ::testing::Environment {
+public:
+    void SetUp() override {
+        int report[2];
+        ASSERT_EQ(::pipe(report), 0);
+        server_ = ::fork();
+        if (server_ == 0) {
+            ::close(report[0]);
+            const std::string fd = std::to_string(report[1]);
+            ::freopen("/dev/null", "w", stderr);
+            ::execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24",
+                     "-nolisten", "tcp", "-noreset", static_cast<char *>(nullptr));
+            ::_exit(127);
+        }
+        ::close(report[1]);
+        std::string number;
+        char c = 0;
+        while (::read(report[0], &c, 1) == 1 && c != '\n') {
+            number += c;
+        }
+        ::close(report[0]);
+        ASSERT_FALSE(number.empty()) << "Xvfb did not start";
+        ::setenv("DISPLAY", (":" + number).c_str(), 1);
+    }
+    void TearDown() override {
+        if (server_ > 0) {
+            ::kill(server_, SIGTERM);
+            ::waitpid(server_, nullptr, 0);
+        }
+    }
+
+private:
+    pid_t server_ = -1;
+};
+
+[[maybe_unused]] ::testing::Environment *const kOwnXServer =
+    ::testing::AddGlobalTestEnvironment(new OwnXServer);
 
 struct RunDirs {
     std::string root, base, home;
@@ -147,6 +190,7 @@ Widget NewMainForm(const char *title) {
     XtAddCallback(XtParent(form), XmNdestroyCallback, ForgetShell, nullptr);
     XtVaSetValues(form, XmNwidth, 200, XmNheight, 120, nullptr);
     XtRealizeWidget(XtParent(form));
+    XRaiseWindow(XtDisplay(form), XtWindow(XtParent(form)));  // above other tests' windows
     SpinFor(50);
     return form;
 }
