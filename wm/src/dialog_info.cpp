@@ -17,7 +17,6 @@ namespace {
 void AcknowledgeInfoCB(Widget, XtPointer, XtPointer) { State().infoAcknowledge = 0; }
 
 // A note destroyed before its timer fires (with its parent, say) must not be destroyed twice.
-// Removing the timer that is firing right now is harmless: Xt has already taken it off.
 void ForgetInfoTimerCB(Widget, XtPointer client, XtPointer) {
     XtRemoveTimeOut(static_cast<XtIntervalId>(reinterpret_cast<uintptr_t>(client)));
 }
@@ -27,9 +26,16 @@ void ForgetInfoTimerCB(Widget, XtPointer client, XtPointer) {
 
 using namespace lx::wm;
 
-extern "C" void WMPostinfotimeout(XtPointer dialog, XtIntervalId *) {
-    GuardCallback("WMPostinfotimeout", [dialog] {
-        DestroyDialog(static_cast<Widget>(dialog));
+extern "C" void WMPostinfotimeout(XtPointer dialog, XtIntervalId *id) {
+    GuardCallback("WMPostinfotimeout", [dialog, id] {
+        Widget note = static_cast<Widget>(dialog);
+        // Inside a nested event loop the destruction waits for the outer callback to return,
+        // by when Xt may have handed this timer's id to another timer.
+        if (id != nullptr) {
+            XtRemoveCallback(note, XmNdestroyCallback, ForgetInfoTimerCB,
+                             reinterpret_cast<XtPointer>(static_cast<uintptr_t>(*id)));
+        }
+        DestroyDialog(note);
     });
 }
 

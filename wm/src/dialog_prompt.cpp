@@ -24,6 +24,14 @@ void CloseMeansCancel(void *argument, void *) {
     WMStrAnswer = -1;
 }
 
+// Should anything else destroy the prompt, the wait ends as a cancel rather than spinning.
+void PromptGoneCB(Widget, XtPointer client, XtPointer) {
+    *static_cast<bool *>(client) = true;
+    if (WMStrAnswer == 0) {
+        WMStrAnswer = -1;
+    }
+}
+
 int AskString(const char *question, char *answer, const char *deftext) {
     WMStrAnswer = 0;
     Widget parent = DialogParent();
@@ -35,6 +43,8 @@ int AskString(const char *question, char *answer, const char *deftext) {
     Widget dialog = XmCreatePromptDialog(parent, const_cast<char *>("prompt"), nullptr, 0);
     XtAddCallback(dialog, XmNokCallback, WMReadString, answer);
     XtAddCallback(dialog, XmNcancelCallback, WMReadString, answer);
+    bool gone = false;
+    XtAddCallback(dialog, XmNdestroyCallback, PromptGoneCB, &gone);
     DeleteWindowRecord *close = InstallDeleteWindowHandler(XtParent(dialog), CloseMeansCancel, answer);
     RemoveSelectionBoxButton(dialog, XmDIALOG_HELP_BUTTON);
     CompoundString label = MakeCompoundString(question);
@@ -49,9 +59,12 @@ int AskString(const char *question, char *answer, const char *deftext) {
     if (close != nullptr) {
         close->handler = nullptr;
     }
-    XtRemoveCallback(dialog, XmNokCallback, WMReadString, answer);
-    XtRemoveCallback(dialog, XmNcancelCallback, WMReadString, answer);
-    DestroyDialog(dialog);
+    if (!gone) {
+        XtRemoveCallback(dialog, XmNdestroyCallback, PromptGoneCB, &gone);
+        XtRemoveCallback(dialog, XmNokCallback, WMReadString, answer);
+        XtRemoveCallback(dialog, XmNcancelCallback, WMReadString, answer);
+        DestroyDialog(dialog);
+    }
     return WMStrAnswer;
 }
 
