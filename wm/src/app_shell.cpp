@@ -88,8 +88,8 @@ void RegisterShell(LayerState &s, Widget shell) {
 
 void StartLayout(LayerState &s, Widget form) {
     xstart = left = top = form;
-    s.layoutFlagA = 1;
-    s.layoutFlagB = 1;
+    s.nextStartsRow = 1;
+    s.nextIsFirstRow = 1;
     s.layout = LayoutRecord{};
 }
 

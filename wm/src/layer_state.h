@@ -54,9 +54,10 @@ struct LayerState {
     std::map<Widget, int> resizableOf;       // each shell's resizable flag (shells have no user data)
     std::vector<RegisteredShell> shells;     // grows in steps of 20 entries
 
-    // Layout state handed to the form-layout helpers.
-    int layoutFlagA = 0;
-    int layoutFlagB = 0;
+    // Where the form-layout helpers (not part of this layer yet) continue in a new main form:
+    // the next widget starts a row, and that row is the form's first.
+    int nextStartsRow = 0;
+    int nextIsFirstRow = 0;
     LayoutRecord layout;
     std::array<EventHandlerSlot, 32> evtable{};
     int evHandlerCount = 0;
