@@ -76,11 +76,3 @@ TEST_F(DialogPlacement, CentringFlagCentresOnlyTheNextDialog) {
     EXPECT_EQ(next.at.x, 700 - next.width / 2);
     EXPECT_EQ(next.at.y, 400 - next.height / 2);
 }
-
-TEST_F(DialogPlacement, DialogIsShownAndRaised) {
-    Placed p = WarningAtPointer(500, 500);
-    (void)p;
-    Widget dialog = FindDialog("warning");
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_TRUE(IsOnScreen(XtParent(dialog)));
-}
