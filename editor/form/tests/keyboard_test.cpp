@@ -30,6 +30,8 @@ protected:
     void SetUp() override
     {
         open(manyRows(kRows), "V0 zero\n");
+        if (HasFatalFailure())
+            return;
         XSetInputFocus(XtDisplay(shell_), XtWindow(shell_), RevertToParent, CurrentTime);
         XmProcessTraversal(gVarList[0].valueWidget, XmTRAVERSE_CURRENT);
         spinFor(200);
@@ -88,6 +90,7 @@ TEST_F(MixedRowsKeyboard, TabFollowsTheRowsWhateverTheirKind)
         text += (i % 3 == 1) ? "TYPE: BOOLEAN\nyes\nno\n" : (i % 3 == 2) ? "TYPE: ONEOFMANY 2\na\nb\n" : "TYPE: SIMPLE\n";
     }
     open(text, "");
+    ASSERT_FALSE(HasFatalFailure());
     XSetInputFocus(XtDisplay(shell_), XtWindow(shell_), RevertToParent, CurrentTime);
     XmProcessTraversal(gVarList[0].valueWidget, XmTRAVERSE_CURRENT);
     spinFor(200);
