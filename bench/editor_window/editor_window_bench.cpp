@@ -30,13 +30,24 @@
 
 namespace {
 
+// A scratch folder for the files, removed when the benchmark ends.
 const std::string &scratch()
 {
-    static std::string dir = [] {
-        char pattern[] = "/tmp/lx-window-bench-XXXXXX";
-        return std::string(::mkdtemp(pattern));
-    }();
-    return dir;
+    struct Folder {
+        std::string path;
+        Folder()
+        {
+            char pattern[] = "/tmp/lx-window-bench-XXXXXX";
+            path = ::mkdtemp(pattern);
+        }
+        ~Folder()
+        {
+            std::error_code ignored;
+            std::filesystem::remove_all(path, ignored);
+        }
+    };
+    static Folder folder;
+    return folder.path;
 }
 
 void writeFile(const std::string &path, const std::string &text) { std::ofstream(path, std::ios::trunc) << text; }

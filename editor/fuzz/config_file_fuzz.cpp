@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,15 +27,31 @@ std::string readAll(const std::string &path)
     return text;
 }
 
+// A scratch folder for the rewrite, removed when the process ends.
+class ScratchFolder {
+public:
+    ScratchFolder()
+    {
+        char pattern[] = "/tmp/lx-config-fuzz-XXXXXX";
+        if (::mkdtemp(pattern) == nullptr)
+            std::abort();
+        dir_ = pattern;
+    }
+    ~ScratchFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(dir_, ignored);
+    }
+    std::string file() const { return dir_ + "/lumarix.conf"; }
+
+private:
+    std::string dir_;
+};
+
 const std::string &scratchFile()
 {
-    static std::string path = [] {
-        char pattern[] = "/tmp/lx-config-fuzz-XXXXXX";
-        const char *dir = ::mkdtemp(pattern);
-        if (dir == nullptr)
-            std::abort();
-        return std::string(dir) + "/lumarix.conf";
-    }();
+    static ScratchFolder folder;
+    static std::string path = folder.file();
     return path;
 }
 
