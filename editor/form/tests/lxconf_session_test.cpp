@@ -80,6 +80,13 @@ TEST_F(LxconfSession, ARowsHelpButtonShowsItsHelpUntilDismissed)
     EXPECT_TRUE(x_.waitUntilGone("info_dialog_popup", 4000));
 }
 
+TEST_F(LxconfSession, DashFWithoutItsConfigurationFileEndsWithStatus1)
+{
+    Program editor({env("LXCONF"), "-f", dir_ / "session.vars", dir_ / "missing.conf"}, dir_.path(), environment(false));
+    EXPECT_EQ(editor.waitExit(5000), 1);
+    EXPECT_NE(editor.errors().find("Couldn't open config File"), std::string::npos) << editor.errors();
+}
+
 TEST_F(LxconfSession, ClosingTheWindowWithoutChangesQuits)
 {
     auto editor = startEditor();

@@ -157,19 +157,4 @@ TEST_F(ValuesFromSettings, WithoutDashFTheSettingsLookupAnswers)
     ::unsetenv("LX_MODE");
 }
 
-class UnreadableConfig : public EditorWindowTest {};
-
-TEST_F(UnreadableConfig, DashFWithoutConfigurationFileEndsTheProgram)
-{
-    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(
-        {
-            std::filesystem::remove(configPath_);
-            open(standardDescription(), "");
-            std::filesystem::remove(configPath_);
-            LoadValues();
-        },
-        ::testing::ExitedWithCode(1), "Couldn't open config File");
-}
-
 } // namespace
