@@ -187,14 +187,14 @@ std::optional<Failure> writeNewFile(const std::string &path, bool oldExists, std
     const std::string tmpPath = path + "_tmp";
 
     if (oldExists) {
+        // An old file the user cannot read is reported as such, not as a failed backup.
+        if (::access(path.c_str(), R_OK) != 0)
+            return Failure{msg::kOpenConfigFailed, path, errno};
         std::string backup = backupPathFor(path, now);
         if (auto failure = makeBackup(path, backup, pause))
             return failure;
         result.backupPath = backup;
         pause();
-        // The old file must be readable before anything else is created.
-        if (::access(path.c_str(), R_OK) != 0)
-            return Failure{msg::kOpenConfigFailed, path, errno};
     }
 
     UniqueFd out(::open(tmpPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));

@@ -180,4 +180,20 @@ TEST_F(SaveSafety, FolderTheUserMayNotWriteLeavesTheOldFileAndSaysWhatFailed)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()), {}), 1);
 }
 
+TEST_F(SaveSafety, ConfigurationTheUserMayNotReadIsLeftAlone)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "running as nobody needs root";
+    ::chmod(dir_.path().c_str(), 0777); // the folder is not what stops the save
+    const std::string oldText = numberedLines(10, "old");
+    writeFile(path_, oldText);
+    ::chmod(path_.c_str(), 0600); // owned by root
+
+    auto [status, err] = finish(startHelper(path_, 10, 0, true));
+    EXPECT_EQ(status, 1) << err;
+    EXPECT_EQ(readFile(path_), oldText);
+    EXPECT_EQ(err.rfind("Couldn't open user's configuration file!\n" + path_ + ": Permission denied", 0), 0u) << err;
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir_.path()), {}), 1);
+}
+
 } // namespace
