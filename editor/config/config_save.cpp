@@ -149,6 +149,17 @@ std::optional<Failure> makeBackup(const std::string &path, const std::string &ba
     return std::nullopt;
 }
 
+std::string realTarget(const std::string &path)
+{
+    struct stat st {};
+    if (::lstat(path.c_str(), &st) != 0 || !S_ISLNK(st.st_mode))
+        return path;
+    char *resolved = ::realpath(path.c_str(), nullptr);
+    std::string target = resolved != nullptr ? resolved : path;
+    std::free(resolved);
+    return target;
+}
+
 const SaveEntry *ownerOfLine(std::string_view line, std::span<const SaveEntry> entries)
 {
     if (!line.empty() && (line.front() == '#' || line.front() == '!'))
@@ -184,7 +195,10 @@ std::optional<Failure> writeNewFile(const std::string &path, bool oldExists, std
                                     std::time_t now, SaveResult &result)
 {
     StepPause pause;
-    const std::string tmpPath = path + "_tmp";
+    // A configuration file reached through a symbolic link is replaced where it really lives, so
+    // that the link stays a link.
+    const std::string target = realTarget(path);
+    const std::string tmpPath = target + "_tmp";
 
     if (oldExists) {
         // An old file the user cannot read is reported as such, not as a failed backup.
@@ -222,14 +236,14 @@ std::optional<Failure> writeNewFile(const std::string &path, bool oldExists, std
             failure = Failure{msg::kWriteTempFailed, tmpPath, error};
     }
     pause();
-    if (!failure && ::rename(tmpPath.c_str(), path.c_str()) != 0)
-        failure = Failure{msg::kReplaceConfigFailed, path, errno};
+    if (!failure && ::rename(tmpPath.c_str(), target.c_str()) != 0)
+        failure = Failure{msg::kReplaceConfigFailed, target, errno};
     if (failure) {
         out.reset();
         ::unlink(tmpPath.c_str());
         return failure;
     }
-    syncDirectoryOf(path);
+    syncDirectoryOf(target);
     pause();
     return std::nullopt;
 }

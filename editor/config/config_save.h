@@ -28,7 +28,8 @@ std::string backupPathFor(const std::string &path, std::time_t now);
 // whose name occurs in the line; lines starting with '#' or '!' always stay); one "name value"
 // line per changed variable is appended. The new text is written completely to "<path>_tmp",
 // flushed to disk and renamed over the old file, so the file is always either the complete old or
-// the complete new one. On failure the old file is untouched and the temporary file removed.
+// the complete new one (a symbolic link is followed and stays a link). On failure the old file is
+// untouched and the temporary file removed.
 SaveResult saveConfigurationFile(const std::string &path, std::span<const SaveEntry> entries, std::time_t now);
 
 } // namespace lx

@@ -133,6 +133,18 @@ TEST_F(ConfigSave, PathsWithSpacesAndShellCharactersNeedNoShell)
     EXPECT_FALSE(std::filesystem::exists("pwned"));
 }
 
+TEST_F(ConfigSave, ASymbolicLinkStaysALinkToTheNewText)
+{
+    std::filesystem::create_directory(dir_ / "real");
+    writeFile(dir_ / "real/site.conf", "LX_SIZE 1\n");
+    std::filesystem::create_symlink(dir_ / "real/site.conf", path_);
+    auto result = save({{"LX_SIZE", true, "2"}});
+    ASSERT_TRUE(result.ok) << result.message;
+    EXPECT_TRUE(std::filesystem::is_symlink(path_));
+    EXPECT_EQ(readFile(dir_ / "real/site.conf"), "LX_SIZE 2\n");
+    EXPECT_EQ(readFile(result.backupPath), "LX_SIZE 1\n");
+}
+
 TEST_F(ConfigSave, TemporaryFileThatCannotBeCreatedLeavesTheOldFile)
 {
     writeFile(path_, "LX_SIZE 1\n");
