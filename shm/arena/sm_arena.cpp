@@ -137,6 +137,18 @@ int SMAttachToArena(SMArena *arena)
                 errno = 0;
             return 3;
         }
+        // Every pointer in the arena is an address in the creator's mapping: a process that
+        // landed elsewhere would follow them into memory that is not the arena.
+        const uintptr_t creator_start = s.control->start;
+        if (reinterpret_cast<uintptr_t>(start) != creator_start) {
+            std::fprintf(stderr,
+                         "SMAttachToArena: the arena lies at %p here but at %p in the process "
+                         "that created it; set LX_SHMSTADDR as the suite does.\n",
+                         start, reinterpret_cast<void *>(creator_start));
+            SG_detach(start);
+            setSegmentStart(arena, nullptr);
+            return 3;
+        }
         return 0;
     } catch (...) {
         return 3;

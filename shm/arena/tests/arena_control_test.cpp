@@ -57,6 +57,31 @@ TEST_F(ArenaLifecycle, AttachFromAnotherProcessSharesInfoAndBlocks)
     EXPECT_EQ(dataSegment(), -1);
 }
 
+TEST_F(ArenaLifecycle, AttachAtAnotherAddressIsRefusedInsteadOfFollowingForeignPointers)
+{
+    Helper creator({kCreate, "put:alpha:one", "wait", "exit"});
+    ASSERT_EQ(field(creator.line(), 1), "0");
+    creator.line();
+    creator.line();
+
+    setenv("LX_SHMSTADDR", "310000000000", 1);
+    Helper stranger({"attach", "get:alpha"});
+    setenv("LX_SHMSTADDR", "300000000000", 1);
+    EXPECT_EQ(stranger.line(), "attach 3");
+    EXPECT_EQ(stranger.line(), "get alpha null");
+    EXPECT_EQ(stranger.finish(), 0);
+
+    Helper reader({"attach", "get:alpha"});
+    EXPECT_EQ(reader.line(), "attach 0");
+    reader.line(); // the info pointer
+    EXPECT_EQ(field(reader.line(), 3), "one");
+    EXPECT_EQ(reader.finish(), 0);
+
+    creator.send("go\n");
+    EXPECT_EQ(creator.line(), "exit 0");
+    EXPECT_EQ(creator.finish(), 0);
+}
+
 TEST_F(ArenaLifecycle, AttachAfterTheCreatorDiedRemovesLeftovers)
 {
     Helper creator({kCreate, "put:alpha:one"});
