@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <utility>
 
 #include <lumarix/im.h>
 
@@ -85,6 +86,22 @@ void close_file(Stream &s)
     s.io_buffer.reset();
 }
 
+// Unbuffered transfers repeat plain reads or writes of what is left, at most kMaxAttempts times;
+// an attempt that moves nothing or fails adds nothing. Returns the bytes moved and the attempts.
+template <typename Transfer>
+static std::pair<long long, int> transfer_with_retries(long long total, Transfer transfer)
+{
+    long long done = 0;
+    int attempts = 0;
+    while (done < total && attempts < kMaxAttempts) {
+        ++attempts;
+        const ssize_t n = transfer(done, total - done);
+        if (n > 0)
+            done += n;
+    }
+    return {done, attempts};
+}
+
 long long stream_file_read(Stream &s, void *buffer, long long size, long long count)
 {
     if (size <= 0 || count <= 0)
@@ -92,15 +109,9 @@ long long stream_file_read(Stream &s, void *buffer, long long size, long long co
     if (s.io_kind == IM_IO_BUFFERED && s.file)
         return static_cast<long long>(std::fread(buffer, size, count, s.file));
     if (s.io_kind == IM_IO_UNBUFFERED && s.fd >= 0) {
-        const long long total = size * count;
-        long long done = 0;
-        int attempts = 0;
-        while (done < total && attempts < kMaxAttempts) {
-            ++attempts;
-            const ssize_t n = ::read(s.fd, static_cast<char *>(buffer) + done, total - done);
-            if (n > 0)
-                done += n;
-        }
+        auto [done, attempts] = transfer_with_retries(size * count, [&](long long at, long long left) {
+            return ::read(s.fd, static_cast<char *>(buffer) + at, left);
+        });
         if (attempts == kMaxAttempts)
             std::fprintf(stderr, "iStreamFileRead: too many retries (%d), only %lld elements read...\n", attempts,
                          done / size);
@@ -118,15 +129,9 @@ long long stream_file_write(Stream &s, const void *buffer, long long size, long 
     if (s.io_kind == IM_IO_BUFFERED && s.file)
         return static_cast<long long>(std::fwrite(buffer, size, count, s.file));
     if (s.io_kind == IM_IO_UNBUFFERED && s.fd >= 0) {
-        const long long total = size * count;
-        long long done = 0;
-        int attempts = 0;
-        while (done < total && attempts < kMaxAttempts) {
-            ++attempts;
-            const ssize_t n = ::write(s.fd, static_cast<const char *>(buffer) + done, total - done);
-            if (n > 0)
-                done += n;
-        }
+        auto [done, attempts] = transfer_with_retries(size * count, [&](long long at, long long left) {
+            return ::write(s.fd, static_cast<const char *>(buffer) + at, left);
+        });
         if (attempts == kMaxAttempts)
             std::fprintf(stderr, "iStreamFileWrite: too many retries (%d), only %lld elements written...\n",
                          attempts, done / size);
