@@ -100,6 +100,49 @@ int IMRtCon_(const int *stream, int *flag)
     return IMRtCon(*stream, flag);
 }
 
+int IMRdSec_(const int *stream, void *buffer)
+{
+    return IMRdSec(*stream, buffer);
+}
+
+int IMWrSec_(const int *stream, const void *buffer)
+{
+    return IMWrSec(*stream, buffer);
+}
+
+int IMRdLin_(const int *stream, void *buffer)
+{
+    return IMRdLin(*stream, buffer);
+}
+
+int IMWrLin_(const int *stream, const void *buffer)
+{
+    return IMWrLin(*stream, buffer);
+}
+
+int IMRdPal_(const int *stream, void *buffer, const int *line_length)
+{
+    return IMRdPal(*stream, buffer, *line_length);
+}
+
+int IMRdPas_(const int *stream, void *buffer, const int *columns, const int *rows, const int *first_col,
+             const int *last_col, const int *first_row, const int *last_row)
+{
+    return IMRdPas(*stream, buffer, *columns, *rows, *first_col, *last_col, *first_row, *last_row);
+}
+
+int IMWrPas_(const int *stream, const void *buffer, const int *columns, const int *rows, const int *first_col,
+             const int *last_col, const int *first_row, const int *last_row)
+{
+    return IMWrPas(*stream, buffer, *columns, *rows, *first_col, *last_col, *first_row, *last_row);
+}
+
+int IMCalcDen_(const int *stream, const float *section, const int *first_col, const int *last_col,
+               const int *first_row, const int *last_row, float *min, float *max, float *mean)
+{
+    return IMCalcDen(*stream, section, *first_col, *last_col, *first_row, *last_row, min, max, mean);
+}
+
 int IMRtSiz_(const int *stream, int *nx, int *ny, int *sections)
 {
     return IMRtSiz(*stream, nx, ny, sections);

@@ -466,7 +466,12 @@ int IMWrHdr2(int stream, int with_extended_header)
                 return 211;
             }
         }
-        stream_file_flush(*s);
+        // Buffered bytes reach the file only here: a full disk shows up now, not at the writes.
+        errno = 0;
+        if (!stream_file_flush(*s)) {
+            std::fprintf(stderr, "IMWrHdr2 %d: unable to write the header: %s\n", stream, std::strerror(errno));
+            return 209;
+        }
         const int posn = IMPosn(stream, 0, 0);
         return result ? result : posn;
     } catch (...) {

@@ -160,6 +160,7 @@ int IMPosn(int stream, int section, int line)
         window_runtime().set_position(s->window, section);
     }
     s->section = section;
+    s->line = line;
     section_position(*s, section, &s->z, &s->w, &s->t, &s->p);
     s->last_op = kSeek;
     return 0;
@@ -176,6 +177,7 @@ int IMPosnZWTP(int stream, int z, int w, int t, int p)
         if (IMRtSecNum2(stream, z, w, t, p, &section))
             return 301;
         s->section = section;
+        s->line = 0;
         window_runtime().set_position(s->window, section);
         section_position(*s, section, &s->z, &s->w, &s->t, &s->p);
         if (s->z != z || s->w != w || s->t != t || s->p != p)
@@ -203,6 +205,7 @@ int IMPosnZWTP(int stream, int z, int w, int t, int p)
     s->t = t;
     s->p = p;
     s->section = section;
+    s->line = 0;
     s->last_op = kSeek;
     return 0;
 }

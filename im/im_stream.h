@@ -1,11 +1,7 @@
 // The stream record and the stream table of the image stream library.
-//
-// Section and line transfers (IMRdSec, IMWrSec, IMRdLin, IMRdPas, ...) belong next to
-// im_position.cpp and use: Stream::z/w/t/p/section (current position), last_op (read, write,
-// seek: a buffered stream switching direction seeks by 0 first), convert (float conversion),
-// swap (file in the other byte order), io_kind with file/fd (stream_file_read/write below),
-// section_offset() for byte offsets, and window_runtime() for window streams.
 #pragma once
+
+#include <sys/types.h>
 
 #include <array>
 #include <cstdint>
@@ -108,8 +104,9 @@ struct Stream {
     int field_blocks = 0; // 1024-byte blocks after the per-section area
     std::vector<Field> fields;
 
-    // Position.
-    int z = 0, w = 0, t = 0, p = 0, section = 0;
+    // Position: the section and the line in it where the next transfer starts. A file stream's
+    // position is also its file offset; a window stream's lives only here.
+    int z = 0, w = 0, t = 0, p = 0, section = 0, line = 0;
     int last_op = kNoOp;
     bool convert = true;
 
@@ -130,6 +127,22 @@ int check_stream(int number, const char *caller);
 // check_stream and the record in one step (null when the check fails; status in *status).
 Stream *checked(int number, const char *caller, int *status);
 
+// The boundary of a public call: the stream check, then body(record). An exception (only memory
+// can run out) becomes 902 with a line naming the call, so that none crosses the C interface.
+template <class Body> int guarded(int number, const char *caller, Body &&body)
+{
+    int status;
+    Stream *s = checked(number, caller, &status);
+    if (!s)
+        return status;
+    try {
+        return body(*s);
+    } catch (...) {
+        std::fprintf(stderr, "%s %d: memory allocation error.\n", caller, number);
+        return 902;
+    }
+}
+
 // Bytes per pixel of a mode: 0 ok, 503 (2 assumed), 905 (mode 3, 4 bytes). Prints its line.
 int bytes_per_pix(int stream, int mode, int *bytes, bool quiet = false);
 const char *mode_name(int mode);
@@ -144,12 +157,27 @@ int limit_waves(int image_type, bool window);
 // File I/O (im_fileio.cpp).
 int open_file(Stream &s);
 void close_file(Stream &s);
+// Whole elements moved (iStreamFileRead/iStreamFileWrite): one stdio call for buffered I/O, at
+// most kMaxTransferAttempts plain reads or writes for unbuffered I/O.
+constexpr int kMaxTransferAttempts = 11;
 long long stream_file_read(Stream &s, void *buffer, long long size, long long count);
 long long stream_file_write(Stream &s, const void *buffer, long long size, long long count);
 bool stream_file_seek(Stream &s, long long offset, int whence);
 long long stream_file_tell(Stream &s);
 long long stream_file_size(Stream &s);
-void stream_file_flush(Stream &s);
+// Hands a buffered stream's pending bytes to the system; false when that fails (disk full).
+bool stream_file_flush(Stream &s);
+// 1 when a buffered stream has met the end of its file; 0 otherwise (printing that unbuffered
+// streams cannot tell).
+int stream_file_eof(Stream &s);
+
+// The system calls behind unbuffered transfers, replaceable so that tests can make them move a
+// few bytes at a time or fail.
+struct FileCalls {
+    ssize_t (*read)(int fd, void *buffer, size_t bytes);
+    ssize_t (*write)(int fd, const void *buffer, size_t bytes);
+};
+FileCalls &file_calls();
 
 // Positioning helpers (im_position.cpp).
 int section_number(const Stream &s, int z, int w, int t, int p, int *section);

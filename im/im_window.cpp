@@ -13,6 +13,8 @@ public:
     unsigned char *allocate_ext_header(int, std::size_t) override { return nullptr; }
     int position(int) override { return 0; }
     void set_position(int, int) override {}
+    bool read_rect(int, const SectionRect &, bool, void *, std::size_t) override { return false; }
+    bool write_rect(int, const SectionRect &, bool, const void *, std::size_t) override { return false; }
 };
 
 NoWindows g_no_windows;

@@ -8,6 +8,13 @@
 
 namespace lx::im {
 
+// A rectangle of one section of a window: columns x0..x1 and rows y0..y1 of the section at z, w,
+// t, p (all 0-based, inclusive).
+struct SectionRect {
+    int z = 0, w = 0, t = 0, p = 0;
+    int x0 = 0, x1 = 0, y0 = 0, y1 = 0;
+};
+
 class WindowRuntime {
 public:
     virtual ~WindowRuntime() = default;
@@ -22,6 +29,11 @@ public:
     // Current section of the window.
     virtual int position(int window) = 0;
     virtual void set_position(int window, int section) = 0;
+    // Pixels of a rectangle to or from a buffer whose rows lie row_pixels pixels apart: 32-bit
+    // floats when convert is set, else the window's own pixel type. False on failure.
+    virtual bool read_rect(int window, const SectionRect &rect, bool convert, void *buffer, std::size_t row_pixels) = 0;
+    virtual bool write_rect(int window, const SectionRect &rect, bool convert, const void *buffer,
+                            std::size_t row_pixels) = 0;
 };
 
 WindowRuntime &window_runtime();

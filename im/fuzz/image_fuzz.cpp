@@ -1,5 +1,6 @@
 // Opens arbitrary bytes as an image file and reads what it can: header, extended header,
-// per-section values, fields, and a header write to a scratch copy.
+// per-section values, fields, pixels by section, line and rectangle with and without conversion,
+// and a header and pixel write to a scratch copy.
 #include <lumarix/im.h>
 
 #include <fcntl.h>
@@ -37,6 +38,8 @@ bool write_file(const std::string &path, const uint8_t *data, size_t size)
     const bool ok = std::fwrite(data, 1, size, f) == size;
     return std::fclose(f) == 0 && ok;
 }
+
+void read_pixels(int stream, int nx, int ny, int nsec);
 
 void read_what_we_can(int stream)
 {
@@ -86,6 +89,27 @@ void read_what_we_can(int stream)
     int length;
     IMRtFieldHdr(stream, area.data(), static_cast<int>(area.size()), &length);
     IMPosnZWTP(stream, 0, 0, 0, 0);
+    read_pixels(stream, nx, ny, nsec);
+}
+
+// Sections small enough for a buffer of their size: each read form, converted and as stored.
+void read_pixels(int stream, int nx, int ny, int nsec)
+{
+    if (nx <= 0 || ny <= 0 || static_cast<long long>(nx) * ny > (1 << 16))
+        return;
+    const size_t pixels = static_cast<size_t>(nx) * static_cast<size_t>(ny);
+    // Room for 8-byte pixels, and for a pad of one pixel a line.
+    std::vector<double> buffer(pixels + static_cast<size_t>(nx) + static_cast<size_t>(ny));
+    for (int convert : {1, 0}) {
+        IMALCon(stream, convert);
+        IMPosn(stream, 0, 0);
+        IMRdSec(stream, buffer.data());
+        IMRdLin(stream, buffer.data());
+        IMRdPas(stream, buffer.data(), nx, ny, nx / 2, nx - 1, ny / 2, ny - 1);
+        IMRdPal(stream, buffer.data(), nx + 1);
+        if (nsec > 1)
+            IMRdSec(stream, buffer.data());
+    }
 }
 
 } // namespace
@@ -140,6 +164,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (IMOpen(2, path.c_str(), "old_unbuffered") == 0) {
         read_what_we_can(2);
         IMAlFieldInt(2, "FuzzCount", static_cast<int>(size));
+        const float pixel[2] = {300.0f, -1.0f}; // room for one pixel of any mode
+        IMALCon(2, 1);
+        IMPosn(2, 0, 0);
+        IMWrPas(2, pixel, 1, 1, 0, 0, 0, 0);
         IMWrHdr(2, "fuzz", 1, 0.0f, 1.0f, 0.5f);
         IMClose(2);
         if (IMOpen(3, path.c_str(), "ro") == 0) {

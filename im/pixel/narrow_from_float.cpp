@@ -13,9 +13,9 @@
 #include <emmintrin.h>
 #endif
 
-#include "pixel_convert.h"
+#include "pixel_variants.h"
 
-namespace lx::im::pixel {
+namespace lx::im::pixel::LX_PIXEL_ISA {
 namespace {
 
 // Counts are kept in 32-bit lanes inside a step.
@@ -188,4 +188,4 @@ int narrow_from_float(int mode, const float* in, void* out, std::size_t pixels,
   }
 }
 
-}  // namespace lx::im::pixel
+}  // namespace lx::im::pixel::LX_PIXEL_ISA

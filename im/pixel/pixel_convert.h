@@ -4,8 +4,10 @@
 // rectangle transfers) own the buffers, the file I/O and the messages.
 //
 // Buffers must be aligned to their element size (any malloc'ed or std::vector<float> buffer is).
-// The loops are compiled so that they vectorise; their results are those of the plain
-// one-pixel-at-a-time definitions given with each function, for every input.
+// The loops are compiled so that they vectorise, once for any x86-64 and once for AVX2; the
+// variant this processor runs is chosen at the first call (LX_PIXEL_ISA=baseline in the
+// environment forces the first). Their results are those of the plain one-pixel-at-a-time
+// definitions given with each function, for every input and in both variants.
 #pragma once
 
 #include <cstddef>
@@ -38,6 +40,9 @@ inline constexpr std::size_t kWriteChunkUInt16 = 65536;
 inline constexpr std::size_t kWriteChunkInt32 = 32768;
 inline constexpr std::size_t kWriteScratchBytes = 131072;
 
+// The kernel variant this process runs: "avx2" or "baseline".
+const char* kernel_variant();
+
 // Chunk size in pixels for writing `mode` with conversion; 0 for modes written as they are
 // (2, 4, 8) and for modes that cannot be written (3, invalid).
 std::size_t write_chunk_pixels(int mode);
@@ -68,18 +73,11 @@ int widen_to_float(int mode, void* section, std::size_t pixels,
 int swap_and_widen_to_float(int mode, void* section, std::size_t pixels,
                             float* complex_source = nullptr);
 
-// How widen_copy writes its floats: through the caches, or past them. Streaming stores do not
-// read each line before writing it, which saves a third of the memory traffic when the section is
-// far larger than the caches; they leave nothing cached, so they only pay for large sections.
-enum class Stores { kCached, kStreaming };
-inline constexpr std::size_t kStreamingSectionBytes = std::size_t{4} << 20;
-
-// Converts `pixels` pixels of `mode` from `file_pixels` (a buffer apart from `out`, such as a
-// staging buffer a slice of the section was just read into) to floats in `out`, with the values
-// widen_to_float gives. Modes 2 and 8 are copied as they are (8 bytes a pixel for mode 8); mode 4
-// writes the magnitudes of the complex pixels in `file_pixels`. Returns as widen_to_float.
-int widen_copy(int mode, const void* file_pixels, void* out, std::size_t pixels,
-               Stores stores = Stores::kCached);
+// Converts `pixels` pixels of `mode` from `file_pixels` (a buffer apart from `out`, such as the
+// columns of a line just read) to floats in `out`, with the values widen_to_float gives. Modes 2
+// and 8 are copied as they are (8 bytes a pixel for mode 8); mode 4 writes the magnitudes of the
+// complex pixels in `file_pixels`. Returns as widen_to_float.
+int widen_copy(int mode, const void* file_pixels, void* out, std::size_t pixels);
 
 // Values clamped while narrowing, added up across calls.
 struct ClampCounts {

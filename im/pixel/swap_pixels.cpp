@@ -1,9 +1,9 @@
 // Byte reversal of pixels read from a file written on a machine of the other byte order.
 #include <cstdint>
 
-#include "pixel_convert.h"
+#include "pixel_variants.h"
 
-namespace lx::im::pixel {
+namespace lx::im::pixel::LX_PIXEL_ISA {
 namespace {
 
 // Shifts rather than a byte-swap builtin: this form vectorises on every x86-64.
@@ -47,4 +47,4 @@ int swap_pixels(int mode, void* buffer, std::size_t pixels) {
   }
 }
 
-}  // namespace lx::im::pixel
+}  // namespace lx::im::pixel::LX_PIXEL_ISA

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "pixel_convert.h"
+#include "pixel_variants.h"
 
-namespace lx::im::pixel {
+namespace lx::im::pixel::LX_PIXEL_ISA {
 namespace {
 
 // Pixels converted per step. A step's input and output never overlap once the step starts far
@@ -122,4 +122,4 @@ int swap_and_widen_to_float(int mode, void* section, std::size_t pixels, float* 
   }
 }
 
-}  // namespace lx::im::pixel
+}  // namespace lx::im::pixel::LX_PIXEL_ISA

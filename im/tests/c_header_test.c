@@ -15,7 +15,9 @@ int main(int argc, char **argv)
     if (sizeof header != IM_HEADER_BYTES || strcmp(IMRtStatusText(904), "Unsupported function") != 0)
         return 1;
     int stream = 1, section = -1;
-    if (IMRtSecNum2(stream, 0, 0, 0, 0, &section) != 3) /* nothing open yet */
+    float pixels[4] = {0};
+    if (IMRtSecNum2(stream, 0, 0, 0, 0, &section) != 3 || IMRdSec(stream, pixels) != 3 ||
+        IMWrPas(stream, pixels, 2, 2, 0, 1, 0, 1) != 3) /* nothing open yet */
         return 2;
     if (argc > 1) {
         if (IMOpen(stream, argv[1], "new") != 0 || IMClose(stream) != 0)

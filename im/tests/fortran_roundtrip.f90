@@ -42,8 +42,19 @@ program fortran_roundtrip
       integer(c_int) :: stream, val
       character(kind=c_char) :: name(*)
     end function
+    integer(c_int) function imwrsec(stream, buffer) bind(C, name='IMWrSec_')
+      import :: c_int, c_float
+      integer(c_int) :: stream
+      real(c_float) :: buffer(20, 10)
+    end function
+    integer(c_int) function imrdsec(stream, buffer) bind(C, name='IMRdSec_')
+      import :: c_int, c_float
+      integer(c_int) :: stream
+      real(c_float) :: buffer(20, 10)
+    end function
   end interface
-  integer(c_int) :: status, nx, ny, nsec, value
+  integer(c_int) :: status, nx, ny, nsec, value, i, j, k
+  real(c_float) :: pixels(20, 10)
   integer(c_int), parameter :: s = 5
   real(c_float) :: mmm(3)
   character(len=256) :: path
@@ -57,6 +68,14 @@ program fortran_roundtrip
   if (status /= 0) stop 3
   status = imwrhdr(s, 'written from Fortran'//c_null_char, 0_c_int, 1.0_c_float, 9.0_c_float, 4.5_c_float)
   if (status /= 0) stop 4
+  do k = 1, 3
+    do j = 1, 10
+      do i = 1, 20
+        pixels(i, j) = real(100 * k + 10 * j + i, c_float)
+      end do
+    end do
+    if (imwrsec(s, pixels) /= 0) stop 12
+  end do
   if (imclose(s) /= 0) stop 5
   status = imopen(s, trim(path)//c_null_char, 'ro'//c_null_char)
   if (status /= 0) stop 6
@@ -66,6 +85,8 @@ program fortran_roundtrip
   if (mmm(1) /= 1.0 .or. mmm(2) /= 9.0 .or. mmm(3) /= 4.5) stop 8
   status = imrtfieldint(s, 'frames'//c_null_char, value)
   if (status /= 0 .or. value /= 3) stop 9
+  if (imrdsec(s, pixels) /= 0) stop 13
+  if (pixels(20, 10) /= 220.0 .or. pixels(1, 2) /= 121.0) stop 14
   if (imclose(s) /= 0) stop 10
   if (imclose(s) /= 104) stop 11
   print '(a)', 'Fortran caller ok'

@@ -13,6 +13,8 @@ namespace {
 struct FakeWindow {
     std::vector<uint8_t> header = std::vector<uint8_t>(1024, 0);
     std::vector<uint8_t> ext;
+    std::map<int, std::vector<float>> pixels; // by section number, NX x NY floats each
+    std::vector<lx::im::SectionRect> transfers;
     int position = 0;
     bool open = false;
 };
@@ -37,6 +39,34 @@ public:
     }
     int position(int window) override { return windows[window].position; }
     void set_position(int window, int section) override { windows[window].position = section; }
+    // Pixels kept as floats; ZWTP order, NZ from the header's section count.
+    bool read_rect(int window, const lx::im::SectionRect &r, bool, void *buffer, size_t row_pixels) override
+    {
+        return move_rect(window, r, static_cast<float *>(buffer), row_pixels, false);
+    }
+    bool write_rect(int window, const lx::im::SectionRect &r, bool, const void *buffer, size_t row_pixels) override
+    {
+        return move_rect(window, r, static_cast<float *>(const_cast<void *>(buffer)), row_pixels, true);
+    }
+    bool refuse_pixels = false;
+
+private:
+    bool move_rect(int window, const lx::im::SectionRect &r, float *buffer, size_t row_pixels, bool to_window)
+    {
+        FakeWindow &win = windows[window];
+        win.transfers.push_back(r);
+        const int nx = native_at<int32_t>(win.header, 0), ny = native_at<int32_t>(win.header, 4);
+        const int nz = native_at<int32_t>(win.header, 8) / native_at<uint16_t>(win.header, 196);
+        auto &section = win.pixels[r.z + nz * r.w];
+        section.resize(static_cast<size_t>(nx) * ny);
+        for (int y = r.y0; y <= r.y1; ++y)
+            for (int x = r.x0; x <= r.x1; ++x) {
+                float &in_window = section[static_cast<size_t>(y) * nx + x];
+                float &in_buffer = buffer[(y - r.y0) * row_pixels + (x - r.x0)];
+                (to_window ? in_window : in_buffer) = to_window ? in_buffer : in_window;
+            }
+        return !refuse_pixels;
+    }
 };
 
 class WindowStreams : public ::testing::Test {
@@ -137,6 +167,40 @@ TEST_F(WindowStreams, FreshHeaderAndWritesGoToTheWindow)
     EXPECT_EQ(runtime.windows[9].position, 9);
     ASSERT_EQ(IMClose(1), 0);
     EXPECT_FALSE(runtime.windows[9].open);
+}
+
+TEST_F(WindowStreams, SectionsMoveThroughTheRuntimeAndTheSectionNumberWraps)
+{
+    make_window(5); // 4 x 3 pixels, NZ 2, NW 2
+    ASSERT_EQ(IMOpen(1, "5", "old"), 0);
+    std::vector<float> section(12), line(4), back(12);
+    for (int s = 0; s < 4; ++s) {
+        for (int i = 0; i < 12; ++i)
+            section[i] = static_cast<float>(100 * s + i);
+        ASSERT_EQ(IMWrSec(1, section.data()), 0);
+    }
+    int z, w, t, p, number;
+    IMRtPosn(1, &z, &w, &t, &p, &number);
+    EXPECT_EQ(number, 0); // past the last section: back to the first
+    ASSERT_EQ(IMPosnZWTP(1, 1, 1, 0, 0), 0);
+    ASSERT_EQ(IMRdSec(1, back.data()), 0);
+    EXPECT_EQ(back[11], 311.0f);
+    ASSERT_EQ(IMRdLin(1, line.data()), 0); // section 0 after the wrap, line 0
+    EXPECT_EQ(line, std::vector<float>({0, 1, 2, 3}));
+    std::vector<float> rect(6, -1);
+    ASSERT_EQ(IMPosnZWTP(1, 0, 1, 0, 0), 0);
+    ASSERT_EQ(IMRdPas(1, rect.data(), 3, 2, 1, 2, 1, 2), 0);
+    EXPECT_EQ(rect, std::vector<float>({205, 206, -1, 209, 210, -1}));
+    const auto &last = runtime.windows[5].transfers.back();
+    EXPECT_EQ(std::vector<int>({last.z, last.w, last.x0, last.x1, last.y0, last.y1}),
+              std::vector<int>({0, 1, 1, 2, 1, 2}));
+
+    runtime.refuse_pixels = true;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(IMRdSec(1, back.data()), 808);
+    EXPECT_EQ(IMWrSec(1, section.data()), 807);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "IMRdSec 1: unable to read from window.\nIMWrSec 1: unable to write to window.\n");
 }
 
 } // namespace

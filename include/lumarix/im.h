@@ -99,6 +99,50 @@ int IMRtPosn(int stream, int *z, int *w, int *t, int *p, int *section);
 int IMALCon(int stream, int flag);
 int IMRtCon(int stream, int *flag);
 
+/* ---- Pixels -------------------------------------------------------------------------------
+ * Transfers start at the stream's position and move it on. With conversion on, the caller's
+ * pixels are 32-bit floats: reading widens modes 0, 1, 6 and 7, keeps mode 2, gives the
+ * magnitude of mode 4 pairs and leaves mode 8 as 8-byte values; writing narrows floats to modes
+ * 0, 1, 6 and 7 toward zero with clamping (mode 1 stops at -32767) and writes modes 2, 4 and 8
+ * as they are. With conversion off the caller sees the file's own pixels. Pixels of a file in the
+ * other byte order are swapped on reading (8-byte floats excepted); writing uses this machine's
+ * order. A buffered stream is flushed after every section written.
+ * Common results: 0; 1, 3 stream; 212 short read, 213 short write (a line each, with the
+ * system's error text); 214 swap refused (mode 3); 402/403 negative section size; 503 invalid
+ * mode; 901 null buffer; 902 memory; 905 mode 3 converted; 807/808 window transfer failed. */
+
+/* Reads the next section (NX*NY pixels) into buffer. */
+int IMRdSec(int stream, void *buffer);
+/* Writes one section (NX*NY pixels) from buffer. The truncation counts are printed in verbose
+ * mode when values were clamped. */
+int IMWrSec(int stream, const void *buffer);
+/* Reads one line (NX pixels). */
+int IMRdLin(int stream, void *buffer);
+/* Writes one line (NX pixels); needs conversion on, else 903. */
+int IMWrLin(int stream, const void *buffer);
+/* Reads the next section into NY separate lines of NX pixels each (lines[0..NY-1]). */
+int IMRdSecl(int stream, void *const *lines);
+/* Reads the next section into lines line_length pixels apart (line_length >= NX, else 402); the
+ * pad after each line is zeroed. */
+int IMRdPal(int stream, void *buffer, int line_length);
+/* Not supported: 904. */
+int IMWrPal(int stream);
+/* Reads columns first_col..last_col and rows first_row..last_row of the current section into
+ * the top left of a buffer of columns x rows pixels, then stands at the start of the next
+ * section. 402 columns outside the section or wider than the buffer, 403 rows likewise, 301. */
+int IMRdPas(int stream, void *buffer, int columns, int rows, int first_col, int last_col, int first_row,
+            int last_row);
+/* Writes the top left of a buffer of columns x rows pixels to columns first_col..last_col and
+ * rows first_row..last_row of the current section, leaving the other pixels of the file as they
+ * are, then stands at the start of the next section; the whole section from a buffer of its
+ * size is IMWrSec. 402, 403, 301 as IMRdPas. */
+int IMWrPas(int stream, const void *buffer, int columns, int rows, int first_col, int last_col, int first_row,
+            int last_row);
+/* Minimum, maximum and mean of a region of a section held as NX*NY floats (as IMRdSec gives it
+ * with conversion). 402/403 with "IMCalcDen: invalid ROI." for a region outside the section. */
+int IMCalcDen(int stream, const float *section, int first_col, int last_col, int first_row, int last_row,
+              float *min, float *max, float *mean);
+
 /* ---- Header accessors (0, 1, 3 unless listed) --------------------------------------------- */
 
 /* NX, NY and section count. IMRtSiz prints a line when the count is not NZ*NW*NT*NP. */
@@ -204,7 +248,6 @@ int IMRtExt(int stream);
 int IMAlTltRot(int stream);
 int IMInterp(int stream);
 int IMClLim(int stream);
-int IMWrPal(int stream);
 int IMAlDis(int stream, int display);
 
 /* ---- Extended header (0, 1, 3 unless listed) ---------------------------------------------- */
@@ -300,6 +343,14 @@ int IMRtZWTPNum_(const int *stream, const int *section, int *z, int *w, int *t, 
 int IMRtPosn_(const int *stream, int *z, int *w, int *t, int *p, int *section);
 int IMALCon_(const int *stream, const int *flag);
 int IMRtCon_(const int *stream, int *flag);
+int IMRdSec_(const int *stream, void *buffer);
+int IMWrSec_(const int *stream, const void *buffer);
+int IMRdLin_(const int *stream, void *buffer);
+int IMWrLin_(const int *stream, const void *buffer);
+int IMRdPal_(const int *stream, void *buffer, const int *line_length);
+int IMRdPas_(const int *stream, void *buffer, const int *columns, const int *rows, const int *first_col, const int *last_col, const int *first_row, const int *last_row);
+int IMWrPas_(const int *stream, const void *buffer, const int *columns, const int *rows, const int *first_col, const int *last_col, const int *first_row, const int *last_row);
+int IMCalcDen_(const int *stream, const float *section, const int *first_col, const int *last_col, const int *first_row, const int *last_row, float *min, float *max, float *mean);
 int IMRtSiz_(const int *stream, int *nx, int *ny, int *sections);
 int IMAlSiz_(const int *stream, const int *nx, const int *ny, const int *sections);
 int IMRtZWTP_(const int *stream, int *nz, int *nw, int *nt, int *np);

@@ -1,0 +1,43 @@
+// Pixel transfers at a stream's position, shared by the section, line and rectangle calls.
+// The callers' names start the messages.
+#pragma once
+
+#include "im_stream.h"
+#include "pixel_convert.h"
+
+namespace lx::im {
+
+struct Moved {
+    int status = 0;        // 0, or the status of the failure (its line already printed, but
+                           // for 212: the caller prints it with report_short_read)
+    long long pixels = 0;  // whole pixels moved
+    int error = 0;         // errno of a short transfer
+};
+// Bytes of one pixel in the caller's buffer. Reading: a float with conversion (mode 8 stays
+// 8-byte values), else the file's own pixel. Writing: a float when the mode is narrowed from
+// floats (0, 1, 6, 7 with conversion), else the file's own pixel.
+int caller_read_bytes(const Stream &s);
+int caller_write_bytes(const Stream &s);
+// 0, or 402/403 with a line when the header gives a negative number of columns or rows.
+int check_section_size(const Stream &s, const char *caller);
+// A buffered stream that changes between reading and writing seeks by 0 first, as stdio needs.
+void prepare_direction(Stream &s, int op);
+// Reads pixels into buffer, swaps a foreign-order file and, with conversion, widens them in
+// place. 212 (short), 214 (swap), 503, 905, 902.
+Moved read_pixels(Stream &s, const char *caller, void *buffer, long long pixels);
+// Prints the short-read lines: the count, an optional detail line, the system's error text.
+void report_short_read(Stream &s, const char *caller, long long pixels, int error, const char *detail);
+// Writes pixels from buffer, narrowing floats chunk by chunk with conversion (modes 0, 1, 6, 7),
+// else as they are. 213 (short, line printed), 503, 905.
+Moved write_pixels(Stream &s, const char *caller, const void *buffer, long long pixels, pixel::ClampCounts &clamped);
+// After a write: the verbose truncation line, then with flush the flush of a buffered stream
+// (so that other processes see whole sections). 0, or 213 when the flush fails.
+int finish_write(Stream &s, const char *caller, const pixel::ClampCounts &clamped, bool flush);
+// Moves the record's position on by a number of pixels (window streams wrap to section 0).
+void advance_position(Stream &s, long long pixels);
+// Sets the record's section and line, and the z, w, t, p of that section.
+void set_position(Stream &s, int section, int line);
+// Positions a file stream at a pixel of a line of a section. false when the seek fails.
+bool seek_pixel(Stream &s, long long section, long long line, long long column);
+
+} // namespace lx::im

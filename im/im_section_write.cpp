@@ -1,0 +1,150 @@
+// Writing pixels: whole sections, single lines and rectangles of a section.
+#include <lumarix/im.h>
+
+#include <cstring>
+
+#include "im_pixel_io.h"
+#include "im_window.h"
+
+using namespace lx::im;
+
+namespace {
+
+int no_buffer(const Stream &s, const char *caller)
+{
+    std::fprintf(stderr, "%s %d: no buffer given.\n", caller, s.number);
+    return 901;
+}
+
+int write_window(Stream &s, const char *caller, const SectionRect &rect, const void *buffer, long long row_pixels)
+{
+    if (window_runtime().write_rect(s.window, rect, s.convert, buffer, static_cast<size_t>(row_pixels)))
+        return 0;
+    std::fprintf(stderr, "%s %d: unable to write to window.\n", caller, s.number);
+    return 807;
+}
+
+// `pixels` pixels of a file stream at its position; with flush, a buffered stream hands them to
+// the system at once.
+int write_file_pixels(Stream &s, const char *caller, const void *buffer, long long pixels, bool flush)
+{
+    pixel::ClampCounts clamped;
+    const Moved moved = write_pixels(s, caller, buffer, pixels, clamped);
+    advance_position(s, moved.pixels);
+    if (moved.status)
+        return moved.status;
+    return finish_write(s, caller, clamped, flush);
+}
+
+int positioning_failed(const Stream &s)
+{
+    std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMWrPas", s.number);
+    return 301;
+}
+
+// The rectangle's lines at their places in the current section, seeking over the columns outside
+// it; the stream then stands at the start of the next section.
+int write_file_rect(Stream &s, const unsigned char *buffer, long long columns, int x0, int x1, int y0, int y1)
+{
+    const long long width = x1 - x0 + 1;
+    const long long in_row = columns * caller_write_bytes(s);
+    const int section = s.section;
+    pixel::ClampCounts clamped;
+    for (int row = y0; row <= y1; ++row) {
+        if (!seek_pixel(s, section, row, x0))
+            return positioning_failed(s);
+        set_position(s, section, row);
+        const Moved moved = write_pixels(s, "IMWrPas", buffer + (row - y0) * in_row, width, clamped);
+        if (moved.status)
+            return moved.status;
+    }
+    if (int status = finish_write(s, "IMWrPas", clamped, true))
+        return status;
+    if (!seek_pixel(s, section + 1LL, 0, 0))
+        return positioning_failed(s);
+    set_position(s, section + 1, 0);
+    return 0;
+}
+
+} // namespace
+
+extern "C" {
+
+int IMWrSec(int stream, const void *buffer)
+{
+    return guarded(stream, "IMWrSec", [&](Stream &s) {
+        if (!buffer)
+            return no_buffer(s, "IMWrSec");
+        if (int status = check_section_size(s, "IMWrSec"))
+            return status;
+        const long long pixels = static_cast<long long>(s.nx) * s.ny;
+        if (s.kind == kFile)
+            return write_file_pixels(s, "IMWrSec", buffer, pixels, true);
+        s.line = 0;
+        if (int status = write_window(s, "IMWrSec", {s.z, s.w, s.t, s.p, 0, s.nx - 1, 0, s.ny - 1}, buffer, s.nx))
+            return status;
+        advance_position(s, pixels);
+        return 0;
+    });
+}
+
+int IMWrLin(int stream, const void *buffer)
+{
+    return guarded(stream, "IMWrLin", [&](Stream &s) {
+        if (!s.convert) {
+            std::fprintf(stderr, "IMWrLin: write without conversion not implemented yet.\n");
+            return 903;
+        }
+        if (!buffer)
+            return no_buffer(s, "IMWrLin");
+        if (int status = check_section_size(s, "IMWrLin"))
+            return status;
+        if (s.kind == kFile) {
+            // A buffered stream hands its bytes over once the line completes a section.
+            const bool last_line = s.line == s.ny - 1;
+            return write_file_pixels(s, "IMWrLin", buffer, s.nx, last_line);
+        }
+        if (int status = write_window(s, "IMWrLin", {s.z, s.w, s.t, s.p, 0, s.nx - 1, s.line, s.line}, buffer, s.nx))
+            return status;
+        advance_position(s, s.nx);
+        return 0;
+    });
+}
+
+int IMWrPas(int stream, const void *buffer, int columns, int rows, int first_col, int last_col, int first_row,
+            int last_row)
+{
+    {
+        // The whole section from a buffer of exactly its size is a section write.
+        const Stream *s = stream >= 1 && stream <= IM_MAX_STREAMS ? stream_slot(stream) : nullptr;
+        if (s && s->number == stream && first_col == 0 && last_col == s->nx - 1 && first_row == 0 &&
+            last_row == s->ny - 1 && columns == s->nx && rows == s->ny)
+            return IMWrSec(stream, buffer);
+    }
+    return guarded(stream, "IMWrPas", [&](Stream &s) {
+        if (!buffer)
+            return no_buffer(s, "IMWrPas");
+        const long long width = static_cast<long long>(last_col) - first_col + 1;
+        const long long height = static_cast<long long>(last_row) - first_row + 1;
+        if (first_col < 0 || last_col >= s.nx || width < 1 || width > columns) {
+            std::fprintf(stderr, "IMWrPas %d: too many columns (%d/%d/%d).\n", stream, static_cast<int>(width), columns,
+                         s.nx);
+            return 402;
+        }
+        if (first_row < 0 || last_row >= s.ny || height < 1 || height > rows) {
+            std::fprintf(stderr, "IMWrPas %d: too many rows (%d/%d/%d).\n", stream, static_cast<int>(height), rows, s.ny);
+            return 403;
+        }
+        if (s.kind == kFile)
+            return write_file_rect(s, static_cast<const unsigned char *>(buffer), columns, first_col, last_col, first_row,
+                                   last_row);
+        s.line = 0;
+        if (int status = write_window(s, "IMWrPas", {s.z, s.w, s.t, s.p, first_col, last_col, first_row, last_row},
+                                      buffer, columns))
+            return status;
+        advance_position(s, static_cast<long long>(s.nx) * s.ny);
+        return 0;
+    });
+}
+
+} // extern "C"
