@@ -123,6 +123,21 @@ static int direct_descriptor(Stream &s, off_t *start)
     return *start < 0 ? -1 : fd; // not seekable: stdio moves the bytes
 }
 
+// Moves `bytes` with plain calls until done, the end of the file or an error (a signal only
+// interrupts); as stdio does for its own large transfers. Returns the bytes moved.
+template <typename Transfer> static long long transfer_all(long long bytes, Transfer transfer)
+{
+    long long done = 0;
+    while (done < bytes) {
+        const ssize_t n = transfer(done, bytes - done);
+        if (n > 0)
+            done += n;
+        else if (n == 0 || errno != EINTR)
+            break;
+    }
+    return done;
+}
+
 // Only a complete read counts; anything short is read again by stdio, which reports the end of
 // the file or the error as it does. Returns the elements read, or -1 when stdio is to read.
 static long long read_buffered_directly(Stream &s, void *buffer, long long size, long long count)
@@ -132,14 +147,9 @@ static long long read_buffered_directly(Stream &s, void *buffer, long long size,
     if (fd < 0)
         return -1;
     const long long bytes = size * count;
-    long long done = 0;
-    while (done < bytes) {
-        const ssize_t n = ::read(fd, static_cast<char *>(buffer) + done, static_cast<size_t>(bytes - done));
-        if (n > 0)
-            done += n;
-        else if (n == 0 || errno != EINTR)
-            break;
-    }
+    const long long done = transfer_all(bytes, [&](long long at, long long left) {
+        return ::read(fd, static_cast<char *>(buffer) + at, static_cast<size_t>(left));
+    });
     if (done == bytes)
         return count;
     ::lseek(fd, start, SEEK_SET);
@@ -153,16 +163,10 @@ static long long write_buffered_directly(Stream &s, const void *buffer, long lon
     const int fd = direct_descriptor(s, &start);
     if (fd < 0)
         return -1;
-    const long long bytes = size * count;
-    long long done = 0;
-    while (done < bytes) {
-        const ssize_t n = ::write(fd, static_cast<const char *>(buffer) + done, static_cast<size_t>(bytes - done));
-        if (n > 0)
-            done += n;
-        else if (n == 0 || errno != EINTR)
-            break;
-    }
-    return done / size;
+    return transfer_all(size * count, [&](long long at, long long left) {
+               return ::write(fd, static_cast<const char *>(buffer) + at, static_cast<size_t>(left));
+           }) /
+           size;
 }
 
 long long stream_file_read(Stream &s, void *buffer, long long size, long long count)

@@ -22,7 +22,8 @@ unsigned char *write_scratch()
     return scratch.get();
 }
 
-// The line of a failing kernel, or 0 when it succeeded.
+} // namespace
+
 int report_kernel_status(const Stream &s, const char *caller, int status)
 {
     switch (status) {
@@ -35,6 +36,8 @@ int report_kernel_status(const Stream &s, const char *caller, int status)
     }
     return status;
 }
+
+namespace {
 
 bool converts_on_write(const Stream &s) { return s.convert && pixel::write_chunk_pixels(s.mode) > 0; }
 
@@ -58,6 +61,30 @@ int check_section_size(const Stream &s, const char *caller)
         return 0;
     std::fprintf(stderr, "%s %d: invalid section size (%d x %d).\n", caller, s.number, s.nx, s.ny);
     return s.nx < 0 ? 402 : 403;
+}
+
+int report_no_buffer(const Stream &s, const char *caller)
+{
+    std::fprintf(stderr, "%s %d: no buffer given.\n", caller, s.number);
+    return 901;
+}
+
+int check_rectangle(const Stream &s, const char *caller, int columns, int rows, int first_col, int last_col,
+                    int first_row, int last_row)
+{
+    const long long width = static_cast<long long>(last_col) - first_col + 1;
+    const long long height = static_cast<long long>(last_row) - first_row + 1;
+    if (first_col < 0 || last_col >= s.nx || width < 1 || width > columns) {
+        std::fprintf(stderr, "%s %d: too many columns (%d/%d/%d).\n", caller, s.number, static_cast<int>(width), columns,
+                     s.nx);
+        return 402;
+    }
+    if (first_row < 0 || last_row >= s.ny || height < 1 || height > rows) {
+        std::fprintf(stderr, "%s %d: too many rows (%d/%d/%d).\n", caller, s.number, static_cast<int>(height), rows,
+                     s.ny);
+        return 403;
+    }
+    return 0;
 }
 
 void prepare_direction(Stream &s, int op)

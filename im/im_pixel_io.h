@@ -20,6 +20,14 @@ int caller_read_bytes(const Stream &s);
 int caller_write_bytes(const Stream &s);
 // 0, or 402/403 with a line when the header gives a negative number of columns or rows.
 int check_section_size(const Stream &s, const char *caller);
+// The status of a pixel kernel (0, 214, 503, 905), with the caller's line when it failed.
+int report_kernel_status(const Stream &s, const char *caller, int status);
+// 901 with the caller's line: no buffer was given.
+int report_no_buffer(const Stream &s, const char *caller);
+// 0, or 402/403 with the caller's line when columns first_col..last_col or rows
+// first_row..last_row leave the section or do not fit a buffer of columns x rows pixels.
+int check_rectangle(const Stream &s, const char *caller, int columns, int rows, int first_col, int last_col,
+                    int first_row, int last_row);
 // A buffered stream that changes between reading and writing seeks by 0 first, as stdio needs.
 void prepare_direction(Stream &s, int op);
 // Reads pixels into buffer, swaps a foreign-order file and, with conversion, widens them in

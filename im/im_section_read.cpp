@@ -14,15 +14,6 @@ using namespace lx::im;
 
 namespace {
 
-// Staging for the lines of a rectangle: at least one line, else about this many bytes of lines.
-constexpr long long kRectStagingBytes = 256 * 1024;
-
-int no_buffer(const Stream &s, const char *caller)
-{
-    std::fprintf(stderr, "%s %d: no buffer given.\n", caller, s.number);
-    return 901;
-}
-
 SectionRect rect_of(const Stream &s, int x0, int x1, int y0, int y1) { return {s.z, s.w, s.t, s.p, x0, x1, y0, y1}; }
 
 int read_window(Stream &s, const char *caller, const SectionRect &rect, void *buffer, long long row_pixels)
@@ -70,64 +61,51 @@ void zero_pads(unsigned char *buffer, long long nx, long long ny, long long line
         std::memset(buffer + row * row_bytes + line_bytes, 0, static_cast<size_t>(row_bytes - line_bytes));
 }
 
-// The needed lines of a rectangle, staged a few at a time; each line's columns are swapped and
-// converted into the caller's row.
+int positioning_failed(const Stream &s)
+{
+    std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMRdPas", s.number);
+    return 301;
+}
+
+// The rectangle's part of each needed line, read at its place (one transfer for all rows when
+// they span whole lines), swapped and converted into the caller's row. The staging takes one
+// row of the rectangle, so a header's line length never sizes an allocation.
 int read_file_rect(Stream &s, unsigned char *buffer, long long columns, int x0, int x1, int y0, int y1)
 {
     const int bytes = s.bytes_per_pixel;
-    const long long line_bytes = static_cast<long long>(s.nx) * bytes;
-    const long long batch = std::max(1LL, kRectStagingBytes / std::max(1LL, line_bytes));
     const long long width = x1 - x0 + 1;
     const long long out_row = columns * caller_read_bytes(s);
     const int section = s.section;
-    auto staging = std::make_unique_for_overwrite<unsigned char[]>(static_cast<size_t>(std::min<long long>(batch, y1 - y0 + 1) * line_bytes));
-
-    if (!seek_pixel(s, section, y0, 0)) {
-        std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMRdPas", s.number);
-        return 301;
-    }
-    set_position(s, section, y0);
+    auto staging = std::make_unique_for_overwrite<unsigned char[]>(static_cast<size_t>(width * bytes));
     long long read_total = 0;
-    for (long long row = y0; row <= y1; row += batch) {
-        const long long rows = std::min(batch, y1 - row + 1);
+    for (int row = y0; row <= y1; ++row) {
+        if (row == y0 || width < s.nx) {
+            if (!seek_pixel(s, section, row, x0))
+                return positioning_failed(s);
+            set_position(s, section, row);
+        }
         errno = 0;
-        const long long got = stream_file_read(s, staging.get(), bytes, rows * s.nx);
+        const long long got = stream_file_read(s, staging.get(), bytes, width);
         const int error = errno;
         s.last_op = kRead;
         read_total += got;
-        advance_position(s, got);
-        if (got < rows * s.nx) {
+        if (got < width) {
             char detail[96];
             std::snprintf(detail, sizeof detail, "           cols %d -> %d, rows %d -> %d\n", x0, x1, y0, y1);
             report_short_read(s, "IMRdPas", read_total, error, detail);
             return 212;
         }
-        for (long long i = 0; i < rows; ++i) {
-            unsigned char *from = staging.get() + i * line_bytes + x0 * bytes;
-            unsigned char *to = buffer + (row - y0 + i) * out_row;
-            if (s.swap && pixel::swap_pixels(s.mode, from, static_cast<size_t>(width)) != pixel::kStatusOk) {
-                std::fprintf(stderr, "IMRdPas %d: byte swap failed\n", s.number);
-                return 214;
-            }
-            if (!s.convert) {
-                std::memcpy(to, from, static_cast<size_t>(width * bytes));
-                continue;
-            }
-            const int status = pixel::widen_copy(s.mode, from, to, static_cast<size_t>(width));
-            if (status == pixel::kStatusComplex16) {
-                std::fprintf(stderr, "IMRdPas %d: 16 bit complex data not supported.\n", s.number);
-                return 905;
-            }
-            if (status != pixel::kStatusOk) {
-                std::fprintf(stderr, "IMRdPas %d: %d is an invalid pixel data type.\n", s.number, s.mode);
-                return 503;
-            }
-        }
+        unsigned char *to = buffer + (row - y0) * out_row;
+        int status = s.swap ? pixel::swap_pixels(s.mode, staging.get(), static_cast<size_t>(width)) : 0;
+        if (status == 0 && s.convert)
+            status = pixel::widen_copy(s.mode, staging.get(), to, static_cast<size_t>(width));
+        else if (status == 0)
+            std::memcpy(to, staging.get(), static_cast<size_t>(width * bytes));
+        if (status)
+            return report_kernel_status(s, "IMRdPas", status);
     }
-    if (!seek_pixel(s, section + 1LL, 0, 0)) {
-        std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMRdPas", s.number);
-        return 301;
-    }
+    if (!seek_pixel(s, section + 1LL, 0, 0))
+        return positioning_failed(s);
     set_position(s, section + 1, 0);
     return 0;
 }
@@ -140,7 +118,7 @@ int IMRdSec(int stream, void *buffer)
 {
     return guarded(stream, "IMRdSec", [&](Stream &s) {
         if (!buffer)
-            return no_buffer(s, "IMRdSec");
+            return report_no_buffer(s, "IMRdSec");
         if (int status = check_section_size(s, "IMRdSec"))
             return status;
         if (s.kind == kWindow)
@@ -153,7 +131,7 @@ int IMRdLin(int stream, void *buffer)
 {
     return guarded(stream, "IMRdLin", [&](Stream &s) {
         if (!buffer)
-            return no_buffer(s, "IMRdLin");
+            return report_no_buffer(s, "IMRdLin");
         if (int status = check_section_size(s, "IMRdLin"))
             return status;
         if (s.kind == kFile)
@@ -169,7 +147,7 @@ int IMRdSecl(int stream, void *const *lines)
 {
     return guarded(stream, "IMRdSecl", [&](Stream &s) {
         if (!lines || std::any_of(lines, lines + std::max(0, s.ny), [](void *line) { return !line; }))
-            return no_buffer(s, "IMRdSecl");
+            return report_no_buffer(s, "IMRdSecl");
         if (int status = check_section_size(s, "IMRdSecl"))
             return status;
         if (s.kind == kWindow) {
@@ -198,7 +176,7 @@ int IMRdPal(int stream, void *buffer, int line_length)
 {
     return guarded(stream, "IMRdPal", [&](Stream &s) {
         if (!buffer)
-            return no_buffer(s, "IMRdPal");
+            return report_no_buffer(s, "IMRdPal");
         if (int status = check_section_size(s, "IMRdPal"))
             return status;
         if (line_length < s.nx) {
@@ -224,18 +202,9 @@ int IMRdPas(int stream, void *buffer, int columns, int rows, int first_col, int 
 {
     return guarded(stream, "IMRdPas", [&](Stream &s) {
         if (!buffer)
-            return no_buffer(s, "IMRdPas");
-        const long long width = static_cast<long long>(last_col) - first_col + 1;
-        const long long height = static_cast<long long>(last_row) - first_row + 1;
-        if (first_col < 0 || last_col >= s.nx || width < 1 || width > columns) {
-            std::fprintf(stderr, "IMRdPas %d: too many columns (%d/%d/%d).\n", stream, static_cast<int>(width), columns,
-                         s.nx);
-            return 402;
-        }
-        if (first_row < 0 || last_row >= s.ny || height < 1 || height > rows) {
-            std::fprintf(stderr, "IMRdPas %d: too many rows (%d/%d/%d).\n", stream, static_cast<int>(height), rows, s.ny);
-            return 403;
-        }
+            return report_no_buffer(s, "IMRdPas");
+        if (int status = check_rectangle(s, "IMRdPas", columns, rows, first_col, last_col, first_row, last_row))
+            return status;
         if (s.kind == kFile)
             return read_file_rect(s, static_cast<unsigned char *>(buffer), columns, first_col, last_col, first_row,
                                   last_row);

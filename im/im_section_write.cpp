@@ -10,12 +10,6 @@ using namespace lx::im;
 
 namespace {
 
-int no_buffer(const Stream &s, const char *caller)
-{
-    std::fprintf(stderr, "%s %d: no buffer given.\n", caller, s.number);
-    return 901;
-}
-
 int write_window(Stream &s, const char *caller, const SectionRect &rect, const void *buffer, long long row_pixels)
 {
     if (window_runtime().write_rect(s.window, rect, s.convert, buffer, static_cast<size_t>(row_pixels)))
@@ -74,7 +68,7 @@ int IMWrSec(int stream, const void *buffer)
 {
     return guarded(stream, "IMWrSec", [&](Stream &s) {
         if (!buffer)
-            return no_buffer(s, "IMWrSec");
+            return report_no_buffer(s, "IMWrSec");
         if (int status = check_section_size(s, "IMWrSec"))
             return status;
         const long long pixels = static_cast<long long>(s.nx) * s.ny;
@@ -96,7 +90,7 @@ int IMWrLin(int stream, const void *buffer)
             return 903;
         }
         if (!buffer)
-            return no_buffer(s, "IMWrLin");
+            return report_no_buffer(s, "IMWrLin");
         if (int status = check_section_size(s, "IMWrLin"))
             return status;
         if (s.kind == kFile) {
@@ -123,18 +117,9 @@ int IMWrPas(int stream, const void *buffer, int columns, int rows, int first_col
     }
     return guarded(stream, "IMWrPas", [&](Stream &s) {
         if (!buffer)
-            return no_buffer(s, "IMWrPas");
-        const long long width = static_cast<long long>(last_col) - first_col + 1;
-        const long long height = static_cast<long long>(last_row) - first_row + 1;
-        if (first_col < 0 || last_col >= s.nx || width < 1 || width > columns) {
-            std::fprintf(stderr, "IMWrPas %d: too many columns (%d/%d/%d).\n", stream, static_cast<int>(width), columns,
-                         s.nx);
-            return 402;
-        }
-        if (first_row < 0 || last_row >= s.ny || height < 1 || height > rows) {
-            std::fprintf(stderr, "IMWrPas %d: too many rows (%d/%d/%d).\n", stream, static_cast<int>(height), rows, s.ny);
-            return 403;
-        }
+            return report_no_buffer(s, "IMWrPas");
+        if (int status = check_rectangle(s, "IMWrPas", columns, rows, first_col, last_col, first_row, last_row))
+            return status;
         if (s.kind == kFile)
             return write_file_rect(s, static_cast<const unsigned char *>(buffer), columns, first_col, last_col, first_row,
                                    last_row);

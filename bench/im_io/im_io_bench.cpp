@@ -193,6 +193,15 @@ void print_against_numpy(const Best& b, Verdicts& v) {
               "", b.library_first * 1e3, b.numpy.first * 1e3, first, v.judge(first >= 2));
 }
 
+// Square sections of `side` pixels filling a file of the benchmark's size.
+ImageLayout layout_for(const Options& o, std::size_t side, int mode) {
+  ImageLayout l;
+  l.mode = mode;
+  l.nx = l.ny = side;
+  l.sections = (o.file_mib << 20) / l.section_bytes();
+  return l;
+}
+
 const char* numpy_dtype(int mode, bool foreign) {
   switch (mode) {
     case px::kModeInt16: return foreign ? ">i2" : "<i2";
@@ -205,10 +214,7 @@ const char* numpy_dtype(int mode, bool foreign) {
 // and unbuffered), by numpy and by plain pread.
 void read_case(const Options& o, std::size_t side, int mode, bool foreign, bool convert,
                Verdicts& v) {
-  ImageLayout l;
-  l.mode = mode;
-  l.nx = l.ny = side;
-  l.sections = (o.file_mib << 20) / l.section_bytes();
+  const ImageLayout l = layout_for(o, side, mode);
   ScratchPath file(o, "read");
   write_image(file.path(), l, foreign, [&](std::size_t s, unsigned char* p) { fill_section(l, s, p); });
 
@@ -272,10 +278,7 @@ void read_case(const Options& o, std::size_t side, int mode, bool foreign, bool 
 // numpy's clip and astype, and as a plain pwrite of bytes already narrowed.
 void write_case(const Options& o, std::size_t side, int mode, float lo_source, float hi_source,
                 Verdicts& v) {
-  ImageLayout l;
-  l.mode = mode;
-  l.nx = l.ny = side;
-  l.sections = (o.file_mib << 20) / l.section_bytes();
+  const ImageLayout l = layout_for(o, side, mode);
   ScratchPath file(o, "write");
   ScratchPath source_file(o, "source");
   write_image(file.path(), l, false, [&](std::size_t, unsigned char* p) {

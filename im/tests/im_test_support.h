@@ -69,6 +69,24 @@ private:
     bool foreign_;
 };
 
+// The header fields a reader needs, in this machine's order or the other: size, mode, file ID,
+// NW, NT and the sequence; no extended header.
+inline std::vector<uint8_t> minimal_header(bool foreign, int nx, int ny, int sections, int mode, int nw = 1, int nt = 1,
+                                           int sequence = 2)
+{
+    std::vector<uint8_t> bytes(1024, 0);
+    ByteWriter h(bytes, foreign);
+    h.i32(0, nx);
+    h.i32(4, ny);
+    h.i32(8, sections);
+    h.i32(12, mode);
+    h.i16(96, -16224);
+    h.u16(180, nt);
+    h.i16(182, sequence);
+    h.u16(196, nw);
+    return bytes;
+}
+
 template <typename T> T native_at(const std::vector<uint8_t> &bytes, size_t offset)
 {
     T value;

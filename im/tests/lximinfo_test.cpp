@@ -68,16 +68,8 @@ TEST_F(Lximinfo, ShowsTheHeaderAndTheFieldsOfALibraryFile)
 
 TEST_F(Lximinfo, ReadsAForeignOrderFileAndReportsEachFailure)
 {
-    std::vector<uint8_t> bytes(1024, 0);
+    std::vector<uint8_t> bytes = minimal_header(true, 5, 4, 6, 6, 2, 3, 0);
     ByteWriter h(bytes, true);
-    h.i32(0, 5);
-    h.i32(4, 4);
-    h.i32(8, 6);
-    h.i32(12, 6);
-    h.i16(96, -16224);
-    h.u16(180, 3);
-    h.i16(182, 0);
-    h.u16(196, 2);
     h.u16(198, 488);
     h.i16(220, 1); // 220 and 222 travel as one 4-byte unit
     h.i16(222, 1);

@@ -125,16 +125,9 @@ INSTANTIATE_TEST_SUITE_P(IoKinds, Rectangles, ::testing::Values("", "_unbuffered
 TEST(RectangleForeignOrder, ColumnsAreSwappedOnTheWay)
 {
     ScratchDir dir;
-    std::vector<uint8_t> bytes(1024, 0);
-    ByteWriter h(bytes, true);
-    h.i32(0, 3);
-    h.i32(4, 2);
-    h.i32(8, 1);
-    h.i32(12, 6);
-    h.i16(96, -16224);
-    h.u16(180, 1);
-    h.u16(196, 1);
+    std::vector<uint8_t> bytes = minimal_header(true, 3, 2, 1, 6);
     bytes.resize(1024 + 12);
+    ByteWriter h(bytes, true);
     for (int i = 0; i < 6; ++i)
         h.u16(1024 + 2 * i, 1000 * i + 1);
     const std::string path = dir.file("foreign.img");

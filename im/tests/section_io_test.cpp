@@ -192,16 +192,7 @@ class ForeignOrder : public ::testing::TestWithParam<int> {
 protected:
     std::string write_foreign(int mode)
     {
-        std::vector<uint8_t> bytes(1024, 0);
-        ByteWriter h(bytes, true);
-        h.i32(0, kNx);
-        h.i32(4, kNy);
-        h.i32(8, 1);
-        h.i32(12, mode);
-        h.i16(96, -16224);
-        h.u16(180, 1);
-        h.i16(182, 2);
-        h.u16(196, 1);
+        std::vector<uint8_t> bytes = minimal_header(true, kNx, kNy, 1, mode);
         std::vector<uint8_t> pixels = native_bytes(mode, 0);
         const size_t unit = mode == 4 ? 4 : bytes_of(mode);
         for (size_t at = 0; at < pixels.size(); at += unit)

@@ -96,16 +96,7 @@ TEST_F(Positioning, WorkedExamplesAndTheFormWithoutP)
 // A header that names sequence 15, written by the tests' own writer.
 TEST_F(Positioning, UnknownSequenceCodeIsRefused)
 {
-    std::vector<uint8_t> bytes(1024, 0);
-    ByteWriter h(bytes, false);
-    h.i32(0, 1);
-    h.i32(4, 1);
-    h.i32(8, 2);
-    h.i32(12, 0);
-    h.i16(96, -16224);
-    h.u16(180, 1);
-    h.i16(182, 15);
-    h.u16(196, 1);
+    std::vector<uint8_t> bytes = minimal_header(false, 1, 1, 2, 0, 1, 1, 15);
     bytes.resize(1024 + 2, 0);
     const std::string path = dir.file("seq15.img");
     write_bytes(path, bytes);
