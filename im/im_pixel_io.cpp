@@ -63,6 +63,12 @@ int check_section_size(const Stream &s, const char *caller)
     return s.nx < 0 ? 402 : 403;
 }
 
+int report_positioning_failed(const Stream &s, const char *caller)
+{
+    std::fprintf(stderr, "%s %d: error positioning stream.\n", caller, s.number);
+    return 301;
+}
+
 int report_no_buffer(const Stream &s, const char *caller)
 {
     std::fprintf(stderr, "%s %d: no buffer given.\n", caller, s.number);

@@ -22,6 +22,8 @@ int caller_write_bytes(const Stream &s);
 int check_section_size(const Stream &s, const char *caller);
 // The status of a pixel kernel (0, 214, 503, 905), with the caller's line when it failed.
 int report_kernel_status(const Stream &s, const char *caller, int status);
+// 301 with the caller's line: a seek failed.
+int report_positioning_failed(const Stream &s, const char *caller);
 // 901 with the caller's line: no buffer was given.
 int report_no_buffer(const Stream &s, const char *caller);
 // 0, or 402/403 with the caller's line when columns first_col..last_col or rows

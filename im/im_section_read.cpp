@@ -61,14 +61,8 @@ void zero_pads(unsigned char *buffer, long long nx, long long ny, long long line
         std::memset(buffer + row * row_bytes + line_bytes, 0, static_cast<size_t>(row_bytes - line_bytes));
 }
 
-int positioning_failed(const Stream &s)
-{
-    std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMRdPas", s.number);
-    return 301;
-}
-
-// The rectangle's part of each needed line, read at its place (one transfer for all rows when
-// they span whole lines), swapped and converted into the caller's row. The staging takes one
+// The rectangle's part of each needed line, read at its place (seeking only where rows leave
+// columns out), swapped and converted into the caller's row. The staging takes one
 // row of the rectangle, so a header's line length never sizes an allocation.
 int read_file_rect(Stream &s, unsigned char *buffer, long long columns, int x0, int x1, int y0, int y1)
 {
@@ -81,7 +75,7 @@ int read_file_rect(Stream &s, unsigned char *buffer, long long columns, int x0, 
     for (int row = y0; row <= y1; ++row) {
         if (row == y0 || width < s.nx) {
             if (!seek_pixel(s, section, row, x0))
-                return positioning_failed(s);
+                return report_positioning_failed(s, "IMRdPas");
             set_position(s, section, row);
         }
         errno = 0;
@@ -105,7 +99,7 @@ int read_file_rect(Stream &s, unsigned char *buffer, long long columns, int x0, 
             return report_kernel_status(s, "IMRdPas", status);
     }
     if (!seek_pixel(s, section + 1LL, 0, 0))
-        return positioning_failed(s);
+        return report_positioning_failed(s, "IMRdPas");
     set_position(s, section + 1, 0);
     return 0;
 }

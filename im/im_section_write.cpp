@@ -30,12 +30,6 @@ int write_file_pixels(Stream &s, const char *caller, const void *buffer, long lo
     return finish_write(s, caller, clamped, flush);
 }
 
-int positioning_failed(const Stream &s)
-{
-    std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMWrPas", s.number);
-    return 301;
-}
-
 // The rectangle's lines at their places in the current section, seeking over the columns outside
 // it; the stream then stands at the start of the next section.
 int write_file_rect(Stream &s, const unsigned char *buffer, long long columns, int x0, int x1, int y0, int y1)
@@ -46,7 +40,7 @@ int write_file_rect(Stream &s, const unsigned char *buffer, long long columns, i
     pixel::ClampCounts clamped;
     for (int row = y0; row <= y1; ++row) {
         if (!seek_pixel(s, section, row, x0))
-            return positioning_failed(s);
+            return report_positioning_failed(s, "IMWrPas");
         set_position(s, section, row);
         const Moved moved = write_pixels(s, "IMWrPas", buffer + (row - y0) * in_row, width, clamped);
         if (moved.status)
@@ -55,7 +49,7 @@ int write_file_rect(Stream &s, const unsigned char *buffer, long long columns, i
     if (int status = finish_write(s, "IMWrPas", clamped, true))
         return status;
     if (!seek_pixel(s, section + 1LL, 0, 0))
-        return positioning_failed(s);
+        return report_positioning_failed(s, "IMWrPas");
     set_position(s, section + 1, 0);
     return 0;
 }
