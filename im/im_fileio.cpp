@@ -93,8 +93,9 @@ void close_file(Stream &s)
     s.io_buffer.reset();
 }
 
-// Unbuffered transfers repeat plain reads or writes of what is left, at most kMaxTransferAttempts times;
-// an attempt that moves nothing or fails adds nothing. Returns the bytes moved and the attempts.
+// Unbuffered transfers repeat plain reads or writes of what is left, at most kMaxTransferAttempts
+// times; an attempt that moves nothing or fails adds nothing. Returns the bytes moved and the
+// attempts.
 template <typename Transfer>
 static std::pair<long long, int> transfer_with_retries(long long total, Transfer transfer)
 {

@@ -351,6 +351,47 @@ TEST_F(SectionRules, PositioningABufferedStreamReadsNothing)
     EXPECT_EQ(back, section);
 }
 
+// Sections of 256 KiB and more go through the descriptor of a buffered stream, lines through its
+// buffer: whatever the buffer holds reaches the file first, both see one position, and a short
+// section still reports the end of the file.
+TEST_F(SectionRules, LargeSectionsAndLinesShareThePositionOfABufferedStream)
+{
+    constexpr int kSide = 256, kLarge = kSide * kSide;
+    path = dir.file("large.img");
+    ASSERT_EQ(IMOpen(1, path.c_str(), "new"), 0);
+    ASSERT_EQ(IMCrHdr3(1, kSide, kSide, 3, 1, 1, 1, 2, 2), 0);
+    ASSERT_EQ(IMWrHdr(1, "large", 0, 0, 1, 0), 0);
+    std::vector<float> all(3 * kLarge);
+    for (int i = 0; i < 3 * kLarge; ++i)
+        all[i] = static_cast<float>(i);
+    ASSERT_EQ(IMWrLin(1, all.data()), 0);          // held in the buffer
+    ASSERT_EQ(IMWrSec(1, all.data() + kSide), 0);  // straight to the descriptor, from line 1
+    for (int at = kSide + kLarge; at < 3 * kLarge; at += kSide)
+        ASSERT_EQ(IMWrLin(1, all.data() + at), 0); // through the buffer again
+    IMClose(1);
+    const std::vector<uint8_t> file = read_bytes(path);
+    ASSERT_EQ(file.size(), kDataOffset + all.size() * 4);
+    EXPECT_EQ(std::memcmp(file.data() + kDataOffset, all.data(), all.size() * 4), 0);
+
+    std::vector<float> back(kLarge), line(kSide);
+    ASSERT_EQ(IMOpen(1, path.c_str(), "ro"), 0);
+    ASSERT_EQ(IMRdLin(1, line.data()), 0);  // the buffer reads ahead
+    ASSERT_EQ(IMRdSec(1, back.data()), 0);  // from line 1 of section 0 into section 1
+    EXPECT_EQ(std::memcmp(back.data(), all.data() + kSide, back.size() * 4), 0);
+    ASSERT_EQ(IMRdLin(1, line.data()), 0);
+    EXPECT_EQ(line.front(), static_cast<float>(kLarge + kSide));
+    IMClose(1);
+
+    std::vector<uint8_t> shorter(file.begin(), file.end() - 100); // 25 pixels short
+    write_bytes(path, shorter);
+    ASSERT_EQ(IMOpen(1, path.c_str(), "ro"), 0);
+    ASSERT_EQ(IMPosn(1, 2, 0), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(IMRdSec(1, back.data()), 212);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "IMRdSec 1: only 65511 pixels read (EOF=1).\n        Success\n");
+    EXPECT_EQ(back[65510], static_cast<float>(2 * kLarge + 65510));
+}
+
 TEST_F(SectionRules, LineWritesNeedConversionAndPaddedReadsZeroThePads)
 {
     create(6);
