@@ -75,6 +75,11 @@ int report_no_buffer(const Stream &s, const char *caller)
     return 901;
 }
 
+int check_transfer(const Stream &s, const char *caller, bool have_buffer)
+{
+    return have_buffer ? check_section_size(s, caller) : report_no_buffer(s, caller);
+}
+
 int check_rectangle(const Stream &s, const char *caller, int columns, int rows, int first_col, int last_col,
                     int first_row, int last_row)
 {
@@ -233,6 +238,14 @@ bool seek_pixel(Stream &s, long long section, long long line, long long column)
         return false;
     s.last_op = kSeek;
     return true;
+}
+
+int move_to_next_section(Stream &s, const char *caller, int section)
+{
+    if (!seek_pixel(s, section + 1LL, 0, 0))
+        return report_positioning_failed(s, caller);
+    set_position(s, section + 1, 0);
+    return 0;
 }
 
 } // namespace lx::im

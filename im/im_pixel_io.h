@@ -26,6 +26,8 @@ int report_kernel_status(const Stream &s, const char *caller, int status);
 int report_positioning_failed(const Stream &s, const char *caller);
 // 901 with the caller's line: no buffer was given.
 int report_no_buffer(const Stream &s, const char *caller);
+// The checks before a section or line transfer: 901 without a buffer, else check_section_size.
+int check_transfer(const Stream &s, const char *caller, bool have_buffer);
 // 0, or 402/403 with the caller's line when columns first_col..last_col or rows
 // first_row..last_row leave the section or do not fit a buffer of columns x rows pixels.
 int check_rectangle(const Stream &s, const char *caller, int columns, int rows, int first_col, int last_col,
@@ -49,5 +51,8 @@ void advance_position(Stream &s, long long pixels);
 void set_position(Stream &s, int section, int line);
 // Positions a file stream at a pixel of a line of a section. false when the seek fails.
 bool seek_pixel(Stream &s, long long section, long long line, long long column);
+// Leaves a file stream at the start of the section after this one, as a whole-section transfer
+// does. 0, or 301 with the caller's line.
+int move_to_next_section(Stream &s, const char *caller, int section);
 
 } // namespace lx::im

@@ -98,10 +98,7 @@ int read_file_rect(Stream &s, unsigned char *buffer, long long columns, int x0, 
         if (status)
             return report_kernel_status(s, "IMRdPas", status);
     }
-    if (!seek_pixel(s, section + 1LL, 0, 0))
-        return report_positioning_failed(s, "IMRdPas");
-    set_position(s, section + 1, 0);
-    return 0;
+    return move_to_next_section(s, "IMRdPas", section);
 }
 
 } // namespace
@@ -111,9 +108,7 @@ extern "C" {
 int IMRdSec(int stream, void *buffer)
 {
     return guarded(stream, "IMRdSec", [&](Stream &s) {
-        if (!buffer)
-            return report_no_buffer(s, "IMRdSec");
-        if (int status = check_section_size(s, "IMRdSec"))
+        if (int status = check_transfer(s, "IMRdSec", buffer != nullptr))
             return status;
         if (s.kind == kWindow)
             return read_window_section(s, "IMRdSec", buffer, s.nx);
@@ -124,9 +119,7 @@ int IMRdSec(int stream, void *buffer)
 int IMRdLin(int stream, void *buffer)
 {
     return guarded(stream, "IMRdLin", [&](Stream &s) {
-        if (!buffer)
-            return report_no_buffer(s, "IMRdLin");
-        if (int status = check_section_size(s, "IMRdLin"))
+        if (int status = check_transfer(s, "IMRdLin", buffer != nullptr))
             return status;
         if (s.kind == kFile)
             return read_file_lines(s, "IMRdLin", buffer, 1);
@@ -140,9 +133,8 @@ int IMRdLin(int stream, void *buffer)
 int IMRdSecl(int stream, void *const *lines)
 {
     return guarded(stream, "IMRdSecl", [&](Stream &s) {
-        if (!lines || std::any_of(lines, lines + std::max(0, s.ny), [](void *line) { return !line; }))
-            return report_no_buffer(s, "IMRdSecl");
-        if (int status = check_section_size(s, "IMRdSecl"))
+        const bool have_lines = lines && std::none_of(lines, lines + std::max(0, s.ny), [](void *line) { return !line; });
+        if (int status = check_transfer(s, "IMRdSecl", have_lines))
             return status;
         if (s.kind == kWindow) {
             s.line = 0;
@@ -169,9 +161,7 @@ int IMRdSecl(int stream, void *const *lines)
 int IMRdPal(int stream, void *buffer, int line_length)
 {
     return guarded(stream, "IMRdPal", [&](Stream &s) {
-        if (!buffer)
-            return report_no_buffer(s, "IMRdPal");
-        if (int status = check_section_size(s, "IMRdPal"))
+        if (int status = check_transfer(s, "IMRdPal", buffer != nullptr))
             return status;
         if (line_length < s.nx) {
             std::fprintf(stderr, "IMRdPal %d: line length %d is shorter than a line (%d).\n", stream, line_length, s.nx);

@@ -48,10 +48,7 @@ int write_file_rect(Stream &s, const unsigned char *buffer, long long columns, i
     }
     if (int status = finish_write(s, "IMWrPas", clamped, true))
         return status;
-    if (!seek_pixel(s, section + 1LL, 0, 0))
-        return report_positioning_failed(s, "IMWrPas");
-    set_position(s, section + 1, 0);
-    return 0;
+    return move_to_next_section(s, "IMWrPas", section);
 }
 
 } // namespace
@@ -61,9 +58,7 @@ extern "C" {
 int IMWrSec(int stream, const void *buffer)
 {
     return guarded(stream, "IMWrSec", [&](Stream &s) {
-        if (!buffer)
-            return report_no_buffer(s, "IMWrSec");
-        if (int status = check_section_size(s, "IMWrSec"))
+        if (int status = check_transfer(s, "IMWrSec", buffer != nullptr))
             return status;
         const long long pixels = static_cast<long long>(s.nx) * s.ny;
         if (s.kind == kFile)
@@ -83,9 +78,7 @@ int IMWrLin(int stream, const void *buffer)
             std::fprintf(stderr, "IMWrLin: write without conversion not implemented yet.\n");
             return 903;
         }
-        if (!buffer)
-            return report_no_buffer(s, "IMWrLin");
-        if (int status = check_section_size(s, "IMWrLin"))
+        if (int status = check_transfer(s, "IMWrLin", buffer != nullptr))
             return status;
         if (s.kind == kFile) {
             // A buffered stream hands its bytes over once the line completes a section.
