@@ -17,11 +17,18 @@ def library_name(path):
     return path if "/" in path else "./" + path
 
 
+def text(raw):
+    """Header text as str: UTF-8, with any other byte shown as U+FFFD."""
+    return raw.decode("utf-8", "replace")
+
+
 def _field_value(kind, raw):
     if kind == "b":
         return raw
-    text = raw.decode("latin-1")
-    return {"i": int, "d": float, "f": float}.get(kind, str)(text)
+    try:
+        return {"i": int, "d": float, "f": float}.get(kind, str)(text(raw))
+    except ValueError:  # a number field holding other text keeps its text
+        return text(raw)
 
 
 class ImageFile:
@@ -64,10 +71,14 @@ class ImageFile:
 
     def _refresh(self):
         h = self._stream.header()
+        h["titles"] = [text(t) for t in h["titles"]]
         if not 0 <= h["sequence"] <= 14:
             raise ImageError(505, f"{self.path} has image sequence {h['sequence']}")
         if h["mode"] not in _layout.DTYPES:
-            raise ImageError(503, f"{self.path} has pixel mode {h['mode']}")
+            raise ImageError(905 if h["mode"] == 3 else 503, f"{self.path} has pixel mode {h['mode']}")
+        if h["nz"] * h["nw"] * h["nt"] * h["np"] != h["sections"]:
+            raise ImageError(2, f"{self.path} counts {h['sections']} sections, not Z x W x T x P = "
+                             f"{h['nz']} x {h['nw']} x {h['nt']} x {h['np']}")
         if h["nx"] < 1 or h["ny"] < 1:
             raise ImageError(402 if h["nx"] < 1 else 403,
                              f"{self.path} has sections of {h['nx']} x {h['ny']} pixels")
@@ -120,7 +131,7 @@ class ImageFile:
 
     @titles.setter
     def titles(self, value):
-        self._stream.set_titles([value] if isinstance(value, str) else list(value))
+        self._stream.set_titles([t.encode() for t in ([value] if isinstance(value, str) else value)])
         self._refresh()
 
     # ---- pixels -------------------------------------------------------------------------
@@ -237,7 +248,7 @@ class ImageFile:
     @property
     def fields(self):
         """The extended header's named fields: int, float, str or bytes by their type."""
-        return {name: _field_value(kind, raw) for name, kind, raw in self._stream.fields()}
+        return {text(name): _field_value(kind, raw) for name, kind, raw in self._stream.fields()}
 
     def set_field(self, name, value):
         """Stores a named field typed by the value: int, float, str or bytes."""

@@ -152,7 +152,7 @@ py::dict header_values(Stream &s)
     py::list title_list;
     for (int i = 0; i < titles; ++i) {
         const char *t = text.data() + 80 * i;
-        title_list.append(py::str(std::string(t, strnlen(t, 80))));
+        title_list.append(py::bytes(std::string(t, strnlen(t, 80))));
     }
     h["titles"] = title_list;
 
@@ -229,7 +229,7 @@ py::list fields(Stream &s)
         std::vector<char> value(static_cast<size_t>(size) + 1, 0);
         check(IMRtField(n, name.data(), value.data(), size + 1, &type, &size), "IMRtField",
               s.path() + " field " + name.data());
-        out.append(py::make_tuple(py::str(name.data()), std::string(1, type),
+        out.append(py::make_tuple(py::bytes(name.data()), std::string(1, type),
                                   py::bytes(value.data(), static_cast<size_t>(size))));
     }
     return out;

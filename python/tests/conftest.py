@@ -1,0 +1,49 @@
+"""Helpers of the package's tests: the C API read through ctypes, and files built byte by byte."""
+import ctypes
+import os
+import struct
+
+import numpy
+import pytest
+
+MODES = {numpy.uint8: 0, numpy.int16: 1, numpy.float32: 2, numpy.complex64: 4, numpy.uint16: 6,
+         numpy.int32: 7, numpy.float64: 8}
+
+
+@pytest.fixture(scope="session")
+def c_api_read():
+    """Every section of a file as raw bytes, read by IMRdSec of the C library on stream 1."""
+    lib = ctypes.CDLL(os.environ["LX_LIBLXIM"])
+
+    def read(path, convert=False):
+        assert lib.IMOpen(1, str(path).encode(), b"ro") == 0
+        try:
+            nx, ny, sections, bytes_per_pixel = (ctypes.c_int() for _ in range(4))
+            lib.IMRtSiz(1, ctypes.byref(nx), ctypes.byref(ny), ctypes.byref(sections))
+            lib.IMRtBytesPerPixel(1, ctypes.byref(bytes_per_pixel))
+            lib.IMALCon(1, int(convert))
+            size = nx.value * ny.value * (4 if convert else bytes_per_pixel.value)
+            buffer = ctypes.create_string_buffer(max(size, 8 * nx.value * ny.value))
+            out = b""
+            for _ in range(sections.value):
+                assert lib.IMRdSec(1, buffer) == 0
+                out += buffer.raw[:size]
+            return out
+        finally:
+            lib.IMClose(1)
+    return read
+
+
+def write_big_endian(path, array, sequence=2, pixel_size=(0.5, 0.5, 2.0), wave=525):
+    """An ordinary-layout file in big-endian order, written without the library: array axes
+    are (T, W, Z, Y, X) for sequence ZWTP."""
+    nt, nw, nz, ny, nx = array.shape
+    header = bytearray(1024)
+    struct.pack_into(">4i", header, 0, nx, ny, nz * nw * nt, MODES[array.dtype.type])
+    struct.pack_into(">3i3f", header, 28, 1, 1, 1, *pixel_size)
+    struct.pack_into(">h", header, 96, -16224)
+    struct.pack_into(">HhxxxxxxxxxxxxH", header, 180, nt, sequence, nw)
+    struct.pack_into(">H", header, 198, wave)
+    with open(path, "wb") as f:
+        f.write(header)
+        f.write(array.astype(array.dtype.newbyteorder(">")).tobytes())
