@@ -10,13 +10,6 @@ _ATTRIBUTES = {"r": "ro_unbuffered", "r+": "old_unbuffered", "w": "new_unbuffere
 _FIELD_TYPES = {int: "i", float: "d", str: "c", bytes: "b"}
 
 
-def library_name(path):
-    """The path as the library must see it: a bare name such as "12" would name image window 12,
-    and one beginning with "rdb:" the database service."""
-    path = os.fspath(path)
-    return path if "/" in path else "./" + path
-
-
 def text(raw):
     """Header text as str: UTF-8, with any other byte shown as U+FFFD."""
     return raw.decode("utf-8", "replace")
@@ -45,7 +38,7 @@ class ImageFile:
             raise TypeError("a new image file needs shape and dtype")
         self.path = os.fspath(path)
         self.mode = mode
-        self._stream = _im.Stream(library_name(path), _ATTRIBUTES[mode])
+        self._stream = _im.Stream(self.path, _ATTRIBUTES[mode])
         try:
             if mode == "w":
                 self._create(tuple(shape), dtype, _layout.check_axes(axes, len(shape)), sequence)

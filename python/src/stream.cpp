@@ -44,7 +44,9 @@ Stream::Stream(const std::string &path, const std::string &attribute) : path_(pa
 {
     std::lock_guard lock(library_mutex());
     const int n = take_number();
-    const int status = IMOpen(n, path.c_str(), attribute.c_str());
+    // A bare name such as "12" would name image window 12, and "rdb:..." the database service.
+    const std::string name = path.find('/') == std::string::npos ? "./" + path : path;
+    const int status = IMOpen(n, name.c_str(), attribute.c_str());
     if (status != 0) {
         // A read-only open of a missing file and an unreadable extended header leave the slot taken.
         if (status == 202 || status == 210)

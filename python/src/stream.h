@@ -8,7 +8,8 @@ namespace lx::py {
 
 class Stream {
 public:
-    // Opens `path` with the library's attribute ("ro", "old", "new", optionally "_unbuffered").
+    // Opens the file `path` (never a window or database name) with the library's attribute
+    // ("ro", "old", "new", optionally "_unbuffered").
     Stream(const std::string &path, const std::string &attribute);
     ~Stream();
     Stream(const Stream &) = delete;

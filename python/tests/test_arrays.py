@@ -88,3 +88,11 @@ def test_imwrite_refuses_pixels_without_a_mode(tmp_path, dtype):
     with pytest.raises(TypeError, match="no pixel mode stores .* use one of uint8, int16"):
         lumarix.imwrite(tmp_path / "a.img", numpy.zeros((2, 3), dtype), axes="YX")
     assert not (tmp_path / "a.img").exists()
+
+
+@pytest.mark.parametrize("name", ["12", "rdb:stack"])
+def test_bare_names_are_files_not_windows_or_the_database(tmp_path, monkeypatch, name):
+    monkeypatch.chdir(tmp_path)
+    a = sample((2, 3, 4), numpy.int16)
+    lumarix.imwrite(name, a)
+    numpy.testing.assert_array_equal(lumarix.imread(name)[0, 0], a)

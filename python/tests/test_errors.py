@@ -69,7 +69,7 @@ def test_random_headers_raise_image_error_or_read(tmp_path, seed):
 MISUSE = [
     (lambda p: lumarix.imread(p, dtype=numpy.int32), ValueError, "None or float32"),
     (lambda p: lumarix.imread(p, dtype=numpy.float32, mmap=True), ValueError, "leave dtype None"),
-    (lambda p: lumarix.imread(p.parent / "missing.img"), lumarix.ImageError, "missing.img: Unable to find file"),
+    (lambda p: lumarix.imread(p.parent / "missing.img"), lumarix.ImageError, "/missing.img: Unable to find file"),
     (lambda p: lumarix.ImageFile(p).write_section(numpy.zeros((4, 5), numpy.int16)), lumarix.ImageError,
      "read-only"),
     (lambda p: lumarix.ImageFile(p, "a"), ValueError, "mode must be"),
