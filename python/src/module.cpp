@@ -68,8 +68,8 @@ void *section_buffer(py::array &a, int n, const Geometry &g, size_t count, bool 
 void transfer(Stream &s, int first, int count, py::array a, bool convert, bool writing)
 {
     const int n = s.number();
-    if (writing && !s.writable())
-        throw StatusError(204, "the stream of " + s.path() + " is read-only");
+    if (writing)
+        s.require_writable();
     char *data;
     size_t section_bytes;
     {
@@ -192,6 +192,7 @@ py::tuple section_values(Stream &s)
 void set_section_values(Stream &s, const py::array_t<int32_t, py::array::c_style | py::array::forcecast> &ints,
                         const py::array_t<float, py::array::c_style | py::array::forcecast> &floats)
 {
+    s.require_writable();
     Lock lock(library_mutex());
     const int n = s.number();
     int type, ni, nr, nx, ny, sections;
@@ -237,6 +238,7 @@ py::list fields(Stream &s)
 
 void set_field(Stream &s, const std::string &name, char type, const py::object &value)
 {
+    s.require_writable();
     Lock lock(library_mutex());
     const int n = s.number();
     int status = 0;
@@ -258,6 +260,7 @@ void set_field(Stream &s, const std::string &name, char type, const py::object &
 // Header values that imwrite and ImageFile(mode="w") set; each marks the header as changed.
 void create(Stream &s, std::array<int, 6> sizes, int sequence, int mode)
 {
+    s.require_writable();
     Lock lock(library_mutex());
     check(IMCrHdr3(s.number(), sizes[0], sizes[1], sizes[2], sizes[3], sizes[4], sizes[5], sequence, mode),
           "IMCrHdr3", s.path());
@@ -266,6 +269,7 @@ void create(Stream &s, std::array<int, 6> sizes, int sequence, int mode)
 
 void set_pixel_size(Stream &s, std::array<float, 3> delta)
 {
+    s.require_writable();
     Lock lock(library_mutex());
     check(IMAlDel(s.number(), delta.data()), "IMAlDel", s.path());
     s.touch();
@@ -273,6 +277,7 @@ void set_pixel_size(Stream &s, std::array<float, 3> delta)
 
 void set_wavelengths(Stream &s, std::vector<float> waves)
 {
+    s.require_writable();
     Lock lock(library_mutex());
     check(IMAlWav(s.number(), static_cast<int>(waves.size()), waves.data()), "IMAlWav", s.path());
     s.touch();
@@ -280,6 +285,7 @@ void set_wavelengths(Stream &s, std::vector<float> waves)
 
 void set_statistics(Stream &s, int w, float min, float max, float mean)
 {
+    s.require_writable();
     Lock lock(library_mutex());
     check(IMAlWavMMM(s.number(), w, min, max, mean), "IMAlWavMMM", s.path());
     s.touch();
@@ -287,6 +293,7 @@ void set_statistics(Stream &s, int w, float min, float max, float mean)
 
 void set_titles(Stream &s, const std::vector<std::string> &titles)
 {
+    s.require_writable();
     Lock lock(library_mutex());
     std::vector<char> text(titles.size() * 80 + 1, 0);
     for (size_t i = 0; i < titles.size(); ++i)

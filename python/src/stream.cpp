@@ -74,6 +74,12 @@ int Stream::number() const
     return number_;
 }
 
+void Stream::require_writable() const
+{
+    if (!writable_)
+        throw StatusError(204, "the stream of " + path_ + " is read-only");
+}
+
 void Stream::write_header()
 {
     std::lock_guard lock(library_mutex());

@@ -20,6 +20,8 @@ public:
     const std::string &path() const { return path_; }
     bool closed() const { return number_ == 0; }
     bool writable() const { return writable_; }
+    // Throws StatusError (status 204) for a read-only stream.
+    void require_writable() const;
     // Marks the header as changed: it is written before the stream closes.
     void touch() { dirty_ = true; }
     // Writes the header and extended header now.

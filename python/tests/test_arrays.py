@@ -41,7 +41,7 @@ def test_round_trip_keeps_pixels_in_the_files_own_order(tmp_path, c_api_read, dt
     assert lumarix.axes(path) == file_axes and b.dtype == dtype
     kept = "".join(x for x in array_axes if x in file_axes)
     numpy.testing.assert_array_equal(numpy.einsum(f"{file_axes}->{kept}", b).reshape(shape), a)
-    assert b.tobytes() == c_api_read(path)
+    assert b.tobytes() == c_api_read(path) and (lumarix.imread(path, mmap=True) == b).all()
     with lumarix.ImageFile(path) as f:  # each section where the library's own numbering puts it
         for index in numpy.ndindex(shape[:-2]):
             where = {x.lower(): i for x, i in zip(array_axes, index)}
@@ -72,10 +72,8 @@ def test_a_file_of_the_other_byte_order_reads_swapped_and_refuses_a_memory_map(t
 
 
 def test_memory_map_is_read_only_and_shares_the_files_pages(tmp_path):
-    a = sample((2, 3, 4, 5, 6), numpy.uint16)
-    lumarix.imwrite(tmp_path / "a.img", a, axes="TWZYX")
+    lumarix.imwrite(tmp_path / "a.img", numpy.zeros((2, 3, 4, 5, 6), numpy.uint16), axes="TWZYX")
     m = lumarix.imread(tmp_path / "a.img", mmap=True)
-    numpy.testing.assert_array_equal(m, a)
     with pytest.raises(ValueError):
         m[0, 0, 0, 0, 0] = 1
     with lumarix.ImageFile(tmp_path / "a.img", "r+") as f:

@@ -1,4 +1,6 @@
 """Failures: hostile files raise ImageError with the library's status, misuse raises at once."""
+import gc
+import os
 import struct
 
 import numpy
@@ -41,12 +43,15 @@ def test_hostile_headers_raise_the_status_that_names_them(good, case, change, st
     else:
         data = data[:change]
     good.write_bytes(data)
+    descriptors = len(os.listdir("/proc/self/fd"))
     try:
         read(good)
     except lumarix.ImageError as e:
         assert e.status == status and e.text == lumarix._im.status_text(status)
     else:
         assert status == 704, "only the extended header's values can tell of too many integers"
+    gc.collect()
+    assert len(os.listdir("/proc/self/fd")) == descriptors
 
 
 @pytest.mark.parametrize("seed", range(40))
@@ -72,6 +77,7 @@ MISUSE = [
     (lambda p: lumarix.imread(p.parent / "missing.img"), lumarix.ImageError, "/missing.img: Unable to find file"),
     (lambda p: lumarix.ImageFile(p).write_section(numpy.zeros((4, 5), numpy.int16)), lumarix.ImageError,
      "read-only"),
+    (lambda p: setattr(lumarix.ImageFile(p), "titles", "x"), lumarix.ImageError, "read-only"),
     (lambda p: lumarix.ImageFile(p, "a"), ValueError, "mode must be"),
     (lambda p: lumarix.ImageFile(p, "w"), TypeError, "needs shape and dtype"),
     (lambda p: lumarix.ImageFile(p, "r+").read_section(z=3), lumarix.ImageError, "Invalid ZWTP coordinate"),

@@ -1,5 +1,6 @@
 """ImageFile: header values, sections, the extended header, and the life of its stream."""
 import gc
+import os
 import sys
 import threading
 
@@ -38,8 +39,11 @@ def test_float_sections_are_narrowed_by_the_library(stack, value, stored):
         f.write_section(numpy.full((5, 6), value, numpy.float32), z=1, w=2, t=1)
         with pytest.raises(TypeError, match="holds int16 pixels, not int32"):
             f.write_section(numpy.zeros((5, 6), numpy.int32))
+        f.titles, f.wavelengths = "narrowed", (1, 2, 3)  # header changes alone are written too
     a[1, 2, 1] = stored
     numpy.testing.assert_array_equal(lumarix.imread(path), a)
+    with lumarix.ImageFile(path) as f:
+        assert f.titles == ("narrowed",) and f.wavelengths == (1, 2, 3)
 
 
 def test_extended_header_values_and_fields_survive_reopening(stack):
@@ -60,6 +64,7 @@ def test_extended_header_values_and_fields_survive_reopening(stack):
 
 def test_streams_close_with_the_context_and_when_collected(stack):
     path, _ = stack
+    descriptors = len(os.listdir("/proc/self/fd"))
     with pytest.raises(KeyError), lumarix.ImageFile(path) as f:
         raise KeyError
     assert f.closed
@@ -69,6 +74,7 @@ def test_streams_close_with_the_context_and_when_collected(stack):
     for _ in range(10050):  # more files than the library has streams
         lumarix.ImageFile(path).read_section()
     gc.collect()
+    assert len(os.listdir("/proc/self/fd")) == descriptors
 
 
 def test_a_transfer_lets_other_threads_run(tmp_path):
