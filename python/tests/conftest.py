@@ -17,20 +17,14 @@ def c_api_read():
 
     def read(path, convert=False):
         assert lib.IMOpen(1, str(path).encode(), b"ro") == 0
-        try:
-            nx, ny, sections, bytes_per_pixel = (ctypes.c_int() for _ in range(4))
-            lib.IMRtSiz(1, ctypes.byref(nx), ctypes.byref(ny), ctypes.byref(sections))
-            lib.IMRtBytesPerPixel(1, ctypes.byref(bytes_per_pixel))
-            lib.IMALCon(1, int(convert))
-            size = nx.value * ny.value * (4 if convert else bytes_per_pixel.value)
-            buffer = ctypes.create_string_buffer(max(size, 8 * nx.value * ny.value))
-            out = b""
-            for _ in range(sections.value):
-                assert lib.IMRdSec(1, buffer) == 0
-                out += buffer.raw[:size]
-            return out
-        finally:
-            lib.IMClose(1)
+        v = (ctypes.c_int * 4)()  # nx, ny, sections, bytes per pixel
+        lib.IMRtSiz(1, ctypes.byref(v, 0), ctypes.byref(v, 4), ctypes.byref(v, 8))
+        lib.IMRtBytesPerPixel(1, ctypes.byref(v, 12))
+        lib.IMALCon(1, int(convert))
+        size, buffer = v[0] * v[1] * (4 if convert else v[3]), ctypes.create_string_buffer(8 * v[0] * v[1])
+        sections = [buffer.raw[:size] for _ in range(v[2]) if lib.IMRdSec(1, buffer) == 0]
+        lib.IMClose(1)
+        return b"".join(sections)
     return read
 
 
