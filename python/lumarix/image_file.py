@@ -24,6 +24,21 @@ def _field_value(kind, raw):
         return text(raw)
 
 
+_HUGE_PAGE = 2 << 20
+
+
+def _empty(shape, dtype):
+    """numpy.empty, with large arrays starting on a huge page: the kernel then maps their memory
+    in 2 MiB pages as the read first touches it, which is faster than the 4 KiB pages an
+    unaligned start leaves at the edges."""
+    size = int(numpy.prod(shape)) * numpy.dtype(dtype).itemsize
+    if size < 2 * _HUGE_PAGE:
+        return numpy.empty(shape, dtype)
+    raw = numpy.empty(size + _HUGE_PAGE, numpy.uint8)
+    start = -raw.ctypes.data % _HUGE_PAGE
+    return raw[start:start + size].view(dtype).reshape(shape)
+
+
 class ImageFile:
     """An image file opened with mode "r" (read-only), "r+" (read and write) or "w" (new file;
     give shape and dtype, and axes naming the shape's dimensions). Use it as a context manager;
@@ -147,7 +162,7 @@ class ImageFile:
         out, convert = self._out_dtype(dtype)
         if convert and self._h["mode"] == 8:  # the library leaves 8-byte floats as they are
             return self._read(first, count, shape, None).astype(numpy.float32)
-        array = numpy.empty(shape, out)
+        array = _empty(shape, out)
         self._stream.read(first, count, array, convert)
         return array
 

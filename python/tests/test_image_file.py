@@ -78,7 +78,9 @@ def test_streams_close_with_the_context_and_when_collected(stack):
 
 
 def test_a_transfer_lets_other_threads_run(tmp_path):
-    lumarix.imwrite(tmp_path / "big.img", numpy.ones((2, 4096, 4096), numpy.int16))
+    big = numpy.zeros((2, 4096, 4096), numpy.int16)  # 32 MiB sections: long reads, huge-page arrays
+    big[1] = 1
+    lumarix.imwrite(tmp_path / "big.img", big)
     interval = sys.getswitchinterval()
     sys.setswitchinterval(60)  # from here on a thread runs only when another lets go of the GIL
     state, seen, go = ["before"], [], threading.Event()
@@ -88,9 +90,9 @@ def test_a_transfer_lets_other_threads_run(tmp_path):
         with lumarix.ImageFile(tmp_path / "big.img") as f:
             go.set()
             state[0] = "reading"
-            f.read_section(z=1)
+            section = f.read_section(z=1)
             state[0] = "after"
     finally:
         sys.setswitchinterval(interval)
         spinner.join()
-    assert seen == ["reading"]
+    assert seen == ["reading"] and section.shape == (4096, 4096) and (section == 1).all()
