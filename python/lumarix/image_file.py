@@ -193,14 +193,16 @@ class ImageFile:
 
     def _write(self, first, count, array):
         array = numpy.asarray(array)
-        convert = array.dtype == numpy.float32 and self.dtype.kind in "iu"
+        integers = self.dtype.kind in "iu"  # the library narrows float32 only to integer modes
+        convert = array.dtype == numpy.float32 and integers
         if not convert:
             _layout.mode_of(array.dtype)
             if array.dtype.newbyteorder("=") != self.dtype:
+                hint = ", or float32 to convert through the library" if integers else ""
                 raise TypeError(f"{self.path} holds {self.dtype.name} pixels, not {array.dtype.name}; "
-                                "give those" + (", or float32 to convert through the library" if self.dtype.kind in "iu" else ""))
-        self._stream.write(first, count, numpy.ascontiguousarray(array, array.dtype.newbyteorder("=")),
-                           bool(convert))
+                                f"give those{hint}")
+        array = numpy.ascontiguousarray(array, array.dtype.newbyteorder("="))
+        self._stream.write(first, count, array, convert)
 
     def write_section(self, array, z=0, w=0, t=0, p=0):
         """Writes one (Y, X) section: pixels of the file's dtype, or float32 that the library

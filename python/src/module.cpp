@@ -75,8 +75,6 @@ void transfer(Stream &s, int first, int count, py::array a, bool convert, bool w
     {
         Lock lock(library_mutex());
         const Geometry g = geometry(n, s.path());
-        if (g.nx < 1 || g.ny < 1)
-            throw StatusError(g.nx < 1 ? 402 : 403, "sections of " + s.path() + " have no pixels");
         data = static_cast<char *>(section_buffer(a, n, g, count, convert, writing, s.path()));
         section_bytes = static_cast<size_t>(g.nx) * g.ny * caller_bytes(n, g, convert, writing, s.path());
     }

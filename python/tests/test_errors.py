@@ -29,6 +29,7 @@ HOSTILE = [
     ("image sequence 40", (182, "<h", 40), 505),
     ("time points beyond the sections", (180, "<H", 65535), 2),
     ("32767 integers per section", (128, "<h", 32767), 704),
+    ("negative floats per section", (130, "<h", -1), 702),
 ]
 
 
@@ -49,7 +50,7 @@ def test_hostile_headers_raise_the_status_that_names_them(good, case, change, st
     except lumarix.ImageError as e:
         assert e.status == status and e.text == lumarix._im.status_text(status)
     else:
-        assert status == 704, "only the extended header's values can tell of too many integers"
+        assert status in (702, 704), "only the extended header's values can tell of these counts"
     gc.collect()
     assert len(os.listdir("/proc/self/fd")) == descriptors
 
@@ -61,7 +62,8 @@ def test_random_headers_raise_image_error_or_read(tmp_path, seed):
     # small sizes, a valid mode and sequence: the reads get as far as the pixels
     struct.pack_into("<4i", header, 0, *rng.integers(1, 9, 3), rng.choice([0, 1, 2, 4, 6, 7, 8]))
     struct.pack_into("<i", header, 92, rng.integers(0, 512))
-    struct.pack_into("<HhxxxxxxxxxxxxH", header, 180, rng.integers(0, 3), rng.integers(0, 15), rng.integers(0, 3))
+    nt, sequence, nw = rng.integers(0, 3), rng.integers(0, 15), rng.integers(0, 3)
+    struct.pack_into("<HhxxxxxxxxxxxxH", header, 180, nt, sequence, nw)
     struct.pack_into("<h", header, 96, -16224 if seed % 2 else 0)
     (tmp_path / "r.img").write_bytes(header)
     for read in (lumarix.imread, lambda p: lumarix.ImageFile(p).fields):
@@ -74,10 +76,9 @@ def test_random_headers_raise_image_error_or_read(tmp_path, seed):
 MISUSE = [
     (lambda p: lumarix.imread(p, dtype=numpy.int32), ValueError, "None or float32"),
     (lambda p: lumarix.imread(p, dtype=numpy.float32, mmap=True), ValueError, "leave dtype None"),
-    (lambda p: lumarix.imread(p.parent / "missing.img"), lumarix.ImageError, "/missing.img: Unable to find file"),
+    (lambda p: lumarix.imread(p.parent / "missing.img"), lumarix.ImageError, "missing.img: Unable to find"),
     (lambda p: lumarix.ImageFile(p).write_section(numpy.zeros((4, 5), numpy.int16)), lumarix.ImageError,
      "read-only"),
-    (lambda p: setattr(lumarix.ImageFile(p), "titles", "x"), lumarix.ImageError, "read-only"),
     (lambda p: lumarix.ImageFile(p, "r+").read_section(z=3), lumarix.ImageError, "Invalid ZWTP coordinate"),
     (lambda p: lumarix.imwrite(p, numpy.zeros((2, 3)), axes="ZX"), ValueError, "ending in YX"),
     (lambda p: lumarix.imwrite(p, numpy.zeros((2, 3, 4)), axes="ZYX", wavelengths=(1, 2)), ValueError,
@@ -89,3 +90,10 @@ MISUSE = [
 def test_misuse_raises_with_a_message_that_says_why(good, call, error, message):
     with pytest.raises(error, match=message):
         call(good)
+
+
+@pytest.mark.parametrize("name, value", [("titles", "x"), ("pixel_size", (1, 1, 1)), ("wavelengths", (1, 2)),
+                                         ("section_ints", numpy.zeros((1, 2, 3, 8))), ("set_field", None)])
+def test_a_read_only_file_refuses_header_changes(good, name, value):
+    with lumarix.ImageFile(good) as f, pytest.raises(lumarix.ImageError, match="read-only"):
+        f.set_field("Gain", 2) if value is None else setattr(f, name, value)
