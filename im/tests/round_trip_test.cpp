@@ -139,7 +139,20 @@ TEST_F(RoundTrip, OrdinaryLayoutKeepsTenTitlesAndFiveWavelengths)
     double stamp = 1;
     EXPECT_EQ(IMRtTimeStamp(2, &stamp), 507);
     EXPECT_EQ(IMAlTimeStamp(2, 1e9), 507);
-    EXPECT_EQ(IMAlDataBitsPerPixel(2, 8), 507);
+    EXPECT_EQ(IMAlDataBitsPerPixel(2, 8), 511);
+    // Lowering NW through the image type keeps the section count NZ x NW x NT x NP.
+    ASSERT_EQ(IMAlFileType(2, 100), 0);
+    ASSERT_EQ(IMAlWav(2, 12, std::vector<float>(12, 500.0f).data()), 0);
+    ASSERT_EQ(IMAlFileType(2, 1), 0);
+    int nx, ny, nsec, nz, nw, nt, np;
+    IMRtSiz(2, &nx, &ny, &nsec);
+    IMRtZWTP(2, &nz, &nw, &nt, &np);
+    EXPECT_EQ(std::vector<int>({nsec, nz, nw}), std::vector<int>({5, 1, 5}));
+    const int huge[3] = {2147483647, 2147483600, 1}; // kept as floats: returned clamped, not wrapped
+    IMAlSam(2, huge);
+    int sampling[3];
+    IMRtSam(2, sampling);
+    EXPECT_EQ(std::vector<int>(sampling, sampling + 3), std::vector<int>({2147483647, 2147483647, 1}));
 }
 
 TEST_F(RoundTrip, TitleRulesOfIMWrHdr)
