@@ -18,6 +18,7 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -72,7 +73,8 @@ double best_seconds(int rounds, const std::function<void()> &run)
     return best;
 }
 
-void run_program(const std::string &program, const std::vector<std::string> &args)
+// False when the program fails (an older lximinfo without --json).
+bool run_program(const std::string &program, const std::vector<std::string> &args)
 {
     const pid_t child = fork();
     if (child == 0) {
@@ -88,10 +90,7 @@ void run_program(const std::string &program, const std::vector<std::string> &arg
     }
     int status = 0;
     waitpid(child, &status, 0);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        std::fprintf(stderr, "%s failed\n", program.c_str());
-        std::exit(1);
-    }
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 std::vector<long> parse_list(const char *text)
@@ -133,8 +132,16 @@ int main(int argc, char **argv)
                 std::exit(1);
             IMClose(1);
         });
-        const double text_s = best_seconds(o.rounds, [&] { run_program(o.lximinfo, {path}); });
-        const double json_s = best_seconds(o.rounds, [&] { run_program(o.lximinfo, {"--json", path}); });
+        bool text_ok = true, json_ok = true;
+        const double text_s = best_seconds(o.rounds, [&] { text_ok = run_program(o.lximinfo, {path}) && text_ok; });
+        double json_s = best_seconds(1, [&] { json_ok = run_program(o.lximinfo, {"--json", path}); });
+        if (json_ok && o.rounds > 1)
+            json_s = std::min(json_s, best_seconds(o.rounds - 1, [&] { run_program(o.lximinfo, {"--json", path}); }));
+        if (!text_ok)
+            std::fprintf(stderr, "%s failed on %ld fields\n", o.lximinfo.c_str(), fields);
+        if (!json_ok)
+            json_s = std::numeric_limits<double>::quiet_NaN(); // no --json
+
         std::printf("%10ld %10.2f %12.4f %12.4f %12.4f %14.3f\n", fields, static_cast<double>(bytes) / 1e6, open_s,
                     text_s, json_s, 1e6 * text_s / static_cast<double>(fields));
         std::fflush(stdout);
