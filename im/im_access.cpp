@@ -199,7 +199,7 @@ int IMRtSam(int stream, int sampling[3])
 {
     RT("IMRtSam");
     for (int i = 0; i < 3; ++i)
-        sampling[i] = static_cast<int>(s->sampling[i] + 0.5f);
+        sampling[i] = static_cast<int>(std::min(static_cast<double>(s->sampling[i]) + 0.5, 2147483647.0));
     return 0;
 }
 
@@ -346,8 +346,10 @@ int IMAlFileType(int stream, int image_type)
         s->wave_min[w] = s->wave_max[w] = s->wave_mean[w] = s->wave[w] = 0;
         s->wave_values[w] = {};
     }
-    if (s->nw > s->max_waves)
+    if (s->nw > s->max_waves) {
         s->nw = s->max_waves;
+        s->sections = s->nz * s->nw * s->nt * s->np;
+    }
     return 0;
 }
 
@@ -489,7 +491,7 @@ int IMAlSym(int stream, int space_group, int symmetry_bytes)
 int IMRtFileID(int stream, int *file_id)
 {
     RT("IMRtFileID");
-    *file_id = IM_FILE_ID;
+    *file_id = s->file_id;
     return 0;
 }
 
@@ -510,7 +512,7 @@ int IMAlDataBitsPerPixel(int stream, int bits)
     if (s->image_type < IM_EXTENDED_TYPE_MIN) {
         std::fprintf(stderr, "IMAlDataBitsPerPixel %d: file type %d does not support storage of data bits.\n", stream,
                      s->image_type);
-        return 507;
+        return 511;
     }
     if (bits < 1 || bits > 8 * s->bytes_per_pixel || bits > 255) {
         std::fprintf(stderr, "IMAlDataBitsPerPixel %d: invalid number of data bits per pixel (%d)\n", stream, bits);

@@ -38,7 +38,7 @@ int record_fits(const Stream &s, long long section)
     const long long words = s.ints_per_section + s.floats_per_section;
     if (s.ext_size < 4 * section * words + 4)
         return 704;
-    if (s.ext.empty() || static_cast<long long>(s.ext.size()) != s.ext_size)
+    if (s.ext.empty())
         return 706;
     return 0;
 }
@@ -46,7 +46,7 @@ int record_fits(const Stream &s, long long section)
 bool record_overruns(const Stream &s, long long section)
 {
     const long long words = s.ints_per_section + s.floats_per_section;
-    return 4 * (section + 1) * words > s.ext_size;
+    return 4 * (section + 1) * words > held_ext_bytes(s);
 }
 
 void store_record(Stream &s, long long section, const int *ints, const float *floats)
@@ -69,6 +69,15 @@ void load_record(const Stream &s, long long section, int *ints, float *floats)
                     4 * static_cast<size_t>(s.floats_per_section));
 }
 
+// An integer value of a section's record must be a number an int holds (after truncation).
+bool fits_int(int stream, double value)
+{
+    if (value > -2147483649.0 && value < 2147483648.0)
+        return true;
+    std::fprintf(stderr, "IMAlExHdrValueZWTP %d: %g does not fit an integer value.\n", stream, value);
+    return false;
+}
+
 } // namespace
 
 void place_field_area(Stream &s)
@@ -78,9 +87,10 @@ void place_field_area(Stream &s)
     s.field_space = 0;
     s.field_used = 0;
     s.field_blocks = s.ext_size > 0 ? static_cast<int>(std::max(0LL, s.ext_size / 1024 - (start + 1023) / 1024)) : 0;
-    if (start > 0 && start <= static_cast<long long>(s.ext_size) - 6 && !s.ext.empty()) {
+    const long long held = held_ext_bytes(s);
+    if (start > 0 && start <= held - 6 && !s.ext.empty()) {
         s.field_start = static_cast<int>(start);
-        s.field_space = static_cast<int>(s.ext_size - start - 1);
+        s.field_space = static_cast<int>(held - start - 1);
         if (s.field_space < 6)
             s.field_space = 0;
     }
@@ -373,6 +383,8 @@ int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
     switch (s->ext_type) {
     case 1:
         if (index == 0 && !ints.empty()) {
+            if (!fits_int(stream, value))
+                return 701;
             ints[0] = static_cast<int>(value);
             done = true;
         } else if (index == 1) {
@@ -385,6 +397,8 @@ int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
         if (index >= 0 && index <= 20)
             done = put_float(index);
         else if (index >= 1000 && index <= 1004 && index - 1000 < static_cast<int>(ints.size())) {
+            if (!fits_int(stream, value))
+                return 701;
             ints[index - 1000] = static_cast<int>(value); // the 1e-10 added on return truncates away
             done = true;
         }

@@ -113,7 +113,7 @@ int write_fields(Stream &s, int *needed)
         return 0;
     }
     unsigned char *area = s.ext.data() + s.field_start;
-    const long long area_end = static_cast<long long>(s.ext_size) - s.field_start;
+    const long long area_end = held_ext_bytes(s) - s.field_start;
     long long used = 0;
     int stored = 0;
     for (const auto &f : s.fields) {
@@ -185,8 +185,20 @@ int parse_fields(Stream &s, bool quiet)
         } else {
             while (value_end < end && value_end - pos < size && area[value_end] != '\n')
                 ++value_end;
-            if (value_end - pos < size)
+            // A text value holding a line feed (older writers let one through) is still read when
+            // its full size ends at a line feed.
+            if (value_end - pos < size && static_cast<long long>(pos) + size < end && area[pos + size] == '\n') {
+                if (!quiet)
+                    std::fprintf(stderr, "iReadAllFields: field %d (%s) holds a line feed; read as %d bytes.\n",
+                                 static_cast<int>(s.fields.size()), name.c_str(), size);
+                value_end = pos + size;
+            }
+            if (value_end - pos < size) {
+                if (!quiet)
+                    std::fprintf(stderr, "iReadAllFields: field %d (%s) holds %d of its %d bytes.\n",
+                                 static_cast<int>(s.fields.size()), name.c_str(), value_end - pos, size);
                 return 725;
+            }
         }
         if (value_end >= end || area[value_end] != '\n') {
             if (!quiet)
@@ -245,8 +257,16 @@ int IMAlField(int stream, const char *name, const void *value, char type, int si
         case 'f': std::snprintf(text, sizeof text, "%f", static_cast<double>(*static_cast<const float *>(value))); break;
         case 'i': std::snprintf(text, sizeof text, "%d", *static_cast<const int *>(value)); break;
         }
+        // A double too wide for 64 characters as %lf is kept whole in exponent form.
+        if (type == 'd' && std::strlen(text) >= kMaxFormatted)
+            std::snprintf(text, sizeof text, "%.17g", *static_cast<const double *>(value));
         if (type == 'd' || type == 'f' || type == 'i')
             formatted = text;
+        if (type == 'c' && formatted.find('\n') != std::string::npos) {
+            std::fprintf(stderr, "IMAlField %d: field %s not set: a line feed ends a field and cannot be in its value.\n",
+                         stream, name ? name : "");
+            return 726;
+        }
         if (s->kind == kWindow) {
             std::fprintf(stderr, "IMAlField %d: field %s not set. Fields not supported in image windows.\n", stream,
                          name ? name : "");
@@ -460,6 +480,29 @@ int IMRtFieldNum(int stream, int number, char *name, char *type, int *size)
         std::snprintf(name, kMaxNameLength + 1, "%s", f.name.c_str());
     if (type)
         *type = f.type;
+    if (size)
+        *size = f.size;
+    return 0;
+}
+
+int IMRtFieldValueNum(int stream, int number, char *value, int value_size, int *size)
+{
+    int status;
+    Stream *s = checked(stream, "IMRtFieldValueNum", &status);
+    if (!s)
+        return status;
+    if (number < 0 || number >= static_cast<int>(s->fields.size())) {
+        std::fprintf(stderr, "IMRtFieldValueNum %d: %d is an invalid field number.\n", stream, number);
+        return 729;
+    }
+    const Field &f = s->fields[number];
+    if (!value || value_size < f.size) {
+        std::fprintf(stderr, "IMRtFieldValueNum %d: field %d needs %d bytes.\n", stream, number, f.size);
+        return 723;
+    }
+    std::memcpy(value, f.value.data(), f.size);
+    if (value_size > f.size)
+        value[f.size] = 0;
     if (size)
         *size = f.size;
     return 0;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -189,32 +190,54 @@ int limit_waves(int image_type, bool window)
     return window ? std::min(limit, kWindowMaxWaves) : limit;
 }
 
-void swap_header(unsigned char *raw)
+void swap_header(unsigned char *raw, bool extended)
 {
     for (int offset = 0; offset < 96; offset += 4)
         reverse(raw + offset, 4);
     reverse(raw + 96, 2);
     reverse(raw + 98, 2);
-    reverse(raw + 220, 4);
+    // 220-223 form one 4-byte unit on disk, but the values in it are two int16s: reversing each
+    // half is that 4-byte reversal with the halves kept in their places.
+    reverse(raw + 220, 2);
+    reverse(raw + 222, 2);
     for (const auto &loc : locations())
-        if (!loc.extended_only && loc.offset >= 96 && loc.swap)
+        if ((!loc.extended_only || extended) && loc.offset >= 96 && loc.swap)
             reverse(raw + loc.offset, loc.swap);
-    if (extended_layout(load<int16_t>(raw, 160)))
-        for (const auto &loc : locations())
-            if (loc.extended_only && loc.swap)
-                reverse(raw + loc.offset, loc.swap);
+}
+
+void header_in_file_order(const Stream &s, unsigned char *raw)
+{
+    if (!s.swap)
+        return;
+    swap_header(raw, extended_layout(s.image_type));
+    // Title texts are never swapped. In an ordinary file bytes 864-879 of the ninth title are the
+    // means of wavelengths 2-5, swapped as values (as in the header encoded for this machine, the
+    // means are what those bytes hold).
+    std::array<unsigned char, 16> means;
+    std::memcpy(means.data(), raw + 864, means.size());
+    for (int i = 0; i < std::min(s.title_count, limit_titles(s.image_type, false)); ++i)
+        std::memcpy(raw + 224 + IM_TITLE_BYTES * i, s.titles[i].data(), 79);
+    std::memcpy(raw + 864, means.data(), means.size());
 }
 
 int decode_header(Stream &s)
 {
     unsigned char *raw = s.raw.data();
+    // Titles are taken as stored, before any swap (an ordinary file's ninth title shares its
+    // bytes with swapped values).
+    std::array<unsigned char, IM_TITLE_BYTES * kMaxTitles> stored_titles;
+    std::memcpy(stored_titles.data(), raw + 224, stored_titles.size());
     int16_t id = load<int16_t>(raw, 96);
+    s.file_id = id;
     if (id != IM_FILE_ID) {
         int16_t reversed = id;
         reverse(reinterpret_cast<unsigned char *>(&reversed), 2);
         if (reversed == IM_FILE_ID) {
-            swap_header(raw);
+            int16_t type = load<int16_t>(raw, 160);
+            reverse(reinterpret_cast<unsigned char *>(&type), 2);
+            swap_header(raw, extended_layout(type));
             store<int16_t>(raw, 96, IM_FILE_ID);
+            s.file_id = IM_FILE_ID;
             s.swap = true;
         } else {
             std::fprintf(stderr, "[%d] IMSubs %d: warning, unrecognized file ID (%d).\n", static_cast<int>(getpid()),
@@ -281,7 +304,7 @@ int decode_header(Stream &s)
         auto &title = s.titles[i];
         title.fill(0);
         if (i < s.title_count)
-            std::memcpy(title.data(), raw + 224 + IM_TITLE_BYTES * i, 79);
+            std::memcpy(title.data(), stored_titles.data() + IM_TITLE_BYTES * i, 79);
     }
     return 0;
 }

@@ -86,44 +86,40 @@ int check_access(Stream &s)
     return 0;
 }
 
-// Step 10: the extended header of a file stream. 0 or 210 (the stream stays open).
+// Step 10: the extended header of a file stream. 0 or 210 (the stream stays open with what the
+// file holds; a hostile size never allocates more than the file's own bytes).
 int read_ext_header(Stream &s)
 {
     const int stream = s.number;
     s.ext.clear();
-    if (s.ext_size < 0) {
-        std::fprintf(stderr, "IMOpen %d: invalid extended header size (%d).\n", stream, s.ext_size);
-        return 210;
-    }
     const long long available = std::max(0LL, stream_file_size(s) - IM_HEADER_BYTES);
-    if (available < s.ext_size) {
-        std::fprintf(stderr, "IMOpen %d: error reading extended header (%d,%d,%s,\"%s\").\n", stream,
-                     static_cast<int>(std::min<long long>(available, INT_MAX)), s.ext_size, s.attribute.c_str(),
-                     s.name.c_str());
-        return 210;
-    }
-    s.ext.assign(static_cast<size_t>(s.ext_size), 0);
+    const long long held = std::min<long long>(available, s.ext_size);
+    s.ext.assign(static_cast<size_t>(held), 0);
     if (!stream_file_seek(s, IM_HEADER_BYTES, SEEK_SET)) {
         std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMOpen", stream);
         s.ext.clear();
         return 301;
     }
-    const long long got = stream_file_read(s, s.ext.data(), 1, s.ext_size);
+    const long long got = held > 0 ? stream_file_read(s, s.ext.data(), 1, held) : 0;
+    int status = 0;
     if (got != s.ext_size) {
         std::fprintf(stderr, "IMOpen %d: error reading extended header (%d,%d,%s,\"%s\").\n", stream,
                      static_cast<int>(got), s.ext_size, s.attribute.c_str(), s.name.c_str());
-        s.ext.clear();
-        return 210;
+        status = 210;
     }
     if (s.swap) {
         const long long words = std::min<long long>(
-            static_cast<long long>(s.sections) * std::max(0, s.ints_per_section + s.floats_per_section), s.ext_size / 4);
+            static_cast<long long>(s.sections) * std::max(0, s.ints_per_section + s.floats_per_section),
+            static_cast<long long>(s.ext.size()) / 4);
         for (long long i = 0; i < words; ++i)
             std::reverse(s.ext.data() + 4 * i, s.ext.data() + 4 * i + 4);
     }
     place_field_area(s);
-    parse_fields(s, true);
-    return 0;
+    const int parsed = parse_fields(s, false);
+    if (parsed != 0 && parsed != 730)
+        std::fprintf(stderr, "IMOpen %d: fields after field %d not read: %s.\n", stream,
+                     static_cast<int>(s.fields.size()), IMRtStatusText(parsed));
+    return status;
 }
 
 // Step 8: window streams. 803, 810 or 809 in this build unless a runtime is installed.
@@ -165,10 +161,6 @@ int open_window(Stream &s, const char *attribute)
 // Step 10 for a window stream: the extended header lives in the window's shared memory.
 int attach_window_ext_header(Stream &s)
 {
-    if (s.ext_size < 0) {
-        std::fprintf(stderr, "IMOpen %d: invalid extended header size (%d).\n", s.number, s.ext_size);
-        return 210;
-    }
     unsigned char *memory = window_runtime().allocate_ext_header(s.window, static_cast<size_t>(s.ext_size));
     if (!memory) {
         std::fprintf(stderr, "IMOpen %d: extended header memory allocation error.\n", s.number);
@@ -328,17 +320,31 @@ int IMOpen(int stream, const char *name, const char *attribute)
         }
 
         int status = 0;
+        if (s.ext_size < 0) {
+            std::fprintf(stderr, "IMOpen %d: invalid extended header size (%d).\n", stream, s.ext_size);
+            if (s.kind == kFile)
+                close_file(s);
+            return fail_open(stream, 210);
+        }
         if (s.ext_size != 0 && s.open_mode != IM_MODE_NEW) {
             if (s.kind == kFile)
                 status = read_ext_header(s);
             else if ((status = attach_window_ext_header(s)) == 902)
                 return fail_open(stream, status);
+            if (status == 301) {
+                close_file(s);
+                return fail_open(stream, status);
+            }
         }
         if (s.kind == kWindow)
             return status;
-        const int section = s.open_mode == IM_MODE_APPEND ? s.sections - 1 : 0;
-        if (int posn = IMPosn(stream, section, 0))
-            return status ? status : posn;
+        // Append starts at the last section, or at section 0 of a file without sections (never
+        // inside the headers).
+        const int section = s.open_mode == IM_MODE_APPEND ? std::max(0, s.sections - 1) : 0;
+        if (int posn = IMPosn(stream, section, 0)) {
+            close_file(s);
+            return fail_open(stream, posn);
+        }
         return status;
     } catch (...) {
         std::fprintf(stderr, "IMOpen %d: memory allocation error.\n", stream);
@@ -439,7 +445,9 @@ int IMWrHdr2(int stream, int with_extended_header)
             std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMWrHdr2", stream);
             return 301;
         }
-        const long long wrote = stream_file_write(*s, s->raw.data(), 1, IM_HEADER_BYTES);
+        std::vector<unsigned char> on_disk = s->raw;
+        header_in_file_order(*s, on_disk.data());
+        const long long wrote = stream_file_write(*s, on_disk.data(), 1, IM_HEADER_BYTES);
         if (wrote != IM_HEADER_BYTES) {
             std::fprintf(stderr, "IMWrHdr2 %d: only %d bytes written to header.\n", stream, static_cast<int>(wrote));
             return 209;
@@ -459,8 +467,17 @@ int IMWrHdr2(int stream, int with_extended_header)
                              s->field_space);
                 result = 707;
             }
-            const long long wrote_ext = stream_file_write(*s, s->ext.data(), 1, s->ext_size);
-            if (wrote_ext != s->ext_size) {
+            // The per-section values go back in the file's byte order; a short extended header read
+            // from a damaged file is written back as far as it was read.
+            std::vector<unsigned char> ext(s->ext.data(), s->ext.data() + std::min<size_t>(s->ext.size(), s->ext_size));
+            if (s->swap)
+                for (long long i = 0; i < std::min<long long>(static_cast<long long>(s->sections) *
+                                                                   (s->ints_per_section + s->floats_per_section),
+                                                               static_cast<long long>(ext.size()) / 4);
+                     ++i)
+                    std::reverse(ext.data() + 4 * i, ext.data() + 4 * i + 4);
+            const long long wrote_ext = stream_file_write(*s, ext.data(), 1, static_cast<long long>(ext.size()));
+            if (wrote_ext != static_cast<long long>(ext.size())) {
                 std::fprintf(stderr, "IMWrHdr2 %d: only %d bytes written to extended header. Expected %d.\n", stream,
                              static_cast<int>(wrote_ext), s->ext_size);
                 return 211;

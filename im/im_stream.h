@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -86,6 +87,7 @@ struct Stream {
     std::array<int, 2> data_int{};
     std::array<float, 2> data_float{};
     int16_t unused98 = 0, unused220 = 0;
+    int file_id = 0; // as the file holds it (IM_FILE_ID once a foreign order is recognised)
     int value132 = 0;
     float value134 = 0;
     int ext_size = 0, ext_type = 0, ints_per_section = 0, floats_per_section = 0;
@@ -113,6 +115,11 @@ struct Stream {
     int32_t *ext_ints() { return reinterpret_cast<int32_t *>(ext.data()); }
     float *ext_floats() { return reinterpret_cast<float *>(ext.data()); }
     bool has_header() const { return !raw.empty(); }
+    // The extended header bytes in memory: the size the header names, or less when the file held less.
+    friend long long held_ext_bytes(const Stream &s)
+    {
+        return std::min<long long>(std::max(0, s.ext_size), static_cast<long long>(s.ext.size()));
+    }
 };
 
 // Process-wide state.
@@ -150,7 +157,9 @@ const char *mode_name(int mode);
 // Header encoding and decoding through the field-location table (im_header.cpp).
 int decode_header(Stream &s); // IMSubs
 void encode_header(Stream &s);
-void swap_header(unsigned char *raw);
+void swap_header(unsigned char *raw, bool extended);
+// An encoded (native) header turned into the byte order of the stream's file.
+void header_in_file_order(const Stream &s, unsigned char *raw);
 int limit_titles(int image_type, bool window);
 int limit_waves(int image_type, bool window);
 

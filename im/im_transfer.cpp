@@ -135,7 +135,7 @@ int IMTrExHdr4(int from, int to, int z_first, int z_step, int t_first, int t_ste
                         int section = 0;
                         section_number(*src, static_cast<int>(sz), w, static_cast<int>(st), p, &section);
                         const long long words = src->ints_per_section + src->floats_per_section;
-                        if (4 * (section + 1LL) * words > src->ext_size)
+                        if (4 * (section + 1LL) * words > held_ext_bytes(*src))
                             continue;
                         IMRtExHdr(from, section, ints.data(), floats.data());
                         result = IMAlExHdrZWTP(to, z, w, t, p, ints.data(), floats.data());

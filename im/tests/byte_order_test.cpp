@@ -10,11 +10,15 @@ namespace {
 constexpr int kNx = 7, kNy = 5, kNz = 2, kNw = 3, kNt = 2, kSections = kNz * kNw * kNt;
 constexpr int kExtBytes = 2048;
 constexpr int kWords = 40; // type 4: 8 integers and 32 floats per section
+constexpr int kPixelBytes = kSections * kNx * kNy * 2;
 
-// Every header field with a distinct value, for the extended (image type 100) or ordinary (1) layout.
-std::vector<uint8_t> make_file(bool foreign, int image_type, int file_id = -16224)
+std::string title_text(int i) { return i == 8 ? "NINTH title text" : "title " + std::to_string(i + 1); }
+
+// Every header field with a distinct value, for the extended (image type 100) or ordinary (1)
+// layout, with the given number of titles, then mode-6 pixels numbered from 1.
+std::vector<uint8_t> make_file(bool foreign, int image_type, int file_id = -16224, int titles = 2)
 {
-    std::vector<uint8_t> bytes(1024 + kExtBytes, 0);
+    std::vector<uint8_t> bytes(1024 + kExtBytes + kPixelBytes, 0);
     ByteWriter w(bytes, foreign);
     const bool ext = image_type > 99;
     w.i32(0, kNx);
@@ -45,7 +49,8 @@ std::vector<uint8_t> make_file(bool foreign, int image_type, int file_id = -1622
     for (int v = 1; v < 5; ++v) {
         w.f32(min_at[v], -10.0f * v);
         w.f32(max_at[v], 100.0f * v);
-        w.f32(864 + 4 * (v - 1), 50.0f * v);
+        if (ext || titles < 9) // else the ninth title holds these bytes
+            w.f32(864 + 4 * (v - 1), 50.0f * v);
         w.u16(198 + 2 * v, 500 + 100 * v);
     }
     w.u16(198, 500);
@@ -61,11 +66,10 @@ std::vector<uint8_t> make_file(bool foreign, int image_type, int file_id = -1622
     w.f32(208, 1.5f);
     w.f32(212, 2.5f);
     w.f32(216, 3.5f);
-    // 220 and 222 travel as one 4-byte unit; equal halves keep the count whichever half it lands in.
-    w.i16(220, 2);
-    w.i16(222, 2);
-    w.text(224, "first title");
-    w.text(304, "second title");
+    w.i16(220, 77);
+    w.i16(222, titles);
+    for (int i = 0; i < titles; ++i)
+        w.text(224 + 80 * i, title_text(i));
     if (ext) {
         for (int v = 5; v < 12; ++v) {
             w.f32(544 + 4 * (v - 5), -1.0f * v);
@@ -77,7 +81,7 @@ std::vector<uint8_t> make_file(bool foreign, int image_type, int file_id = -1622
             for (int k = 0; k < 3; ++k)
                 w.i32(700 + 12 * v + 4 * k, 1000 * v + k);
         w.f64(844, 1.6e9);
-        w.i32(852, 1);
+        w.i32(852, kNt);
         bytes[856] = 12;
         w.i32(880, 1);
     }
@@ -89,6 +93,8 @@ std::vector<uint8_t> make_file(bool foreign, int image_type, int file_id = -1622
             w.f32(1024 + 4 * (s * kWords + 8 + f), static_cast<float>(s) + f / 10.0f);
     }
     w.text(1024 + 4 * kSections * kWords, "Exposure,f,8=0.250000\n\r");
+    for (int i = 0; i < kPixelBytes / 2; ++i)
+        w.u16(1024 + kExtBytes + 2 * i, i + 1);
     return bytes;
 }
 
@@ -200,28 +206,45 @@ TEST_P(ByteOrderTest, PerSectionValuesAndFieldsRead)
     EXPECT_EQ(exposure, 0.25f);
 }
 
-TEST_P(ByteOrderTest, OrdinaryLayoutKeepsTitlesAndSharedMeans)
+INSTANTIATE_TEST_SUITE_P(NativeAndForeign, ByteOrderTest, ::testing::Values(0, 1));
+
+// Byte order, image type and title count: titles read as written, never swapped, and a header
+// written back leaves the file as it was, byte for byte, pixels and all.
+class TitlesTest : public ::testing::TestWithParam<std::tuple<bool, int, int>> {
+protected:
+    ScratchDir dir;
+};
+
+TEST_P(TitlesTest, ReadAsWrittenAndRewrittenUnchanged)
 {
-    open_written(GetParam(), 1);
-    char titles[2 * 80];
-    int count = 0, max = 0;
-    IMRtNumLab(1, &count);
-    IMRtMaxNumLab(1, &max);
-    EXPECT_EQ(max, 10);
-    ASSERT_EQ(count, 2);
-    IMRtLab2(1, 2, titles);
-    EXPECT_STREQ(titles, "first title");
-    EXPECT_STREQ(titles + 80, "second title");
+    const auto [foreign, image_type, count] = GetParam();
+    const std::string path = dir.file("titles.dat");
+    const std::vector<uint8_t> original = make_file(foreign, image_type, -16224, count);
+    write_bytes(path, original);
+    ASSERT_EQ(IMOpen(1, path.c_str(), "old"), 0);
+    int read_count = -1;
+    IMRtNumLab(1, &read_count);
+    ASSERT_EQ(read_count, count);
+    std::vector<char> titles(80 * count);
+    IMRtLab2(1, count, titles.data());
+    for (int i = 0; i < count; ++i)
+        EXPECT_EQ(std::string(titles.data() + 80 * i), title_text(i));
     float mmm[3];
-    EXPECT_EQ(IMRtScl(1, 3, mmm), 0);
-    EXPECT_EQ(mmm[2], 150.0f); // mean of wavelength 4, read from 872 in this layout too
-    EXPECT_EQ(IMRtScl(1, 5, mmm), 603);
-    double stamp = 1;
-    EXPECT_EQ(IMRtTimeStamp(1, &stamp), 507);
-    EXPECT_EQ(stamp, 0.0);
+    ASSERT_EQ(IMRtScl(1, 3, mmm), 0);
+    EXPECT_TRUE(count >= 9 || mmm[2] == 150.0f); // mean of wavelength 4 at 872 in both layouts
+    ASSERT_EQ(IMWrHdr2(1, 1), 0);
+    IMClose(1);
+    EXPECT_TRUE(read_bytes(path) == original) << "the header was not written back in the file's order";
+    ASSERT_EQ(IMOpen(1, path.c_str(), "ro"), 0);
+    std::vector<float> pixels(kNx * kNy);
+    ASSERT_EQ(IMRdSec(1, pixels.data()), 0);
+    EXPECT_EQ(pixels[0], 1.0f);
+    IMClose(1);
 }
 
-INSTANTIATE_TEST_SUITE_P(NativeAndForeign, ByteOrderTest, ::testing::Values(0, 1));
+INSTANTIATE_TEST_SUITE_P(OrderTypeCount, TitlesTest,
+                         ::testing::Values(std::tuple(false, 1, 10), std::tuple(true, 1, 1), std::tuple(true, 1, 4),
+                                           std::tuple(true, 1, 10), std::tuple(true, 100, 1), std::tuple(true, 100, 4)));
 
 TEST(UnknownFileId, WarnsAndDecodesAsStored)
 {
@@ -233,11 +256,13 @@ TEST(UnknownFileId, WarnsAndDecodesAsStored)
     const std::string err = testing::internal::GetCapturedStderr();
     EXPECT_NE(err.find("] IMSubs 1: warning, unrecognized file ID (4660).\n"), std::string::npos) << err;
     EXPECT_EQ(err.front(), '[');
-    int nx, ny, nsec, swapped = 1;
+    int nx, ny, nsec, swapped = 1, file_id = 0;
     IMRtSiz(1, &nx, &ny, &nsec);
     IMRtSwap(1, &swapped);
+    IMRtFileID(1, &file_id);
     EXPECT_EQ(nx, kNx);
     EXPECT_EQ(swapped, 0);
+    EXPECT_EQ(file_id, 0x1234);
     IMClose(1);
 }
 

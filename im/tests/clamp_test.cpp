@@ -16,7 +16,7 @@ protected:
         IMAlVerbose(0);
     }
     // Writes `values` as a one-line section of `mode`; returns what IMWrSec printed.
-    std::string write_line(int mode, const std::vector<float> &values, bool verbose, int *status = nullptr)
+    std::string write_line(int mode, const std::vector<float> &values, bool verbose)
     {
         path = dir.file("clamp.img");
         EXPECT_EQ(IMOpen(1, path.c_str(), "new"), 0);
@@ -24,11 +24,7 @@ protected:
         EXPECT_EQ(IMWrHdr(1, "clamp", 0, 0, 1, 0), 0);
         IMAlVerbose(verbose);
         testing::internal::CaptureStderr();
-        const int result = IMWrSec(1, values.data());
-        if (status)
-            *status = result;
-        else
-            EXPECT_EQ(result, 0);
+        EXPECT_EQ(IMWrSec(1, values.data()), 0);
         IMClose(1);
         return testing::internal::GetCapturedStderr();
     }
@@ -43,34 +39,8 @@ protected:
     std::string path;
 };
 
-TEST_F(Clamping, ByteModeStopsAtZeroAnd255)
-{
-    const std::vector<float> in = {300.0f, -5.0f, 255.9f, -0.5f, 12.7f, 0.0f};
-    EXPECT_EQ(write_line(0, in, true), "IMWrSec 1: intensity truncation (hi=2, lo=2).\n");
-    EXPECT_EQ(stored<uint8_t>(in.size()), std::vector<uint8_t>({255, 0, 255, 0, 12, 0}));
-    EXPECT_EQ(write_line(0, in, false), ""); // counted, but said only in verbose mode
-}
-
-TEST_F(Clamping, SignedSixteenBitStopsAtMinus32767)
-{
-    const std::vector<float> in = {-32768.0f, -40000.0f, 32767.5f, -32766.9f, 1.9f};
-    EXPECT_EQ(write_line(1, in, true), "IMWrSec 1: intensity truncation (hi=1, lo=2).\n");
-    EXPECT_EQ(stored<int16_t>(in.size()), std::vector<int16_t>({-32767, -32767, 32767, -32766, 1}));
-}
-
-TEST_F(Clamping, UnsignedSixteenAndThirtyTwoBitLimits)
-{
-    EXPECT_EQ(write_line(6, {70000.0f, -1.0f, 65535.9f, 65535.0f}, true),
-              "IMWrSec 1: intensity truncation (hi=2, lo=1).\n");
-    EXPECT_EQ(stored<uint16_t>(4), std::vector<uint16_t>({65535, 0, 65535, 65535}));
-    // 2^31 is not above the limit, so it is not counted, but it is stored as the largest pixel.
-    EXPECT_EQ(write_line(7, {3e9f, -3e9f, 2147483648.0f, -2147483648.0f, -7.9f}, true),
-              "IMWrSec 1: intensity truncation (hi=1, lo=1).\n");
-    EXPECT_EQ(stored<int32_t>(5),
-              std::vector<int32_t>({2147483647, -2147483647 - 1, 2147483647, -2147483647 - 1, -7}));
-}
-
-// A section longer than one conversion chunk: every chunk is written and counted.
+// The limits of each mode are the pixel kernels' (their tests); here: a section longer than one
+// conversion chunk has every chunk written and counted, and the count is said in verbose mode only.
 TEST_F(Clamping, CountsAddUpOverChunks)
 {
     std::vector<float> in(400 * 400);
@@ -80,6 +50,7 @@ TEST_F(Clamping, CountsAddUpOverChunks)
     const std::vector<uint8_t> bytes = stored<uint8_t>(in.size());
     for (size_t i = 0; i < in.size(); ++i)
         ASSERT_EQ(bytes[i], i % 3 == 0 ? 255 : i % 3 == 1 ? 0 : i % 256) << i;
+    EXPECT_EQ(write_line(0, in, false), "");
 }
 
 } // namespace

@@ -129,6 +129,9 @@ TEST_F(ExtHeader, ValuesByIndexFollowTheTypeTable)
     EXPECT_EQ(IMRtExHdrValueZWTP(1, 1, 0, 0, 0, 1005, &value), 701);
     ASSERT_EQ(IMAlExHdrValueZWTP(1, 1, 0, 0, 0, 1002, 77), 0);
     ASSERT_EQ(IMAlExHdrValueZWTP(1, 1, 0, 0, 0, 3, 2.5), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(IMAlExHdrValueZWTP(1, 1, 0, 0, 0, 1002, 3e9), 701); // no int holds it
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "IMAlExHdrValueZWTP 1: 3e+09 does not fit an integer value.\n");
     int got[8];
     float got_f[32];
     IMRtExHdrZWTP(1, 1, 0, 0, 0, got, got_f);

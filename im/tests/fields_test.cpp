@@ -79,9 +79,11 @@ TEST_F(FieldParser, StatusOfEachFault)
     EXPECT_EQ(parse("Name,f8=1.0\n\r"), 722);
     EXPECT_EQ(parse("Name,q,1=1\n\r"), 722);
     EXPECT_EQ(parse("Name,f,8x0.25\n\r"), 723);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(parse("Name,f,x=1\n\r"), 724);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Error parsing field size from x\n");
+    testing::internal::CaptureStderr(); // the fault is told on open, and again on request
+    EXPECT_EQ(parse("Good,i,1=5\nName,f,x=1\n\r"), 724);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Error parsing field size from x\nIMOpen 1: fields after field 1 not read: Invalid field size "
+              "parameter.\nError parsing field size from x\n");
     EXPECT_EQ(parse("Name,f,8=0.25\n\r"), 725);
     testing::internal::CaptureStderr();
     EXPECT_EQ(parse("Name,f,2=0.25\n\r"), 723);
@@ -90,6 +92,16 @@ TEST_F(FieldParser, StatusOfEachFault)
                                                           0),
               0u);
     EXPECT_EQ(parse("Big,b,99999=ab\n\r"), 725);
+    // A text value with a line feed (written before such values were refused) is read whole.
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(parse("Note,c,3=a\nb\nNext,i,1=5\n\r"), 0);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("field 0 (Note) holds a line feed"), std::string::npos);
+    char note[8];
+    int next = 0;
+    EXPECT_EQ(IMRtFieldChar(1, "Note", note, sizeof note), 0);
+    EXPECT_EQ(IMRtFieldInt(1, "Next", &next), 0);
+    EXPECT_STREQ(note, "a\nb");
+    EXPECT_EQ(next, 5);
 }
 
 class FieldCalls : public ::testing::Test {
@@ -107,6 +119,7 @@ TEST_F(FieldCalls, TypedValuesRoundTrip)
     ASSERT_EQ(IMAlFieldChar(1, "Lens", "100x"), 0);
     const unsigned char blob[4] = {0, 10, 13, 255};
     ASSERT_EQ(IMAlFieldBinary(1, "Blob", blob, 4), 0);
+    ASSERT_EQ(IMAlFieldDouble(1, "Huge", -1e300), 0); // wider than 64 characters as %lf
     int i = 0, size = 0;
     float f = 0;
     double d = 0;
@@ -120,6 +133,8 @@ TEST_F(FieldCalls, TypedValuesRoundTrip)
     EXPECT_EQ(i, -17);
     EXPECT_EQ(f, 1.5f);
     EXPECT_EQ(d, 12.125);
+    EXPECT_EQ(IMRtFieldDouble(1, "huge", &d), 0);
+    EXPECT_EQ(d, -1e300);
     EXPECT_STREQ(c, "100x");
     EXPECT_EQ(std::vector<unsigned char>(b, b + 4), std::vector<unsigned char>(blob, blob + 4));
     char text[256];
@@ -143,6 +158,11 @@ TEST_F(FieldCalls, ReplacingComparesNamesExactly)
     EXPECT_EQ(count, 2);
     IMRtFieldInt(1, "count", &value);
     EXPECT_EQ(value, 2);
+    char text[8];
+    int size = 0;
+    ASSERT_EQ(IMRtFieldValueNum(1, 1, text, sizeof text, &size), 0); // each one's own value by index
+    EXPECT_STREQ(text, "3");
+    EXPECT_EQ(IMRtFieldValueNum(1, 2, text, sizeof text, &size), 729);
 }
 
 TEST_F(FieldCalls, Refusals)
@@ -152,6 +172,7 @@ TEST_F(FieldCalls, Refusals)
     EXPECT_EQ(IMAlFieldInt(1, nullptr, 1), 721);
     EXPECT_EQ(IMAlFieldInt(1, std::string(64, 'a').c_str(), 1), 736);
     EXPECT_EQ(IMAlFieldInt(1, std::string(63, 'a').c_str(), 1), 0);
+    EXPECT_EQ(IMAlFieldChar(1, "Note", "two\nlines"), 726); // would end the field early on reading
     EXPECT_EQ(IMRtField(1, nullptr, nullptr, 0, nullptr, nullptr), 734);
     EXPECT_EQ(IMFindFieldNum(1, nullptr, nullptr), 734);
     EXPECT_EQ(IMFindFieldNum(1, "missing", nullptr), 731);

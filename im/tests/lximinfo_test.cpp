@@ -42,28 +42,40 @@ protected:
     ScratchDir dir;
 };
 
-TEST_F(Lximinfo, ShowsTheHeaderAndTheFieldsOfALibraryFile)
+// Fields whose names differ only in case, and text from the file that would drive a terminal.
+TEST_F(Lximinfo, ShowsEachFieldByItsOwnValueWithControlBytesEscaped)
 {
     const std::string path = dir.file("made.img");
     ASSERT_EQ(IMOpen(1, path.c_str(), "new"), 0);
     ASSERT_EQ(IMCrHdr3(1, 64, 32, 3, 2, 1, 1, 2, 1), 0);
     ASSERT_EQ(IMAlFieldFloat(1, "Exposure", 0.25f), 0);
-    ASSERT_EQ(IMAlFieldChar(1, "Objective", "60x oil"), 0);
+    ASSERT_EQ(IMAlFieldInt(1, "Aa", 1), 0);
+    ASSERT_EQ(IMAlFieldInt(1, "AA", 2), 0);
+    ASSERT_EQ(IMAlFieldChar(1, "Note\x1b", "\x1b[31mred\ttab\\"), 0);
     const unsigned char raw[3] = {0x00, 0x7f, 0xff};
     ASSERT_EQ(IMAlFieldBinary(1, "Calibration", raw, 3), 0);
-    ASSERT_EQ(IMWrHdr(1, "made by the library", 0, -1, 7, 3), 0);
+    ASSERT_EQ(IMWrHdr(1, "title \x1b]0;x\x07 \xc3\xa9\x9b", 0, -1, 7, 3), 0);
     ASSERT_EQ(IMClose(1), 0);
 
     const ProgramRun run = run_lximinfo({path}, dir);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "");
-    for (const char *line : {"Image Name............................\t", "Size (X, Y, Z)........................\t64 32 3\n",
-                             "Size (W, T, P)........................\t2 1 1\n",
+    for (const char *line : {"Size (X, Y, Z)........................\t64 32 3\n",
                              "Data Type.............................\t2 byte signed integer\n",
-                             "made by the library\n", "Extended Header Fields................\t3\n",
-                             "  Exposure (f, 8 bytes)\t0.250000\n", "  Objective (c, 7 bytes)\t60x oil\n",
-                             "  Calibration (b, 3 bytes)\t00 7f ff\n"})
+                             "\ntitle \\x1b]0;x\\x07 \xc3\xa9\\x9b\n", "Extended Header Fields................\t5\n",
+                             "  Exposure (f, 8 bytes)\t0.250000\n", "  Aa (i, 1 bytes)\t1\n  AA (i, 1 bytes)\t2\n",
+                             "  Note\\x1b (c, 13 bytes)\t\\x1b[31mred\\ttab\\\\\n", "  Calibration (b, 3 bytes)\t00 7f ff\n"})
         EXPECT_NE(run.out.find(line), std::string::npos) << line << "\n" << run.out;
+    EXPECT_EQ(run.out.find('\x1b'), std::string::npos);
+
+    const ProgramRun json = run_lximinfo({"--json", path}, dir);
+    EXPECT_NE(json.out.find(R"("fields":[{"name":"Exposure","type":"f","size":8,"value":0.25},)"
+                            R"({"name":"Aa","type":"i","size":1,"value":1},{"name":"AA","type":"i","size":1,"value":2},)"
+                            R"({"name":"Note\u001b","type":"c","size":13,"value":"\u001b[31mred\ttab\\"},)"
+                            R"({"name":"Calibration","type":"b","size":3,"value":"007fff"}]})"
+                            "\n"),
+              std::string::npos)
+        << json.out;
 }
 
 TEST_F(Lximinfo, ReadsAForeignOrderFileAndReportsEachFailure)
@@ -71,23 +83,29 @@ TEST_F(Lximinfo, ReadsAForeignOrderFileAndReportsEachFailure)
     std::vector<uint8_t> bytes = minimal_header(true, 5, 4, 6, 6, 2, 3, 0);
     ByteWriter h(bytes, true);
     h.u16(198, 488);
-    h.i16(220, 1); // 220 and 222 travel as one 4-byte unit
     h.i16(222, 1);
     h.text(224, "foreign");
     const std::string foreign = dir.file("foreign.img");
     write_bytes(foreign, bytes);
     const std::string missing = dir.file("missing.img");
 
-    const ProgramRun run = run_lximinfo({foreign, missing, foreign}, dir);
+    const ProgramRun run = run_lximinfo({foreign, missing}, dir);
     EXPECT_EQ(run.status, 1);
-    for (const char *line : {"Size (X, Y, Z)........................\t5 4 1\n", "Size (W, T, P)........................\t2 3 1\n",
-                             "Sequence..............................\tZ -> T -> W\n",
-                             "Wavelengths (nm)......................\t488.00  0.00  \n", "foreign\n"})
-        EXPECT_NE(run.out.find(line), std::string::npos) << line << "\n" << run.out;
-    EXPECT_NE(run.out.find("foreign\n", run.out.find("foreign\n") + 1), std::string::npos) << "shown twice";
+    EXPECT_NE(run.out.find("Titles................................\nforeign\n"), std::string::npos) << run.out;
     EXPECT_NE(run.err.find("lximinfo: " + missing + ": Unable to find file\n"), std::string::npos) << run.err;
 
+    const ProgramRun json = run_lximinfo({"--json", foreign, missing}, dir);
+    EXPECT_EQ(json.status, 1);
+    EXPECT_EQ(json.out,
+              R"({"file":")" + foreign + R"(","status":0,"error":null,"nx":5,"ny":4,"nz":1,"nw":2,"nt":3,"np":1,)"
+              R"("sections":6,"mode":6,"mode_name":"2 byte unsigned integer","sequence":0,"sequence_name":"ZTWP",)"
+              R"("pixel_size":[0,0,0],"wavelengths":[{"nm":488,"min":0,"max":0,"mean":0},)"
+              R"({"nm":0,"min":0,"max":0,"mean":0}],"rotation":[0,0,0],"image_type":0,"lens_id":0,)"
+              R"("titles":["foreign"],"extended_header":{"type":0,"size":0,"ints_per_section":0,)"
+              R"("floats_per_section":0},"fields":[]})" "\n"
+              R"({"file":")" + missing + R"(","status":202,"error":"Unable to find file"})" "\n");
     EXPECT_EQ(run_lximinfo({}, dir).status, 2);
+    EXPECT_NE(run_lximinfo({"--help"}, dir).out.find("extended_header"), std::string::npos);
 }
 
 } // namespace

@@ -71,7 +71,7 @@ TEST_F(Streams, AttributesChooseModeAndIoKind)
     EXPECT_EQ(IMClose(1), 104); // the failed open left the slot empty
 }
 
-TEST_F(Streams, AppendStartsAtTheLastSection)
+TEST_F(Streams, AppendStartsAtTheLastSectionOrAtSectionZero)
 {
     const std::string path = three_sections();
     ASSERT_EQ(IMOpen(1, path.c_str(), "append"), 0);
@@ -79,9 +79,21 @@ TEST_F(Streams, AppendStartsAtTheLastSection)
     IMRtPosn(1, &z, &w, &t, &p, &section);
     EXPECT_EQ(section, 2);
     EXPECT_EQ(z, 2);
-    ASSERT_EQ(IMOpen(2, path.c_str(), "old_unbuffered"), 0);
-    IMRtPosn(2, &z, &w, &t, &p, &section);
-    EXPECT_EQ(section, 0);
+    ASSERT_EQ(IMClose(1), 0);
+    // A file of 0 sections (the library makes them): appending writes section 0, after the headers.
+    ASSERT_EQ(IMOpen(1, path.c_str(), "old"), 0);
+    ASSERT_EQ(IMAlSiz(1, 2, 2, 0), 0);
+    ASSERT_EQ(IMWrHdr2(1, 1), 0);
+    ASSERT_EQ(IMClose(1), 0);
+    const std::vector<uint8_t> headers = read_bytes(path);
+    ASSERT_EQ(IMOpen(1, path.c_str(), "append"), 0);
+    const float pixels[4] = {9, 8, 7, 6};
+    ASSERT_EQ(IMWrSec(1, pixels), 0);
+    ASSERT_EQ(IMClose(1), 0);
+    const std::vector<uint8_t> after = read_bytes(path);
+    ASSERT_EQ(after.size(), headers.size() + 4);
+    EXPECT_TRUE(std::equal(headers.begin(), headers.end(), after.begin())) << "append wrote into the headers";
+    EXPECT_EQ(after.back(), 6);
 }
 
 TEST_F(Streams, ReopeningAnOpenSlotWarnsAndReusesIt)
@@ -159,30 +171,46 @@ TEST_F(Streams, CloseNeverWritesTheHeader)
     EXPECT_EQ(IMFileSync(1), 1);
 }
 
-TEST_F(Streams, ShortOrHostileFilesAreRefusedWithOneStatus)
+TEST_F(Streams, ShortOrHostileFilesAreRefusedOrReadAsFarAsTheyGo)
 {
     const std::string path = dir.file("short.img");
     write_bytes(path, std::vector<uint8_t>(100, 0));
     testing::internal::CaptureStderr();
     EXPECT_EQ(IMOpen(1, path.c_str(), "ro"), 207);
     EXPECT_EQ(IMClose(1), 104);
-    // An extended header larger than the file: nothing is allocated, the stream opens with 210.
-    std::vector<uint8_t> bytes(1024, 0);
+    // An extended header that claims 2 GB in a file that holds 1 KB of it: the stream opens with
+    // 210 and the bytes the file holds (here a field), and only those are allocated and written.
+    std::vector<uint8_t> bytes(2048, 0);
     ByteWriter w(bytes, false);
     w.i32(0, 1);
     w.i32(4, 1);
     w.i32(8, 1);
     w.i16(96, -16224);
+    w.i16(128, 1);
     w.i32(92, 2000000000);
+    w.text(1028, "Lens,c,3=60x\n\r");
     write_bytes(path, bytes);
     EXPECT_EQ(IMOpen(1, path.c_str(), "old"), 210);
-    EXPECT_EQ(IMWrHdr2(1, 1), 706); // the header is written, the missing extended header refused
-    w.i32(92, -8);
-    w.i32(0, -1);
+    char lens[8] = {};
+    EXPECT_EQ(IMRtFieldChar(1, "lens", lens, sizeof lens), 0);
+    EXPECT_STREQ(lens, "60x");
+    EXPECT_EQ(IMWrHdr2(1, 1), 0);
+    EXPECT_EQ(read_bytes(path).size(), bytes.size());
+    // A negative extended header size, or an append whose positioning fails, leaves no stream.
+    w.i32(92, -1);
     write_bytes(path, bytes);
-    EXPECT_EQ(IMOpen(2, path.c_str(), "ro"), 207);
+    EXPECT_EQ(IMOpen(2, path.c_str(), "ro"), 210);
+    EXPECT_EQ(IMClose(2), 104);
+    w.i32(92, 0);
+    w.i32(0, 2147483647);
+    w.i32(4, 2147483647);
+    w.i32(8, 2147483647);
+    w.i32(12, 8);
+    write_bytes(path, bytes);
+    EXPECT_EQ(IMOpen(2, path.c_str(), "append"), 301);
+    EXPECT_EQ(IMClose(2), 104);
     const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_NE(err.find("IMOpen 1: error reading extended header (0,2000000000,old,\"" + path + "\").\n"),
+    EXPECT_NE(err.find("IMOpen 1: error reading extended header (1024,2000000000,old,\"" + path + "\").\n"),
               std::string::npos)
         << err;
 }

@@ -58,14 +58,15 @@ int IMRtVerbose(void);
 /* Opens a stream on a file path or window number. attribute: new, scratch, old, append or ro,
  * optionally with "_buffered"/"_unbuffered". 0, 1 bad stream, 201 attribute, 202 no file,
  * 203 no directory, 204 no read/write access, 205 no read access, 206 open failed (also "rdb:"),
- * 207/208 header unreadable, 210 extended header unreadable (stream stays open), 301 positioning,
+ * 207 header short or unreadable, 210 extended header shorter than its size (stream stays open
+ * with what the file holds) or negative (refused), 301 positioning (also for append),
  * 803/810 window (no window runtime), 902 memory. */
 int IMOpen(int stream, const char *name, const char *attribute);
 /* Closes the stream and frees its record; never writes the header. 0, 1, 3, 104 empty slot. */
 int IMClose(int stream);
 /* Buffered file stream: data sync, then drop cached pages. 0, or 1 when the slot or handle is missing. */
 int IMFileSync(int stream);
-/* Reads and decodes the 1024-byte header. 0, 1, 3, 207 unreadable, 208 short, 301. */
+/* Reads and decodes the 1024-byte header. 0, 1, 3, 207 short or unreadable, 301. */
 int IMRdHdr2(int stream);
 /* Records a title (title_mode 0 replace all, 1 add, 2 add at the bottom with a message) and the
  * statistics of wavelength 0, then writes the header and extended header. Statuses of IMWrHdr2. */
@@ -210,9 +211,9 @@ int IMAlWavValues(int stream, int w, const int values[3]);
 /* Space group and symmetry bytes (always 0). IMAlSym: 703 when symmetry bytes are asked for. */
 int IMRtSym(int stream, int *space_group, int *symmetry_bytes);
 int IMAlSym(int stream, int space_group, int symmetry_bytes);
-/* The file ID (IM_FILE_ID). */
+/* The file ID as the file holds it (IM_FILE_ID for either byte order; else the value read). */
 int IMRtFileID(int stream, int *file_id);
-/* Significant bits per pixel. IMRt: 512 when undefined. IMAl: 511 invalid, 507 ordinary file. */
+/* Significant bits per pixel. IMRt: 512 when undefined. IMAl: 511 invalid or ordinary file. */
 int IMRtDataBitsPerPixel(int stream, int *bits);
 int IMAlDataBitsPerPixel(int stream, int bits);
 /* Titles: count titles of 80 bytes each. IMRtLab2: 401 above the maximum (nothing returned).
@@ -277,7 +278,8 @@ int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
 /* ---- Extended header fields --------------------------------------------------------------- */
 
 /* Sets a field: type 'b' (value points at size bytes), 'c' (string), 'd' (double*), 'f' (float*),
- * 'i' (int*). 720 no space, 721 null name, 722 type, 735 window, 736 name of 64 or more. */
+ * 'i' (int*). A double whose %lf text passes 64 characters is stored as %.17g. 720 no space,
+ * 721 null name, 722 type, 726 'c' value with a line feed, 735 window, 736 name of 64 or more. */
 int IMAlField(int stream, const char *name, const void *value, char type, int size);
 int IMAlFieldBinary(int stream, const char *name, const void *value, int size);
 int IMAlFieldChar(int stream, const char *name, const char *value);
@@ -298,6 +300,9 @@ int IMRtFieldInt(int stream, const char *name, int *value);
 int IMFindFieldNum(int stream, const char *name, int *number);
 /* Name (64 bytes), type letter and size of field number. 729 invalid number. */
 int IMRtFieldNum(int stream, int number, char *name, char *type, int *size);
+/* Value of field number (size bytes, NUL-terminated when value_size leaves room) and its size:
+ * reads fields whose names differ only in case. 729 invalid number, 723 value_size too small. */
+int IMRtFieldValueNum(int stream, int number, char *value, int value_size, int *size);
 /* Number of fields. 735 for a window stream. */
 int IMRtNumFields(int stream, int *count);
 /* Copy of the field area up to its last carriage return, NUL-terminated, and its length.
