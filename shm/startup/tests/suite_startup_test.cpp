@@ -50,15 +50,6 @@ TEST_F(SuiteStartup, ExactRealCapIsEnoughAndTheRecordIsFilledIn)
     EXPECT_EQ(lineStarting(result.out, "version"), "version Lumarix " LX_PROJECT_VERSION);
 }
 
-TEST_F(SuiteStartup, WorkingSetIsStoredInBytes)
-{
-    const lxtest::Result result = helper({"init", capFile("99999999999"), "1", "2", "3", "4"},
-                                         {"LX_SIZE=100", "OB_WORKING_SET=60", "LX_WORKING_UNIT=12"});
-    EXPECT_EQ(lineStarting(result.out, "working"), "working 62914560 12582912 on 1") << result.err;
-    EXPECT_EQ(lineStarting(result.out, "threshold"), "threshold 0");
-    EXPECT_FALSE(lxtest::exists(userFile()));
-}
-
 TEST_F(SuiteStartup, SemaphoresStartAtOneAndIWStopRemovesThem)
 {
     const lxtest::Result result = helper({"init", capFile("99999999999"), "0", "0", "1", "1"}, {"LX_SIZE=30"});
