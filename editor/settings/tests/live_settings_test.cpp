@@ -76,6 +76,7 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
         writers.push_back(std::make_unique<Background>(
             std::vector<std::string>{SETTINGS_HELPER_PATH, "attach", "hammer", "2000", "w" + std::to_string(w)},
             suiteEnv()));
+    lxtest::writeFile(home / "go", "");  // all at once
     for (auto &writer : writers) {
         EXPECT_EQ(writer->wait(), 0) << writer->errors();
         EXPECT_EQ(writer->errors(), "");
