@@ -14,9 +14,11 @@ function(lx_warnings target)
 endfunction()
 
 # A GoogleTest executable registered with ctest.
-#   lx_add_gtest(NAME name SOURCES ... LIBS ... [LABELS ...] [RESOURCE_LOCK lock] [ENV k=v ...])
+#   lx_add_gtest(NAME name SOURCES ... LIBS ... [LABELS ...] [RESOURCE_LOCK lock] [ENV k=v ...] [ISOLATED])
+# ISOLATED: every test runs in private IPC and mount namespaces (cmake/run-isolated-test), or is
+# skipped when they cannot be made.
 function(lx_add_gtest)
-  cmake_parse_arguments(T "" "NAME;RESOURCE_LOCK;TIMEOUT" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
+  cmake_parse_arguments(T "ISOLATED" "NAME;RESOURCE_LOCK;TIMEOUT" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
   if(NOT LX_BUILD_TESTS)
     return()
   endif()
@@ -33,11 +35,21 @@ function(lx_add_gtest)
   if(T_ENV)
     list(APPEND props ENVIRONMENT "${T_ENV}")
   endif()
+  if(T_ISOLATED)
+    lx_isolate_test_target(${T_NAME})
+    list(APPEND props SKIP_RETURN_CODE 77)
+  endif()
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 300)
   endif()
   list(APPEND props TIMEOUT ${T_TIMEOUT})
   gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60 PROPERTIES ${props})
+endfunction()
+
+# Runs a test program (in add_test and gtest discovery) through cmake/run-isolated-test.
+function(lx_isolate_test_target target)
+  set_target_properties(${target} PROPERTIES
+    CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/cmake/run-isolated-test)
 endfunction()
 
 # Install a library with its public header and a pkg-config file.

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <set>
 #include <string>
 
 namespace {
@@ -57,7 +58,10 @@ const char *fromSystemFile(const char *name)
     const std::string path = systemBaseDirectory() + "/config/system.lxrc";
     File file(std::fopen(path.c_str(), "r"));
     if (!file) {
-        std::fprintf(stderr, "Unable to find LX configuration file: %s\n", path.c_str());
+        // Said once per process and path: a start-up looks many settings up.
+        static std::set<std::string> reported;
+        if (reported.insert(path).second)
+            std::fprintf(stderr, "Unable to find LX configuration file: %s\n", path.c_str());
         return nullptr;
     }
     MallocText value(ReadSettingFromFile(file.get(), name));

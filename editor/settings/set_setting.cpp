@@ -17,11 +17,9 @@ void setSetting(const char *name, const char *text)
         userSettingsList().assign(name, text);
     if (!IW_arena_ptr)
         return;
-    if (void *old = IWRtNamedSHMAdd(name))
-        IWFreeNamedSHM(old);
-    const size_t bytes = std::strlen(text) + 1;
-    if (void *block = IWAlcNamedSHM(1, bytes, name))
-        std::memcpy(block, text, bytes);
+    // One step under the Config Protection Semaphore: another process replacing the same name at
+    // the same moment must never free the block this one has just made.
+    IWSetNamedSHM(name, text, std::strlen(text) + 1);
 }
 
 }  // namespace

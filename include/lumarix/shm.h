@@ -19,22 +19,28 @@
  *     then share one unlocked heap, and a child's SG_destroy removes the parent's segment too.
  *   - A process that dies inside a heap call (or while another holds the heap for it) may leave
  *     the heap half changed; SG_heap_check finds such damage, nothing repairs it.
- *   - The segment is the allowance + 4,823,616 bytes, rounded up to whole pages: more than
- *     header word 0 (allowance + 2216) says. The break never moves down, so the heap keeps its
- *     highest size until the segment is removed. A System V segment whose id is 0 is never
- *     removed by SG_destroy.
+ *   - The segment (and a mapped file) is exactly allowance + 2216 bytes, header word 0. The first
+ *     break lies 4,823,616 bytes in, so the heap may use only the allowance less 4,821,400 bytes
+ *     (nothing for an allowance below that): no block ever lies past the end of the mapping.
+ *     The break never moves down, so the heap keeps its highest size until the segment is
+ *     removed. A System V segment whose id is 0 is never removed by SG_destroy.
  *   - Names: the id file is "/tmp/$USER.api_shmid" and the semaphore "/IWConfigSem_$LOGNAME";
  *     with USER or LOGNAME unset, the login name of the real user id (getpwuid) is used instead.
  *   - /tmp is shared with other users: the id file is trusted only when it is a regular file of
  *     ours, not writable by group or others and not a symbolic link, and the control segment only
  *     when we own it; otherwise attach returns 3, says why on stderr and removes nothing. The id
  *     file is replaced by renaming a freshly made file, never written through a planted one.
- *   - A creator counts as gone only when signal 0 reports that no such process exists.
+ *   - One arena per user id: SMCreateArena refuses (1) while the control segment's creator lives,
+ *     whatever USER says; of two creators at the same moment exactly one succeeds.
+ *   - A creator counts as gone only when signal 0 reports that no such process exists; a pid
+ *     that reads as 0 (a creator in another PID namespace) never counts as gone.
  *   - A process that dies holding the Config Protection Semaphore blocks the named-block list:
  *     every list operation then fails after 5 seconds until the semaphore is removed
  *     (IWRemoveConfigSem) and made afresh.
  *   - The heap takes no lock: IWAlcSHM, IWFreeSHM and the SM allocation calls must not race
- *     with each other or with the list operations of another process.
+ *     with each other or with the list operations of another process. To change a listed value
+ *     while other processes may do the same, use IWSetNamedSHM (one step), not look-up, free and
+ *     allocate. A block found by IWRtNamedSHMAdd may be replaced (freed) by another process.
  */
 #ifndef LUMARIX_SHM_H
 #define LUMARIX_SHM_H
@@ -51,8 +57,8 @@ extern "C" {
 
 /* One segment per process: a System V segment, or a file mapped shared. It starts with five
  * 64-bit header words (mapped bytes = allowance + 2216, allowance, 2216, 40, info offset); the
- * heap state lies at start + 1600 and the first break at start + 4,823,616. The segment is made
- * long enough that the whole allowance past the first break lies inside it. */
+ * heap state lies at start + 1600 and the first break at start + 4,823,616. The heap's limit is
+ * clamped to what of the mapping lies past the first break. */
 
 extern int giShmId;   /* System V id of the data segment; -1 when unknown */
 extern void *GBLdl_p; /* this process's heap state (start + 1600); null when nothing is mapped */
@@ -60,9 +66,9 @@ extern void *GBLdl_p; /* this process's heap state (start + 1600); null when not
 /* System V key for the user: (1000 * uid + project) mod 2^32, the factor lowered until the key
  * is below 2^31. path is not used. */
 key_t SG_key(const char *path, char project);
-/* Makes the segment (file mode when path is non-empty; the file is created or reused and set to
- * the segment's length) for a heap of size bytes, at LX_SHMSTADDR when set, and initialises the
- * heap. Returns the segment start, or null after a message on failure. */
+/* Makes the segment of size + 2216 bytes (file mode when path is non-empty; the file is created or
+ * reused and set to that length) at LX_SHMSTADDR when set, and initialises the heap. size must be
+ * at least 1560 (room for the heap state). Returns the segment start, or null after a message. */
 void *SG_create(const char *path, uint64_t size);
 /* Maps an existing segment (size as given to SG_create) at LX_SHMSTADDR. Returns the start, or
  * null after a message. When its heap was laid out at another address or for a larger size than
@@ -125,10 +131,15 @@ typedef struct SMArena {
 
 /* Creates the control segment, the id file and the arena (SG_create) of size bytes, in the
  * mapped file path when path is non-null and non-empty. 0 created (handle word 0 is the start,
- * null if the segment keeper failed, which is reported with perror); 1 this process already
- * holds a control block (handle cleared); else the last error: 1 the control segment could not
- * be made or belongs to another user, 2 the id file could not be written and read back. */
+ * null if the segment keeper failed, which is reported with its reason); 1 this process already
+ * holds a control block (handle cleared); else the last error: 1 a live suite holds the user's
+ * arena (nothing touched), or the control segment could not be made or belongs to another user,
+ * 2 the id file could not be written. A failure removes only what this call made. */
 int SMCreateArena(SMArena *arena, uint64_t size, const char *path);
+/* The process id of the live creator of this user's arena (as the control segment records it),
+ * 0 when there is none or it is a crashed suite's leftover, -1 when it lives but its id is not
+ * known here. Looks only; nothing is attached for long or removed. */
+int SMArenaOwner(void);
 /* Finds the arena through the id file and attaches it. 0 attached; 3 no arena: no id file, an
  * id file or control segment not to be trusted (one line on stderr, nothing removed), or the
  * creator gone / nothing attached (leftovers removed: control segment, id file, data segment). */
@@ -204,10 +215,16 @@ void *IWAlcNamedSHM(int count, uint64_t size, const char *name);
 /* The block of the oldest record named exactly name, or null (not found, no arena or shared
  * global record, semaphore not acquired in 5 s). */
 void *IWRtNamedSHMAdd(const char *name);
+/* Replaces the value listed under name in one step under the semaphore: the block of the oldest
+ * record of that name (or a new record at the end of the list) becomes a fresh block of bytes
+ * bytes holding a copy of value, and the old block is freed. Returns the new block, or null (no
+ * arena or record, null name, zero bytes, arena full, semaphore not acquired in 5 s). */
+void *IWSetNamedSHM(const char *name, const void *value, uint64_t bytes);
 /* Unlists and frees a named block; a block not in the list is freed all the same. Needs the
  * semaphore opened earlier in this process; nothing is freed when it is not acquired in 5 s. */
 void IWFreeNamedSHM(void *block);
-/* Opens or creates the Config Protection Semaphore "/IWConfigSem_$LOGNAME". 1 open, 0 failed. */
+/* Opens or creates (mode 0600) the Config Protection Semaphore "/IWConfigSem_$LOGNAME". 1 open,
+ * 0 failed; one that is not ours or that others may open is refused, with one message per process. */
 int IWOpenConfigSem(void);
 /* Removes the semaphore's name from the system and forgets the handle (if it was open). */
 void IWRemoveConfigSem(void);

@@ -7,7 +7,7 @@
  *
  * Settings read (first one set wins within a row):
  *   arena size, MB     LX_SIZE PM_SIZE OB_SIZE OXL_SIZE                   2000, clamped 30..15000
- *   attach address     LX_SHMSTADDR (hexadecimal)                          system's choice
+ *   attach address     LX_SHMSTADDR (hexadecimal)                          IW_DEFAULT_SHMSTADDR
  *   file-backed arena  OB_USE_SHM_FILE (boolean)                           off
  *   arena file folder  LX_TMP PM_TMP OB_TMP OXL_SHMDIR                     /tmp
  *   working set, MB    LX_WORKING_SET PM_.. OB_.. OXL_WORKING_SET          1800 (0..15000)
@@ -29,6 +29,10 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* Where the arena is mapped when LX_SHMSTADDR is neither in the environment nor a setting: free
+ * in ordinary processes and in sanitizer builds. Other processes attach where the creator put it. */
+#define IW_DEFAULT_SHMSTADDR "0x500000000000"
 
 #define IW_SLOT_COUNT 100
 #define IW_SLOT_BYTES 984

@@ -65,6 +65,80 @@ bool addToSharedMemNamedList(NamedSHMBlock *record, bool debug)
     return true;
 }
 
+// With the semaphore held: a zeroed block of count x size bytes listed under name, or null when
+// the arena is full (nothing is left half made).
+void *allocateListed(int count, uint64_t size, const char *name, bool debug)
+{
+    void *block = IWAlcSHM(count, size);
+    if (block == nullptr)
+        return nullptr;
+    auto *record = static_cast<NamedSHMBlock *>(IWAlcSHM(1, sizeof(NamedSHMBlock)));
+    char *copy = nullptr;
+    if (record != nullptr && name != nullptr) {
+        copy = static_cast<char *>(IWAlcSHM(static_cast<int>(std::strlen(name) + 1), 1));
+        if (copy != nullptr)
+            std::memcpy(copy, name, std::strlen(name) + 1);
+    }
+    if (record == nullptr || (name != nullptr && copy == nullptr)) {
+        // The arena is full: give back what was taken rather than list a broken record.
+        IWFreeSHM(record);
+        IWFreeSHM(block);
+        return nullptr;
+    }
+    record->addr = block;
+    record->size = static_cast<int32_t>(static_cast<uint64_t>(count) * size);
+    record->name = copy;
+    if (debug)
+        IW_DEBUG_LINE("Before adding blocks, num blocks = %d\n", blockCount(IW_iwl_ptr));
+    if (!addToSharedMemNamedList(record, debug)) {
+        IWFreeSHM(copy);
+        IWFreeSHM(record);
+    }
+    return block;
+}
+
+// With the semaphore held: the oldest record named name, or null. A record below the arena start
+// is a broken list.
+NamedSHMBlock *findRecord(const char *name)
+{
+    const auto *start = static_cast<const char *>(arenaStart());
+    for (NamedSHMBlock *record = firstBlock(IW_iwl_ptr); record != nullptr && name != nullptr;
+         record = record->next) {
+        if (reinterpret_cast<const char *>(record) < start) {
+            std::fprintf(stderr, "------------------ IWRtNamedSHMAdd: Found bad block pointer!\n");
+            return nullptr;
+        }
+        if (record->name != nullptr && std::strcmp(record->name, name) == 0)
+            return record;
+    }
+    return nullptr;
+}
+
+// With the semaphore held: takes the record out of the list and frees it and its name (not its
+// block).
+void unlistRecord(NamedSHMBlock *record, bool debug)
+{
+    int index = 0;
+    for (const NamedSHMBlock *r = firstBlock(IW_iwl_ptr); r != nullptr && r != record; r = r->next)
+        ++index;
+    if (record->prev != nullptr)
+        record->prev->next = record->next;
+    if (record->next != nullptr)
+        record->next->prev = record->prev;
+    if (firstBlock(IW_iwl_ptr) == record)
+        firstBlock(IW_iwl_ptr) = record->next;
+    const int32_t remaining = --blockCount(IW_iwl_ptr);
+    if (debug) {
+        IW_DEBUG_LINE("Deleted block %d, named %s. New num blocks %d\n", index,
+                      record->name != nullptr ? record->name : "(NONE)", remaining);
+        IW_DEBUG_LINE("Now freeing it's shared memory parts name %p and block %p\n", static_cast<void *>(record->name),
+                      record->addr);
+    }
+    if (record->name != nullptr)
+        IWFreeSHM(record->name);
+    IWFreeSHM(record);
+}
+
 } // namespace
 
 extern "C" {
@@ -111,32 +185,7 @@ void *IWAlcNamedSHM(int count, uint64_t size, const char *name)
     if (!IWOpenConfigSem() || !takeSemaphore("IWAlcNamedSHM"))
         return nullptr;
 
-    void *block = IWAlcSHM(count, size);
-    if (block != nullptr) {
-        auto *record = static_cast<NamedSHMBlock *>(IWAlcSHM(1, sizeof(NamedSHMBlock)));
-        char *copy = nullptr;
-        if (record != nullptr && name != nullptr) {
-            copy = static_cast<char *>(IWAlcSHM(static_cast<int>(std::strlen(name) + 1), 1));
-            if (copy != nullptr)
-                std::memcpy(copy, name, std::strlen(name) + 1);
-        }
-        if (record == nullptr || (name != nullptr && copy == nullptr)) {
-            // The arena is full: give back what was taken rather than list a broken record.
-            IWFreeSHM(record);
-            IWFreeSHM(block);
-            block = nullptr;
-        } else {
-            record->addr = block;
-            record->size = static_cast<int32_t>(static_cast<uint64_t>(count) * size);
-            record->name = copy;
-            if (debug)
-                IW_DEBUG_LINE("Before adding blocks, num blocks = %d\n", blockCount(IW_iwl_ptr));
-            if (!addToSharedMemNamedList(record, debug)) {
-                IWFreeSHM(copy);
-                IWFreeSHM(record);
-            }
-        }
-    }
+    void *block = allocateListed(count, size, name, debug);
     if (debug)
         IW_DEBUG_LINE("IWAlcNamedSHM: Pointer is %p for %s\n", block, printable(name));
     postSemaphore();
@@ -156,26 +205,55 @@ void *IWRtNamedSHMAdd(const char *name)
     if (!IWOpenConfigSem() || !takeSemaphore("IWRtNamedSHMAdd"))
         return nullptr;
 
-    const auto *start = static_cast<const char *>(arenaStart());
-    for (NamedSHMBlock *record = firstBlock(IW_iwl_ptr); record != nullptr && name != nullptr;
-         record = record->next) {
-        if (reinterpret_cast<const char *>(record) < start) {
-            std::fprintf(stderr, "------------------ IWRtNamedSHMAdd: Found bad block pointer!\n");
-            break;
-        }
-        if (record->name != nullptr && std::strcmp(record->name, name) == 0) {
-            if (debug)
-                IW_DEBUG_LINE("IWRtNamedSHMAdd: Process %d found config variable at %p\n", static_cast<int>(getpid()),
+    if (const NamedSHMBlock *record = findRecord(name)) {
+        if (debug)
+            IW_DEBUG_LINE("IWRtNamedSHMAdd: Process %d found config variable at %p\n", static_cast<int>(getpid()),
                           record->addr);
-            void *block = record->addr;
-            postSemaphore();
-            return block;
-        }
+        void *block = record->addr;
+        postSemaphore();
+        return block;
     }
     if (debug)
         IW_DEBUG_LINE("IWRtNamedSHMAdd: Process %d did NOT find config variable\n", static_cast<int>(getpid()));
     postSemaphore();
     return nullptr;
+}
+
+void *IWSetNamedSHM(const char *name, const void *value, uint64_t bytes)
+{
+    if (IW_arena_ptr == nullptr || IW_iwl_ptr == nullptr || name == nullptr || bytes == 0 ||
+        bytes > static_cast<uint64_t>(INT32_MAX))
+        return nullptr;
+    const bool debug = decideDebug();
+    if (debug)
+        IW_DEBUG_LINE("IWSetNamedSHM: Proc %d Setting %ld bytes for %s\n", static_cast<int>(getpid()),
+                      static_cast<long>(bytes), name);
+    if (!IWOpenConfigSem() || !takeSemaphore("IWSetNamedSHM"))
+        return nullptr;
+    void *block = nullptr;
+    if (NamedSHMBlock *record = findRecord(name)) {
+        // The record keeps its place in the list; only its block is replaced.
+        block = IWAlcSHM(1, bytes);
+        if (block == nullptr) { // a full arena: the old value's room may be enough
+            IWFreeSHM(record->addr);
+            record->addr = nullptr;
+            block = IWAlcSHM(1, bytes);
+        } else {
+            IWFreeSHM(record->addr);
+        }
+        if (block != nullptr) {
+            record->addr = block;
+            record->size = static_cast<int32_t>(bytes);
+        } else { // nothing left to list: drop the record
+            unlistRecord(record, debug);
+        }
+    } else {
+        block = allocateListed(1, bytes, name, debug);
+    }
+    if (block != nullptr)
+        std::memcpy(block, value, bytes);
+    postSemaphore();
+    return block;
 }
 
 void IWFreeNamedSHM(void *block)
@@ -189,11 +267,8 @@ void IWFreeNamedSHM(void *block)
         IW_DEBUG_LINE("DeleteFromSharedMemNamedList: Removing a block from Named SHM list");
 
     NamedSHMBlock *record = IW_iwl_ptr != nullptr ? firstBlock(IW_iwl_ptr) : nullptr;
-    int index = 0;
-    while (record != nullptr && record->addr != block) {
+    while (record != nullptr && record->addr != block)
         record = record->next;
-        ++index;
-    }
     if (record == nullptr) {
         if (debug)
             IW_DEBUG_LINE("FAILED TO FIND block pointed to by %p to delete\n", block);
@@ -202,22 +277,7 @@ void IWFreeNamedSHM(void *block)
         return;
     }
 
-    if (record->prev != nullptr)
-        record->prev->next = record->next;
-    if (record->next != nullptr)
-        record->next->prev = record->prev;
-    if (firstBlock(IW_iwl_ptr) == record)
-        firstBlock(IW_iwl_ptr) = record->next;
-    const int32_t remaining = --blockCount(IW_iwl_ptr);
-    if (debug) {
-        IW_DEBUG_LINE("Deleted block %d, named %s. New num blocks %d\n", index,
-                  record->name != nullptr ? record->name : "(NONE)", remaining);
-        IW_DEBUG_LINE("Now freeing it's shared memory parts name %p and block %p\n", static_cast<void *>(record->name),
-                  record->addr);
-    }
-    if (record->name != nullptr)
-        IWFreeSHM(record->name);
-    IWFreeSHM(record);
+    unlistRecord(record, debug);
     IWFreeSHM(block);
     postSemaphore();
 }
@@ -230,7 +290,7 @@ void IWDumpNamedSHM(void)
     for (const NamedSHMBlock *record = firstBlock(IW_iwl_ptr); record != nullptr; record = record->next, ++number)
         std::printf("SHM Block %d\nprev:\t\t%p\nnext:\t\t%p\nsize:\t\t%d\nfreed:\t\t%d\naddr:\t\t%p\nname:\t\t%s\n",
                     number, static_cast<void *>(record->prev), static_cast<void *>(record->next), record->size,
-                    record->freed, record->addr, record->name != nullptr ? record->name : "(NONE)");
+                    record->freed, record->addr, record->name != nullptr ? record->name : "(null)");
     std::printf("number of blocks should have been %d\n", blockCount(IW_iwl_ptr));
     std::fflush(stdout);
 }

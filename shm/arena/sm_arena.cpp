@@ -2,12 +2,14 @@
 #include "sm_internal.h"
 
 #include "lumarix/shm.h"
+#include "segment/process_state.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <sys/shm.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace lx::sm;
@@ -25,9 +27,13 @@ void setSegmentStart(SMArena *arena, const void *start)
         arena->word[0] = reinterpret_cast<uintptr_t>(start);
 }
 
+// The creator recorded in the control block decides; the copy kept at attach time serves only
+// once the block is no longer mapped here.
 bool callerIsCreator()
 {
-    return state().creator_pid == getpid();
+    const State &s = state();
+    const pid_t creator = s.mapped ? s.control->creator_pid : s.creator_pid;
+    return creator == getpid();
 }
 
 void removeControlSegment(const char *operation)
@@ -76,33 +82,43 @@ int SMCreateArena(SMArena *arena, uint64_t size, const char *path)
             setSegmentStart(arena, nullptr);
             return 1;
         }
-        removeIdFile();
-        if (smAllocateControl() != 0) {
+        if (smAllocateControl() != 0) { // a live suite's arena is refused before anything is touched
             setSegmentStart(arena, nullptr);
             return s.last_error;
         }
-        smWriteCtlId();
         const int made = s.control_id;
         if (smAttachControl(true) != 0) {
-            // The id file could not be written or read back: nobody could find this arena.
-            const unsigned char error = s.last_error == kOk ? static_cast<unsigned char>(kIdFileUnusable) : s.last_error;
             shmctl(made, IPC_RMID, nullptr);
             s.control_id = -1;
             setSegmentStart(arena, nullptr);
-            s.last_error = error;
-            return error;
+            return s.last_error;
         }
         fillControlBlock(path, size);
+        removeIdFile();
+        if (smWriteCtlId() != kOk) { // nobody could find this arena: give the control segment back
+            shmdt(s.control);
+            shmctl(made, IPC_RMID, nullptr);
+            s.control = reinterpret_cast<ControlBlock *>(~uintptr_t{0});
+            s.mapped = false;
+            s.control_id = -1;
+            setSegmentStart(arena, nullptr);
+            s.last_error = kIdFileUnusable;
+            return kIdFileUnusable;
+        }
 
         // The path argument of the segment keeper is the copy in the control block, which a
         // cut path leaves unterminated.
         std::string keeper_path(s.control->path, strnlen(s.control->path, sizeof s.control->path));
         errno = 0;
         void *start = SG_create(keeper_path.c_str(), size);
+        const int error = errno;
         s.control->start = reinterpret_cast<uintptr_t>(start);
         setSegmentStart(arena, start);
-        if (start == nullptr || errno != 0)
-            std::perror("SMCreateArena() -- mm_create()");
+        // Only a failure is reported, with its own reason: steps that succeed may leave errno set.
+        if (start == nullptr)
+            std::fprintf(stderr, "SMCreateArena() -- mm_create(): %s\n",
+                         error != 0 ? std::strerror(error) : "the arena segment could not be made");
+        errno = start == nullptr ? error : 0;
         return 0;
     } catch (...) {
         setSegmentStart(arena, nullptr);
@@ -129,6 +145,8 @@ int SMAttachToArena(SMArena *arena)
         }
         std::string path(s.control->path, strnlen(s.control->path, sizeof s.control->path));
         const uint64_t size = s.control->size;
+        // Without LX_SHMSTADDR the arena is attached where its creator recorded it.
+        lx::seg::process().creator_address = reinterpret_cast<void *>(static_cast<uintptr_t>(s.control->start));
         errno = 0;
         void *start = SG_attach(path.c_str(), size);
         setSegmentStart(arena, start);
@@ -143,7 +161,7 @@ int SMAttachToArena(SMArena *arena)
         if (reinterpret_cast<uintptr_t>(start) != creator_start) {
             std::fprintf(stderr,
                          "SMAttachToArena: the arena lies at %p here but at %p in the process "
-                         "that created it; set LX_SHMSTADDR as the suite does.\n",
+                         "that created it; unset LX_SHMSTADDR or set it as the suite does.\n",
                          start, reinterpret_cast<void *>(creator_start));
             SG_detach(start);
             setSegmentStart(arena, nullptr);
@@ -197,7 +215,12 @@ void SMExit(SMArena *arena, int remove_file)
         }
         if (arena != nullptr)
             SMDestroyArena(arena);
-        if (controlHeld() && remove_file && !s.arena_path.empty())
+        // Only a file that holds this arena is removed: never one that SG_create refused (planted
+        // by another user, a link, writable by others).
+        struct stat st {};
+        if (controlHeld() && remove_file && !s.arena_path.empty() && (!s.mapped || s.control->start != 0) &&
+            lstat(s.arena_path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == geteuid() &&
+            (st.st_mode & (S_IWGRP | S_IWOTH)) == 0)
             unlink(s.arena_path.c_str());
         removeControlSegment("SMExit");
         removeIdFile();

@@ -36,12 +36,17 @@ bool ownedByUs(int id, const shmid_ds &info)
     return false;
 }
 
+} // namespace
+
 // Only a process that is known to be gone counts as dead: a live process of another user
-// answers signal 0 with EPERM.
+// answers signal 0 with EPERM, and a creator outside this process's PID namespace is recorded
+// as 0 (it may well be alive).
 bool processGone(pid_t pid)
 {
-    return pid <= 0 || (kill(pid, 0) != 0 && errno == ESRCH);
+    return pid > 0 && kill(pid, 0) != 0 && errno == ESRCH;
 }
+
+namespace {
 
 constexpr char kDataProject = 'N';
 
@@ -63,37 +68,63 @@ void removeLeftovers()
 
 } // namespace
 
+// The creator of a live control segment (the pid the system records; the block's own record
+// when the system shows 0, as it does for a creator in another PID namespace), or 0 when the
+// segment is a leftover whose creator is gone.
+static pid_t liveCreator(int id, const shmid_ds &info)
+{
+    if (processGone(info.shm_cpid))
+        return 0;
+    if (info.shm_cpid > 0)
+        return info.shm_cpid;
+    pid_t recorded = -1;
+    if (void *block = shmat(id, nullptr, SHM_RDONLY); block != reinterpret_cast<void *>(-1)) {
+        recorded = static_cast<const ControlBlock *>(block)->creator_pid;
+        shmdt(block);
+    }
+    return recorded > 0 ? recorded : -1;
+}
+
+// Makes the control segment. One that exists already belongs to a live suite unless its creator
+// is gone: then it is refused (last error 1, nothing touched); a leftover is replaced. Of two
+// processes making it at once, exactly one succeeds (IPC_EXCL).
 int smAllocateControl()
 {
     trace("smAllocateControl");
     State &s = state();
     const std::string home = homeDirectory();
     s.last_error = kOk;
-    errno = 0;
     const key_t key = SG_key(home.c_str(), kControlProject);
-    int id = shmget(key, kControlBytes, IPC_CREAT | IPC_EXCL | 0660);
-    if (id < 0 && errno == EEXIST) {
-        // An existing block of ours is reused, unless a crashed suite left it: then the
-        // system would keep naming the dead process as its creator, so make it afresh.
-        id = shmget(key, kControlBytes, 0660);
+    int id = -1;
+    for (int attempt = 0; attempt < 3 && id < 0; ++attempt) {
+        errno = 0;
+        id = shmget(key, kControlBytes, IPC_CREAT | IPC_EXCL | 0660);
+        if (id >= 0 || errno != EEXIST)
+            break;
+        const int existing = shmget(key, 0, 0);
         shmid_ds old {};
-        if (id >= 0 && shmctl(id, IPC_STAT, &old) == 0 && old.shm_perm.uid == geteuid() &&
-            (old.shm_nattch == 0 || processGone(old.shm_cpid)) && shmctl(id, IPC_RMID, nullptr) == 0)
-            id = shmget(key, kControlBytes, IPC_CREAT | 0660);
+        if (existing < 0 || shmctl(existing, IPC_STAT, &old) != 0)
+            continue; // removed meanwhile: try again
+        if (!ownedByUs(existing, old)) {
+            s.last_error = kShmCallFailed;
+            return 1;
+        }
+        if (const pid_t owner = liveCreator(existing, old); owner != 0) {
+            std::fprintf(stderr, "smAllocateControl: the arena of this user belongs to the running process %d\n",
+                         static_cast<int>(owner));
+            s.last_error = kShmCallFailed;
+            return 1;
+        }
+        shmctl(existing, IPC_RMID, nullptr); // a crashed suite's leftover
     }
     if (id < 0) {
-        std::fprintf(stderr, "smAllocateControl: shmget failed\nError: %d %s\n\n", errno, std::strerror(errno));
-        s.last_error = kShmCallFailed;
-        return 1;
-    }
-    shmid_ds info {};
-    if (shmctl(id, IPC_STAT, &info) != 0 || !ownedByUs(id, info)) {
+        const int error = errno;
+        std::fprintf(stderr, "smAllocateControl: shmget failed\nError: %d %s\n\n", error, std::strerror(error));
         s.last_error = kShmCallFailed;
         return 1;
     }
     s.control_key = key;
     s.control_id = id;
-    smWriteCtlId();
     return 0;
 }
 
@@ -102,7 +133,9 @@ int smAttachControl(bool creating)
     trace("smAttachControl");
     State &s = state();
     s.last_error = kOk;
-    if (smGetCtlId() != kOk || s.control_id == -1)
+    // The creator attaches the segment it has just made; the id file is written afterwards, so
+    // no other process finds a control block that nobody holds yet.
+    if (!creating && (smGetCtlId() != kOk || s.control_id == -1))
         return 1;
 
     if (!creating) {
@@ -116,7 +149,7 @@ int smAttachControl(bool creating)
             s.control_id = -1; // never remove what belongs to someone else
             return 1;
         }
-        if (info.shm_nattch == 0 || processGone(info.shm_cpid)) {
+        if ((info.shm_nattch == 0 && liveCreator(s.control_id, info) <= 0) || processGone(info.shm_cpid)) {
             std::fprintf(stderr, "Existing shared memory segment appears invalid.\n");
             removeLeftovers();
             return 1;
@@ -137,3 +170,16 @@ int smAttachControl(bool creating)
 }
 
 } // namespace lx::sm
+
+extern "C" int SMArenaOwner(void)
+{
+    try {
+        const int id = shmget(SG_key(lx::sm::homeDirectory().c_str(), lx::sm::kControlProject), 0, 0);
+        shmid_ds info {};
+        if (id < 0 || shmctl(id, IPC_STAT, &info) != 0 || info.shm_perm.uid != geteuid())
+            return 0;
+        return lx::sm::liveCreator(id, info);
+    } catch (...) {
+        return 0;
+    }
+}

@@ -67,6 +67,8 @@ void removeIdFile();
 std::optional<int> parseCtlId(std::string_view text);
 
 int smAllocateControl();
+// True only when signal 0 reports that no process pid exists (pid 0 or less never counts as gone).
+bool processGone(pid_t pid);
 int smAttachControl(bool creating);
 
 // Login name of the real user id, for when USER or LOGNAME is unset.

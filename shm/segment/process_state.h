@@ -20,6 +20,7 @@ struct ProcessState {
     char *map_begin = nullptr;  // this process's mapping of the segment
     char *map_end = nullptr;
     heap::State *heap = nullptr;  // the heap state, when its allowance lies inside this mapping
+    void *creator_address = nullptr;  // where to attach when LX_SHMSTADDR is unset (the creator's start)
 };
 
 extern ProcessState g_process;

@@ -45,6 +45,8 @@ Environment read_environment(const char *caller) {
             std::fprintf(stderr, "%s: LX_SHMSTADDR \"%s\" is not a hexadecimal address; using %#lx\n", caller,
                          text, static_cast<unsigned long>(value));
         env.arena_addr = reinterpret_cast<void *>(value);
+    } else {
+        env.arena_addr = process().creator_address;
     }
     env.home = std::getenv("HOME");
     return env;
@@ -102,7 +104,7 @@ void judge_heap(const char *caller) {
         return;
     }
     char *brk = st->curSHMbrk;
-    uint64_t room = static_cast<uint64_t>(ps.map_end - first_break);
+    uint64_t room = ps.map_end > first_break ? static_cast<uint64_t>(ps.map_end - first_break) : 0;
     if (brk < first_break || static_cast<uint64_t>(brk - first_break) != st->used || st->used > st->limit ||
         st->limit > room) {
         std::fprintf(stderr,
@@ -122,19 +124,41 @@ struct OpenedFile {
     bool created = false;
 };
 
-OpenedFile open_file(const char *path, bool create) {
+// Why an arena file we opened must not be used (/tmp is shared with other users), or null.
+const char *distrust_file(int fd) {
+    struct stat st {};
+    if (fstat(fd, &st) != 0) return "it cannot be examined";
+    if (!S_ISREG(st.st_mode)) return "it is not a regular file";
+    if (st.st_uid != geteuid()) return "it belongs to another user";
+    if ((st.st_mode & (S_IWGRP | S_IWOTH)) != 0) return "it is writable by group or others";
+    return nullptr;
+}
+
+// A new file is made 0600 whatever the umask; an existing one is used only when it is a regular
+// file of ours that nobody else may write. A symbolic link is never followed.
+OpenedFile open_file(const char *path, bool create, const char *caller) {
     OpenedFile f;
+    const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     if (create) {
-        f.fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        f.fd = open(path, flags | O_CREAT | O_EXCL, 0600);
         if (f.fd >= 0) {
             f.created = true;
+            fchmod(f.fd, 0600);  // the umask may have taken bits away
             return f;
         }
         if (errno != EEXIST) return f;
-        f.fd = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    }
+    f.fd = open(path, flags);
+    if (f.fd < 0) {
+        if (errno == ELOOP) std::fprintf(stderr, "%s: refusing %s: it is a symbolic link\n", caller, path);
         return f;
     }
-    f.fd = open(path, O_RDWR | O_CLOEXEC);
+    if (const char *why = distrust_file(f.fd)) {
+        std::fprintf(stderr, "%s: refusing %s: %s\n", caller, path, why);
+        close(f.fd);
+        f.fd = -1;
+        errno = EPERM;
+    }
     return f;
 }
 
@@ -149,7 +173,7 @@ void *fail_file(const OpenedFile &f, const char *path) {
 void *create_file_segment(const char *path, uint64_t length, const Environment &env) {
     if (process().debug)
         std::printf("SG_create: Opening file %s as mmap region of %ld bytes\n", path, static_cast<long>(length));
-    OpenedFile f = open_file(path, true);
+    OpenedFile f = open_file(path, true, "SG_create");
     if (f.fd < 0) {
         std::printf("Couldn't open file for mmap: %s\n", std::strerror(errno));
         return nullptr;
@@ -201,8 +225,8 @@ void *create_system_segment(uint64_t length, const Environment &env) {
 ProcessState g_process;
 
 uint64_t mapping_length(uint64_t allowance) {
-    if (allowance > kMaxAllowance) return 0;
-    return page_round(kFirstBreakOffset + allowance, page_size());
+    if (allowance > kMaxAllowance || allowance < kMinAllowance) return 0;
+    return allowance + kPrefixSize;
 }
 
 }  // namespace lx::seg
@@ -227,8 +251,8 @@ extern "C" void *SG_create(const char *path, uint64_t size) {
         Environment env = read_environment("SG_create");
         uint64_t length = mapping_length(size);
         if (length == 0) {
-            std::fprintf(stderr, "SG_create: a heap of %" PRIu64 " bytes is larger than this system can map\n",
-                         size);
+            std::fprintf(stderr, "SG_create: a heap of %" PRIu64 " bytes cannot be mapped (%" PRIu64 " to 2^62)\n",
+                         size, kMinAllowance);
             return nullptr;
         }
         bool file = is_file_mode(path);
@@ -242,7 +266,7 @@ extern "C" void *SG_create(const char *path, uint64_t size) {
         header->header_size = kHeaderSize;
         remember_mapping(static_cast<char *>(start), length, file ? path : nullptr);
         auto *st = static_cast<lx::heap::State *>(GBLdl_p);
-        lx::heap::init(st, static_cast<char *>(GBLdl_p) + kBreakFromState, size);
+        lx::heap::init(st, static_cast<char *>(GBLdl_p) + kBreakFromState, usable_allowance(size, length));
         process().heap = st;
         if (process().debug)
             std::fprintf(stderr, "SG_create: GBLdl_p %p,  cuSHMbrk %p\n", GBLdl_p, static_cast<void *>(st->curSHMbrk));
@@ -258,8 +282,8 @@ extern "C" void *SG_attach(const char *path, uint64_t size) {
         Environment env = read_environment("SG_attach");
         uint64_t length = mapping_length(size);
         if (length == 0) {
-            std::fprintf(stderr, "SG_attach: a heap of %" PRIu64 " bytes is larger than this system can map\n",
-                         size);
+            std::fprintf(stderr, "SG_attach: a heap of %" PRIu64 " bytes cannot be mapped (%" PRIu64 " to 2^62)\n",
+                         size, kMinAllowance);
             return nullptr;
         }
         bool debug = process().debug;
@@ -268,7 +292,7 @@ extern "C" void *SG_attach(const char *path, uint64_t size) {
             if (debug)
                 std::printf("SG_attach: Attaching to file %s as mmap region of %ld bytes\n", path,
                             static_cast<long>(length));
-            OpenedFile f = open_file(path, false);
+            OpenedFile f = open_file(path, false, "SG_attach");
             if (f.fd < 0) {
                 std::printf("Couldn't open file for mmap: %s\n", std::strerror(errno));
                 return nullptr;

@@ -25,14 +25,21 @@ constexpr uint64_t kBreakFromState = kPrefixSize * kHeapStateSize;        // 4,8
 constexpr uint64_t kFirstBreakOffset = kHeapStateOffset + kBreakFromState;  // 4,823,616
 static_assert(kFirstBreakOffset == 4'823'616);
 
-// The described mapping (allowance + 2216 bytes) would end 4,821,400 bytes before the end of the
-// allowance. We keep the header words but map and size the segment so that the whole allowance,
-// counted from the first break, lies inside it.
+// The segment is exactly allowance + 2216 bytes, as every process expects. Since the first break
+// lies 4,823,616 bytes in, the heap may only use what is left of the mapping past it: its
+// allowance is clamped to that, so no block ever lies past the end of the mapping.
 constexpr uint64_t kMaxAllowance = (uint64_t{1} << 62);
+constexpr uint64_t kMinAllowance = kHeapStateOffset + kHeapStateSize - kPrefixSize;  // holds the heap state
 
 inline uint64_t page_round(uint64_t n, uint64_t page) { return (n + page - 1) / page * page; }
 
-// Bytes actually mapped for an allowance (rounded to whole pages); 0 when it would not fit.
+// Bytes mapped for an allowance: allowance + 2216; 0 when that is too small for the heap state or
+// too large to map.
 uint64_t mapping_length(uint64_t allowance);
+// How far the break may advance inside a mapping of that many bytes, at most the allowance.
+inline uint64_t usable_allowance(uint64_t allowance, uint64_t mapped) {
+    if (mapped <= kFirstBreakOffset) return 0;
+    return allowance < mapped - kFirstBreakOffset ? allowance : mapped - kFirstBreakOffset;
+}
 
 }  // namespace lx::seg

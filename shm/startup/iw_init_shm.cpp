@@ -38,7 +38,10 @@ constexpr uint64_t kMegabyte = 1048576;
 
 int failStartup(const char *what)
 {
-    std::perror(what);
+    if (errno != 0)
+        std::perror(what);
+    else
+        std::fprintf(stderr, "%s: failed\n", what);
     std::fputs(kStartupFailed, stderr);
     return -1;
 }
@@ -141,9 +144,10 @@ int initShm(int first, int second, int third, int fourth)
 {
     const int callerValues[4] = {std::max(first, 0), std::max(second, 0), std::clamp(third, 1, 1280),
                                  std::clamp(fourth, 1, 1024)};
-    if (!std::getenv("LX_SHMSTADDR"))
-        if (const char *address = GetSetting("LX_SHMSTADDR"))
-            setenv("LX_SHMSTADDR", address, 1);
+    if (!std::getenv("LX_SHMSTADDR")) {
+        const char *address = GetSetting("LX_SHMSTADDR");
+        setenv("LX_SHMSTADDR", address ? address : IW_DEFAULT_SHMSTADDR, 1);
+    }
     int fileMode = 0;
     if (FindSettingBool("OB_USE_SHM_FILE", &fileMode) != 1)
         fileMode = 0;
@@ -158,6 +162,10 @@ int initShm(int first, int second, int third, int fourth)
         IW_arena_ptr = nullptr;  // no arena: keep every IW call on its no-arena path
         return failStartup("SMCreateArena (IWInitSHM())");
     }
+    // This process now owns the user's arena: a semaphore left held by a crashed run would block
+    // every named-block operation, so the list starts with a fresh one.
+    IWOpenConfigSem();
+    IWRemoveConfigSem();
     auto *globals = static_cast<IWSharedGlobals *>(SMCalloc(&IW_arena, 1, sizeof(IWSharedGlobals)));
     if (!globals)
         return failStartup("SMCalloc (IWInitSHM())");

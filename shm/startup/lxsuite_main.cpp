@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -22,29 +21,28 @@ void printHelp()
         "  FIRST, SECOND  at least 0         (default %d %d)\n"
         "  THIRD          clamped to 1..1280 (default %d)\n"
         "  FOURTH         clamped to 1..1024 (default %d)\n"
-        "The arena is sized from the settings LX_SIZE (MB, default 2000), LX_SHMSTADDR,\n"
-        "OB_USE_SHM_FILE, LX_TMP, LX_WORKING_SET (default 1800), LX_WORKING_UNIT (default 100)\n"
-        "and LX_PGTHRESH (default 0), looked up in the environment and the settings files.\n"
+        "The arena is sized from the settings LX_SIZE (MB, default 2000), LX_SHMSTADDR (default\n"
+        "%s; other processes attach where the suite put it), OB_USE_SHM_FILE, LX_TMP,\n"
+        "LX_WORKING_SET (default 1800), LX_WORKING_UNIT (default 100) and LX_PGTHRESH (default 0),\n"
+        "looked up in the environment and the settings files.\n"
+        "One suite per user id: a second one names the running suite's process and stops.\n"
         "Exit status: 0 after a signal, 1 when the arena cannot be created or a suite already runs,\n"
         "2 on a usage error.\n",
-        kDefaults[0], kDefaults[1], kDefaults[2], kDefaults[3]);
+        kDefaults[0], kDefaults[1], kDefaults[2], kDefaults[3], IW_DEFAULT_SHMSTADDR);
 }
 
-// True when a live suite already owns the user's arena. Probed in a child, so that this process
-// holds no arena state before it creates its own; a crashed suite's leftovers are cleaned there.
-bool suiteAlreadyRunning()
+// One suite per user id: names the live suite that holds the arena. False when there is none.
+bool refuseBesideLiveSuite()
 {
-    const pid_t child = fork();
-    if (child < 0)
+    const int owner = SMArenaOwner();
+    if (owner == 0 || owner == static_cast<int>(getpid()))
         return false;
-    if (child == 0) {
-        SMArena probe{};
-        _exit(SMAttachToArena(&probe) == 0 ? 0 : 1);
-    }
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0) {
-    }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (owner > 0)
+        std::fprintf(stderr, "lxsuite: a suite is already running for this user (process %d); stop it first\n", owner);
+    else
+        std::fputs("lxsuite: a suite is already running for this user (in another PID namespace); stop it first\n",
+                   stderr);
+    return true;
 }
 
 bool parseValues(int argc, char **argv, int (&values)[4])
@@ -83,19 +81,18 @@ int main(int argc, char **argv)
     sigaddset(&stopSignals, SIGTERM);
     sigprocmask(SIG_BLOCK, &stopSignals, nullptr);
 
-    if (suiteAlreadyRunning()) {
-        std::fputs("lxsuite: a suite is already running for this user\n", stderr);
+    if (refuseBesideLiveSuite())
+        return 1;
+    if (IWInitSHM(values[0], values[1], values[2], values[3]) == -1) {
+        refuseBesideLiveSuite(); // another suite that started at the same moment won
         return 1;
     }
-    // A semaphore left held by a crashed run would block every named-block operation.
-    IWOpenConfigSem();
-    IWRemoveConfigSem();
-    if (IWInitSHM(values[0], values[1], values[2], values[3]) == -1)
+    if (!IWOpenConfigSem()) { // its message names the semaphore and its file
+        std::fputs("lxsuite: the named-block list cannot be guarded; remove the semaphore file named above\n"
+                   "(as its owner or as root, e.g. with rm) and start lxsuite again\n", stderr);
+        IWStop();
         return 1;
-    if (!std::getenv("LX_SHMSTADDR"))
-        std::fputs("lxsuite: warning: LX_SHMSTADDR is not set, so other processes may map the arena at\n"
-                   "another address and cannot use it; set it (e.g. 0x600000000000) for every process\n",
-                   stderr);
+    }
     std::puts("ready");
     std::fflush(stdout);
 

@@ -12,7 +12,7 @@ inline constexpr const char *kStartupFailed = "ERROR-IWStart: Unable to create s
     "the system defined shared memory cap.\n\n"                                                   \
     "Requested size: %lu bytes\nSystem cap    : %lu bytes\n\n"
 
-inline constexpr const char *kListsFailed = "IWInitLists: Error allocating IWL lists.\n";
+inline constexpr const char *kListsFailed = "IWInitLists: Error allocating IWL lists.";
 #define LX_FOCUS_SEM_FAILED "Could not create focus semaphore. (%s)\n"
 #define LX_LOCK_SEM_FAILED "Could not create lock semaphore. (%s)\n"
 

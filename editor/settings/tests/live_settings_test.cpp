@@ -5,16 +5,13 @@
 #include <csignal>
 #include <fcntl.h>
 #include <memory>
+#include <regex>
+#include <sstream>
 #include <semaphore.h>
+#include <unistd.h>
 
 using lxtest::Background;
 using lxtest::Result;
-
-namespace {
-
-const std::string kAddress = "LX_SHMSTADDR=0x600000000000";
-
-}  // namespace
 
 class LiveSettings : public SettingsFiles {
 protected:
@@ -22,7 +19,8 @@ protected:
 
     lxtest::Env suiteEnv(lxtest::Env extra = {}) const
     {
-        extra.insert(extra.end(), {kAddress, "LX_SIZE=64", "LOGNAME=" + lxtest::userName()});
+        // No LX_SHMSTADDR: the suite uses its default address and the others attach where it is.
+        extra.insert(extra.begin(), {"LX_SIZE=64", "LOGNAME=" + lxtest::userName()});
         return env(extra);
     }
 
@@ -65,6 +63,38 @@ TEST_F(LiveSettings, ValueSetInOneProcessIsSeenByAnother)
     lxsetting({"set", "LX_DATA_DIR", "/data/two"});
     EXPECT_EQ(lxsetting({"get", "LX_DATA_DIR"}).out, "/data/two\n");
     EXPECT_EQ(lxsetting({"get", "LUMARIX_BASE_VERSION"}).out.rfind("Lumarix ", 0), 0u);
+}
+
+// Eight processes replacing five shared names at once: each replacement is one step under the
+// semaphore, so the heap stays whole and every name holds one value some writer wrote.
+TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
+{
+    writeSystemFile("");
+    startSuite();
+    std::vector<std::unique_ptr<Background>> writers;
+    for (int w = 0; w < 8; ++w)
+        writers.push_back(std::make_unique<Background>(
+            std::vector<std::string>{SETTINGS_HELPER_PATH, "attach", "hammer", "2000", "w" + std::to_string(w)},
+            suiteEnv()));
+    lxtest::writeFile(home / "go", "");  // all at once
+    for (auto &writer : writers) {
+        EXPECT_EQ(writer->wait(), 0) << writer->errors();
+        EXPECT_EQ(writer->errors(), "");
+    }
+    const Result after = liveHelper({"heapcheck", "get", "LX_HAMMER_0", "get", "LX_HAMMER_1", "get", "LX_HAMMER_2",
+                                     "get", "LX_HAMMER_3", "get", "LX_HAMMER_4"});
+    ASSERT_EQ(after.out.substr(0, 26), "attach 1\nheapcheck ok\nget ") << after.out << after.err;
+    const std::regex whole("get LX_HAMMER_([0-4]) w[0-7]:([0-9]+):(x+)");
+    std::istringstream lines(after.out.substr(after.out.find("get ")));
+    std::string line;
+    int names = 0;
+    for (std::smatch m; std::getline(lines, line); ++names) {
+        ASSERT_TRUE(std::regex_match(line, m, whole)) << line;
+        const int n = std::stoi(m[2]);
+        EXPECT_EQ(n % 5, std::stoi(m[1])) << line;
+        EXPECT_EQ(m[3].length(), static_cast<size_t>(n % 97 + 1)) << line;
+    }
+    EXPECT_EQ(names, 5);
 }
 
 TEST_F(LiveSettings, SharedBlockBeatsEveryOtherSource)
@@ -111,21 +141,65 @@ TEST_F(LiveSettings, ArenaIsGoneAfterTheSuiteStops)
     EXPECT_FALSE(lxtest::exists("/tmp/" + lxtest::userName() + ".api_shmid"));
 }
 
-TEST_F(LiveSettings, SecondSuiteIsRefused)
+// One suite per user id, whatever USER or LX_SHMSTADDR say: the second names the first and stops
+// without touching its arena.
+TEST_F(LiveSettings, SecondSuiteIsRefusedAndNamesTheFirst)
 {
     startSuite();
-    const Result second = lxtest::run({LXSUITE_PATH}, suiteEnv());
-    EXPECT_EQ(second.status, 1);
-    EXPECT_NE(second.err.find("already running"), std::string::npos);
-    EXPECT_EQ(lxsetting({"set", "A", "still-works"}).status, 0);
-    EXPECT_EQ(lxsetting({"get", "A"}).out, "still-works\n");
+    EXPECT_EQ(lxsetting({"set", "A", "kept"}).status, 0);
+    for (const lxtest::Env &other : {lxtest::Env{}, lxtest::Env{"USER=lxsomeoneelse", "LOGNAME=lxsomeoneelse"},
+                                     lxtest::Env{"LX_SHMSTADDR=0x510000000000"}}) {
+        const Result second = lxtest::run({LXSUITE_PATH}, suiteEnv(other));
+        EXPECT_EQ(second.status, 1);
+        EXPECT_EQ(second.out, "");
+        EXPECT_NE(second.err.find("already running for this user (process " + std::to_string(suite->pid()) + ")"),
+                  std::string::npos) << second.err;
+    }
+    EXPECT_EQ(lxsetting({"get", "A"}).out, "kept\n");
+    EXPECT_FALSE(lxtest::exists("/tmp/lxsomeoneelse.api_shmid"));
+}
+
+TEST_F(LiveSettings, OfTwoSuitesStartedAtOnceExactlyOneWins)
+{
+    for (int round = 0; round < 20; ++round) {
+        Background a({LXSUITE_PATH}, suiteEnv()), b({LXSUITE_PATH}, suiteEnv());
+        const bool aWon = a.line() == "ready", bWon = b.line() == "ready";
+        ASSERT_NE(aWon, bWon) << "round " << round << ": " << a.errors() << b.errors();
+        Background &winner = aWon ? a : b, &loser = aWon ? b : a;
+        EXPECT_EQ(loser.wait(), 1);
+        EXPECT_NE(loser.errors().find("already running"), std::string::npos) << loser.errors();
+        EXPECT_EQ(lxsetting({"set", "A", "one"}).status, 0);
+        winner.signal(SIGTERM);
+        ASSERT_EQ(winner.wait(), 0) << winner.errors();
+    }
+}
+
+TEST_F(LiveSettings, SemaphoreOfAnotherUserStopsTheSuiteWithHowToRemoveIt)
+{
+    const std::string name = "/IWConfigSem_" + lxtest::userName();
+    sem_unlink(name.c_str());
+    sem_t *planted = sem_open(name.c_str(), O_CREAT, 0644, 1);
+    ASSERT_NE(planted, SEM_FAILED);
+    sem_close(planted);
+    ASSERT_EQ(chown(("/dev/shm/sem." + name.substr(1)).c_str(), 65534, 65534), 0);
+    const Result suiteRun = lxtest::run({LXSUITE_PATH}, suiteEnv());
+    EXPECT_EQ(suiteRun.status, 1);
+    EXPECT_NE(suiteRun.err.find("remove the semaphore file named above"), std::string::npos) << suiteRun.err;
+    EXPECT_NE(suiteRun.err.find("/dev/shm/sem.IWConfigSem_"), std::string::npos) << suiteRun.err;
+    EXPECT_EQ(lxtest::run({LXSUITE_PATH}, suiteEnv()).status, 1) << "refused, not removed";
+    sem_unlink(name.c_str());
+}
+
+TEST_F(LiveSettings, HelpNamesTheDefaultAddress)
+{
+    EXPECT_NE(lxtest::run({LXSUITE_PATH, "--help"}).out.find("LX_SHMSTADDR (default\n0x500000000000;"), std::string::npos);
 }
 
 TEST_F(LiveSettings, HeldSemaphoreOfACrashedRunIsNotInherited)
 {
     const std::string name = "/IWConfigSem_" + lxtest::userName();
     sem_unlink(name.c_str());
-    sem_t *held = sem_open(name.c_str(), O_CREAT, 0644, 0);  // as left by a run killed while holding it
+    sem_t *held = sem_open(name.c_str(), O_CREAT, 0600, 0);  // as left by a run killed while holding it
     ASSERT_NE(held, SEM_FAILED);
     sem_close(held);
     startSuite();

@@ -48,11 +48,16 @@ TEST_F(LookupOrder, SystemFileFolderComesFromCachedBaseBeforeEnvironment)
     EXPECT_EQ(helper({"get", "COLOR"}).out, "get COLOR from-env-base\n");
 }
 
-TEST_F(LookupOrder, MissingSystemFileIsReportedAndTheSettingIsUnset)
+TEST_F(LookupOrder, MissingSystemFileIsReportedOncePerPathAndTheSettingIsUnset)
 {
-    const Result result = helper({"get", "COLOR"}, {"LX_BASE=" + base.path() + "/absent"});
-    EXPECT_EQ(result.out, "get COLOR (none)\n");
-    EXPECT_EQ(result.err, "Unable to find LX configuration file: " + base.path() + "/absent/config/system.lxrc\n");
+    const std::string other = base.path() + "/other";
+    const Result result = helper({"get", "COLOR", "get", "SHAPE", "get", "COLOR", "cache", "LX_BASE", other, "get",
+                                  "SIZE", "get", "DEPTH"},
+                                 {"LX_BASE=" + base.path() + "/absent"});
+    EXPECT_EQ(result.out, "get COLOR (none)\nget SHAPE (none)\nget COLOR (none)\nget SIZE (none)\nget DEPTH (none)\n");
+    EXPECT_EQ(result.err, "Unable to find LX configuration file: " + base.path() +
+                              "/absent/config/system.lxrc\nUnable to find LX configuration file: " + other +
+                              "/config/system.lxrc\n");
 }
 
 TEST_F(LookupOrder, BaseDirectoryHasADefault)

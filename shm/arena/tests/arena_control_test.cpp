@@ -4,6 +4,7 @@
 
 #include "lumarix/shm.h"
 
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <sys/shm.h>
@@ -145,30 +146,88 @@ TEST_F(ArenaLifecycle, OnlyTheCreatorMayRemoveTheArena)
     EXPECT_EQ(creator.finish(), 0);
 }
 
-TEST_F(ArenaLifecycle, SyncByteIsSharedThroughTheControlBlock)
+// One arena per user id: a second creator is refused whatever USER says, and names the first.
+TEST_F(ArenaLifecycle, SecondCreatorIsRefusedWhateverItsUserAndTouchesNothing)
 {
-    Helper creator({kCreate, "sync-get", "wait", "sync-get", "exit"});
+    Helper creator({kCreate, "put:alpha:one", "wait", "exit"});
+    ASSERT_EQ(field(creator.line(), 1), "0");
     creator.line();
     creator.line();
-    EXPECT_EQ(creator.line(), "sync-get 1");
+    const int control = controlSegment();
 
-    Helper other({"attach", "sync-get", "sync:7", "realloc-null"});
-    EXPECT_EQ(other.line(), "attach 0");
-    other.line();
-    EXPECT_EQ(other.line(), "sync-get 1");
-    EXPECT_EQ(other.line(), "sync 7");
-    EXPECT_EQ(other.line(), "realloc-null null");
+    Helper second({kCreate, "exit"}, {"USER=lxsomeoneelse", "LOGNAME=lxsomeoneelse"});
+    EXPECT_EQ(second.line(), "create 1 null");
+    second.finish();
+    EXPECT_NE(second.errors().find("belongs to the running process " + std::to_string(creator.pid())),
+              std::string::npos) << second.errors();
+    EXPECT_FALSE(exists("/tmp/lxsomeoneelse.api_shmid"));
+    EXPECT_EQ(controlSegment(), control);
+    Helper reader({"attach", "get:alpha"});
+    EXPECT_EQ(reader.line(), "attach 0");
+    reader.line();
+    EXPECT_EQ(field(reader.line(), 3), "one");
     creator.send("go\n");
-    EXPECT_EQ(creator.line(), "sync-get 7");
+    EXPECT_EQ(creator.line(), "exit 0");
 }
 
-TEST_F(ArenaLifecycle, SecondCreateInOneProcessIsRefusedAndClearsTheHandle)
+// Who may remove the arena is what the control block records, not what a process remembers.
+TEST_F(ArenaLifecycle, CreatorCheckReadsTheControlBlock)
 {
-    Helper creator({kCreate, kCreate, "exit"});
-    EXPECT_EQ(field(creator.line(), 1), "0");
+    Helper creator({kCreate, "wait", "exit"});
+    ASSERT_EQ(field(creator.line(), 1), "0");
     creator.line();
-    EXPECT_EQ(creator.line(), "create 1 null");
-    EXPECT_EQ(creator.finish(), 0);
+    Helper heir({"attach", "wait", "exit"});
+    ASSERT_EQ(heir.line(), "attach 0");
+    heir.line();
+    void *block = shmat(controlSegment(), nullptr, 0);
+    ASSERT_NE(block, reinterpret_cast<void *>(-1));
+    const int32_t pid = heir.pid();
+    std::memcpy(static_cast<char *>(block) + 4100, &pid, sizeof pid);
+    shmdt(block);
+
+    heir.send("go\n");
+    EXPECT_EQ(heir.line(), "exit 0");
+    EXPECT_EQ(controlSegment(), -1);
+    creator.send("go\n");
+    EXPECT_EQ(creator.line(), "exit 4");
+}
+
+// In a child PID namespace the creator's pid reads as 0: that is no proof that it is gone.
+TEST_F(ArenaLifecycle, AttacherThatCannotSeeTheCreatorKeepsTheArena)
+{
+    if (std::system("unshare --pid --fork true 2>/dev/null") != 0)
+        GTEST_SKIP() << "no PID namespace can be made here";
+    Helper creator({kCreate, "put:alpha:one", "wait", "exit"});
+    ASSERT_EQ(field(creator.line(), 1), "0");
+    creator.line();
+    creator.line();
+    Helper outsider({"attach", "get:alpha"}, {}, {"unshare", "--pid", "--fork"});
+    EXPECT_EQ(outsider.line(), "attach 0") << outsider.errors();
+    outsider.line();
+    EXPECT_EQ(field(outsider.line(), 3), "one");
+    EXPECT_EQ(outsider.finish(), 0);
+    EXPECT_EQ(outsider.errors(), "");
+    EXPECT_NE(controlSegment(), -1);
+    creator.send("go\n");
+    EXPECT_EQ(creator.line(), "exit 0");
+}
+
+// Messages give the real reason: none for a create that worked over an existing file of ours,
+// and never "Success" for one that failed.
+TEST_F(ArenaLifecycle, CreateReportsOnlyRealFailuresWithTheirReason)
+{
+    const std::string file = "/tmp/arena-test-" + std::to_string(getpid()) + ".map";
+    std::ofstream(file) << "old";
+    chmod(file.c_str(), 0600);
+    Helper reused({std::string(kCreate) + ":" + file, "exit"});
+    EXPECT_EQ(field(reused.line(), 1), "0");
+    reused.finish();
+    EXPECT_EQ(reused.errors(), "");
+    Helper tiny({"create:100", "exit"});
+    EXPECT_EQ(tiny.line(), "create 0 null");
+    tiny.finish();
+    EXPECT_NE(tiny.errors().find("cannot be mapped"), std::string::npos) << tiny.errors();
+    EXPECT_EQ(tiny.errors().find("Success"), std::string::npos) << tiny.errors();
 }
 
 TEST_F(ArenaLifecycle, FileArenaIsSharedAndItsFileRemovedOnExit)
@@ -190,18 +249,6 @@ TEST_F(ArenaLifecycle, FileArenaIsSharedAndItsFileRemovedOnExit)
     creator.finish();
     EXPECT_FALSE(exists(file));
     unlink(file.c_str());
-}
-
-TEST_F(ArenaLifecycle, TraceNamesEveryOperationAndTheProcess)
-{
-    Helper creator({"trace", kCreate, "exit"});
-    creator.finish();
-    const std::string pid = std::to_string(creator.pid());
-    for (const char *operation : {"SMCreateArena", "smAllocateControl", "smWriteCtlId", "smAttachControl",
-                                  "smGetCtlId", "SMExit", "SMDestroyArena"})
-        EXPECT_NE(creator.errors().find(std::string("sm-lib : ") + operation + ", pid=" + pid + "\n"),
-                  std::string::npos)
-            << operation;
 }
 
 TEST_F(ArenaLifecycle, NamesFollowUserAndLognameElseTheLoginName)
@@ -295,6 +342,61 @@ TEST_F(TmpAttacks, ControlSegmentOfAnotherUserIsNotUsedOrRemoved)
     expectRefused("belongs to user id 65534");
     EXPECT_EQ(controlSegment(), planted);
     EXPECT_TRUE(exists(idFile()));
+}
+
+// The arena file is made 0600 whatever the umask; a planted one, a link or one others may write
+// is refused with the reason and left alone.
+TEST_F(TmpAttacks, ArenaFileIsOursAloneOrRefused)
+{
+    const std::string file = "/tmp/arena-test-" + std::to_string(getpid()) + ".map";
+    const mode_t mask = umask(0);
+    {
+        Helper creator({std::string(kCreate) + ":" + file, "wait", "exit"});
+        ASSERT_EQ(field(creator.line(), 1), "0");
+        struct stat st {};
+        EXPECT_EQ(stat(file.c_str(), &st), 0);
+        EXPECT_EQ(st.st_mode & 0777, 0600u);
+        creator.send("go\n");
+    }
+    umask(mask);
+    const std::string nobody = "setpriv --reuid=nobody --regid=nogroup --clear-groups ";
+    const struct {
+        std::string plant, why;
+    } cases[] = {{nobody + "touch " + file, "it belongs to another user"},
+                 {nobody + "ln -s /etc/hostname " + file, "it is a symbolic link"},
+                 {"touch " + file + " && chmod 666 " + file, "it is writable by group or others"}};
+    for (const auto &c : cases) {
+        unlink(file.c_str());
+        ASSERT_EQ(std::system(c.plant.c_str()), 0) << c.plant;
+        Helper creator({std::string(kCreate) + ":" + file, "exit"});
+        EXPECT_EQ(creator.read_line_starting("create"), "create 0 null") << c.plant;
+        creator.finish();
+        EXPECT_NE(creator.errors().find("SG_create: refusing " + file + ": " + c.why), std::string::npos)
+            << creator.errors();
+        EXPECT_TRUE(exists(file));
+    }
+    unlink(file.c_str());
+}
+
+// A semaphore planted under our name by another user is refused with one message naming it.
+TEST_F(TmpAttacks, SemaphoreOfAnotherUserIsRefusedOnceAndOursIsPrivate)
+{
+    Helper first({kCreate, "put:a:1", "exit"});
+    first.finish();
+    const std::string file = "/dev/shm/sem." + semaphoreName().substr(1);
+    struct stat st {};
+    ASSERT_EQ(stat(file.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+
+    ASSERT_EQ(chown(file.c_str(), 65534, 65534), 0);
+    Helper victim({kCreate, "put:a:1", "put:b:2", "get:a", "free:a", "exit"});
+    victim.finish();
+    const std::string errors = victim.errors();
+    const std::string message = "Config Protection Semaphore " + semaphoreName() + " (" + file;
+    EXPECT_NE(errors.find(message), std::string::npos) << errors;
+    EXPECT_EQ(errors.find(message), errors.rfind(message)) << errors;
+    EXPECT_NE(errors.find("it belongs to another user"), std::string::npos) << errors;
+    EXPECT_EQ(errors.find("could not be acquired"), std::string::npos) << errors;
 }
 
 TEST_F(TmpAttacks, IdFileThatIsNoFileOrHoldsNoIdIsRefused)

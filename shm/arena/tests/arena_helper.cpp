@@ -1,7 +1,7 @@
 // A small suite process for the arena tests. It runs the commands given as arguments in order
 // and prints one line per result on standard output, e.g.
 //   arena_helper create:16777216 put:alpha:one wait exit
-// Commands: create:SIZE[:PATH] attach detach destroy exit trace sync-get sync:STATE realloc-null
+// Commands: create:SIZE[:PATH] attach detach destroy exit
 //   put:NAME:VALUE put-null:VALUE put-count:COUNT:SIZE:NAME get:NAME free:NAME free-addr:HEX free-unlisted
 //   wait hold-sem check census dump stress:SEED:OPS
 #include "lumarix/shm.h"
@@ -180,14 +180,6 @@ int run(const std::string &command)
     } else if (verb == "exit") {
         SMExit(&IW_arena, 1);
         say("exit " + std::to_string(SMGetError()));
-    } else if (verb == "sync-get") {
-        say("sync-get " + std::to_string(SMGetSyncState()));
-    } else if (verb == "sync") {
-        say("sync " + std::to_string(SMSetSyncState(std::atoi(argument.c_str()))));
-    } else if (verb == "realloc-null") {
-        say("realloc-null " + pointer(SMRealloc(&IW_arena, nullptr, 64)));
-    } else if (verb == "trace") {
-        SMSetTrace(1);
     } else if (verb == "put" || verb == "put-null") {
         const auto a = split(argument, ':', 2);
         const std::string value = verb == "put" ? (a.size() > 1 ? a[1] : "") : argument;

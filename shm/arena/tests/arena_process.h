@@ -3,35 +3,30 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <csignal>
 #include <string>
-#include <sys/types.h>
 #include <vector>
+
+#include "child_process.h"
 
 namespace arena_test {
 
-// One arena_helper process; stdout is read line by line,
-// stderr is collected in a file. The destructor kills a process still running.
-class Helper {
+// One arena_helper process running the given commands. extra_env: "NAME=value" sets, a bare
+// "NAME" unsets; wrapper: a command that runs the helper (e.g. unshare --pid --fork). A helper
+// still running at destruction gets end of input, so a waiting one goes on to its last command.
+class Helper : public lx::test::Child {
 public:
-    explicit Helper(const std::vector<std::string> &commands, const std::vector<std::string> &extra_env = {});
-    ~Helper();
-    Helper(const Helper &) = delete;
-    Helper &operator=(const Helper &) = delete;
-
-    std::string line(std::chrono::seconds timeout = std::chrono::seconds(20)); // "" at the end
-    void send(const std::string &text);
-    int finish(std::chrono::seconds timeout = std::chrono::seconds(60)); // exit status; output drained
-    std::string output() const { return out_; }  // everything read from stdout so far
-    std::string errors() const;
-    pid_t pid() const { return pid_; }
-    void kill(int signal);
+    explicit Helper(const std::vector<std::string> &commands, const std::vector<std::string> &extra_env = {},
+                    const std::vector<std::string> &wrapper = {});
+    std::string line() { return read_line_starting(""); } // "" at the end
+    void send(const std::string &text) { send_line(text.substr(0, text.find('\n'))); }
+    int finish(); // exit status (-1 after a signal); output and errors are kept
+    void kill(int signal) { ::kill(pid(), signal); }
+    const std::string &output() const { return result_.out; }
+    const std::string &errors() const { return result_.err; }
 
 private:
-    pid_t pid_ = -1;
-    int out_fd_ = -1, in_fd_ = -1;
-    std::string buffer_, out_, err_path_;
-    int status_ = -1;
+    lx::test::ChildResult result_;
 };
 
 std::string userName();

@@ -1,4 +1,6 @@
-/* The public header used from C: a file-backed segment, a few allocations, the checker. */
+/* The public header used from C (built as C99 and C11, -pedantic): a file-backed segment, a few
+ * allocations, the checker. */
+#define _DEFAULT_SOURCE 1 /* mkstemp, unsetenv */
 #include <lumarix/shm.h>
 
 #include <stdio.h>
@@ -22,7 +24,7 @@ int main(void) {
     close(fd);
     unsetenv("LX_SHMSTADDR");
 
-    void *start = SG_create(path, 1 << 20);
+    void *start = SG_create(path, 8 << 20);
     EXPECT(start != NULL);
     if (start == NULL) return 1;
     EXPECT(GBLdl_p == (char *)start + 1600);

@@ -39,6 +39,7 @@ Child::Child(const std::vector<std::string> &args, const ChildOptions &options) 
         execvp(argv[0], argv.data());
         _exit(127);
     }
+    started_ = pid_;
     close(in[0]);
     close(out[1]);
     close(err[1]);

@@ -35,9 +35,10 @@ public:
     void send_line(const std::string &line);
     // Closes standard input, reads the rest of both outputs and waits for the child.
     ChildResult finish();
+    pid_t pid() const { return started_; }
 
 private:
-    pid_t pid_ = -1;
+    pid_t pid_ = -1, started_ = -1;
     int in_ = -1, out_ = -1, err_ = -1;
     std::string out_seen_, out_pending_;
 };

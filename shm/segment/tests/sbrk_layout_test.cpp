@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 
 #include "segment_test_support.h"
 
@@ -32,52 +33,51 @@ protected:
     uint64_t allowance_ = 0;
 };
 
-TEST_F(Break, LayoutIsTheSameForEveryProcess) {
-    open_segment(1 << 20);
+// The segment is exactly allowance + 2216 bytes; the break starts 4,823,616 bytes in, so the heap
+// may use only the allowance less 4,821,400 bytes: nothing it hands out lies past the mapping.
+constexpr uint64_t kAllowance = 8 << 20;
+constexpr uint64_t kUsable = kAllowance - (kFirstBreak - 2216);
+
+TEST_F(Break, LayoutIsTheSameForEveryProcessAndTheFileHoldsExactlyTheSegment) {
+    open_segment(kAllowance);
     uint64_t words[4];
     std::memcpy(words, start_, sizeof words);
-    EXPECT_EQ(words[0], (1u << 20) + 2216);
-    EXPECT_EQ(words[1], 1u << 20);
+    EXPECT_EQ(words[0], kAllowance + 2216);
+    EXPECT_EQ(words[1], kAllowance);
     EXPECT_EQ(words[2], 2216u);
     EXPECT_EQ(words[3], 40u);
+    EXPECT_EQ(std::filesystem::file_size(dir_.file("segment.map")), kAllowance + 2216);
     EXPECT_EQ(GBLdl_p, start_ + 1600);
     // The heap state ends with the break, the bytes used and the limit.
     uint64_t tail[3];
     std::memcpy(tail, start_ + 1600 + 2176 - 24, sizeof tail);
     EXPECT_EQ(tail[0], reinterpret_cast<uint64_t>(first_break()));
     EXPECT_EQ(tail[1], 0u);
-    EXPECT_EQ(tail[2], 1u << 20);
-    EXPECT_EQ(SHMsbrk(0), first_break());
-}
-
-TEST_F(Break, ZeroIncrementReturnsTheBreakUnchanged) {
-    open_segment(1 << 20);
-    EXPECT_EQ(SHMsbrk(0), first_break());
+    EXPECT_EQ(tail[2], kUsable);
     EXPECT_EQ(SHMsbrk(0), first_break());
     EXPECT_EQ(SHMsbrk(1), first_break());
     EXPECT_EQ(SHMsbrk(0), first_break() + 8) << "increments are rounded up to 8 bytes";
 }
 
-TEST_F(Break, ExactlyTheLimitIsAllowedAndLiesInsideTheMapping) {
-    open_segment(1 << 20);
-    EXPECT_EQ(SHMsbrk(1 << 20), first_break());
+TEST_F(Break, TheLimitEndsAtTheEndOfTheMapping) {
+    open_segment(kAllowance);
+    EXPECT_EQ(SHMsbrk(kUsable + 1), kRefused);
+    EXPECT_EQ(SHMsbrk(0), first_break()) << "a refused request leaves the break alone";
+    EXPECT_EQ(SHMsbrk(kUsable - 8), first_break());
+    EXPECT_EQ(SHMsbrk(9), kRefused) << "9 rounds up to 16, past the limit";
+    EXPECT_NE(SHMsbrk(8), kRefused);
     EXPECT_EQ(SHMsbrk(1), kRefused);
-    EXPECT_EQ(SHMsbrk(0), first_break() + (1 << 20));
-    // The last byte of the allowance is ordinary memory of the segment.
-    char *last = first_break() + (1 << 20) - 1;
-    ASSERT_TRUE(is_mapped(last));
+    char *last = first_break() + kUsable - 1;
+    ASSERT_EQ(last, start_ + kAllowance + 2216 - 1);
     *last = 'z';
     EXPECT_EQ(*last, 'z');
 }
 
-TEST_F(Break, OneBytePastTheLimitIsRefused) {
+TEST_F(Break, AnAllowanceShorterThanTheFirstBreakLeavesTheHeapNothing) {
     open_segment(1 << 20);
-    EXPECT_EQ(SHMsbrk((1 << 20) + 1), kRefused);
-    EXPECT_EQ(SHMsbrk(0), first_break()) << "a refused request leaves the break alone";
-    EXPECT_EQ(SHMsbrk((1 << 20) - 8), first_break());
-    EXPECT_EQ(SHMsbrk(9), kRefused) << "9 rounds up to 16, past the limit";
-    EXPECT_NE(SHMsbrk(8), kRefused);
-    EXPECT_EQ(SHMsbrk(1), kRefused);
+    EXPECT_EQ(SHMsbrk(0), first_break());
+    EXPECT_EQ(SHMsbrk(8), kRefused);
+    EXPECT_EQ(SG_malloc(nullptr, 1), nullptr);
 }
 
 TEST_F(Break, NegativeAndOverlongIncrementsAreRefused) {
@@ -106,7 +106,7 @@ TEST_F(Break, HeapOverFourGigabytesGrowsPastOneIncrement) {
 }
 
 TEST_F(Break, HeapStepsOverMemoryOthersTookFromTheBreak) {
-    open_segment(4 << 20);
+    open_segment(kAllowance);
     void *a = SG_malloc(nullptr, 100);
     ASSERT_NE(a, nullptr);
     auto *foreign = static_cast<char *>(SHMsbrk(24));  // leaves the break off the 16-byte grid
@@ -154,7 +154,7 @@ TEST(CreateTrace, NamesTheFileTheStateAndTheFirstBreak) {
     o.env.emplace_back("LX_SHMSTADDR", kAddressText);
     ChildResult r = run({kHelper, "create", path, "1048576", "detach"}, o);
     ASSERT_EQ(r.exit_code, 0) << r.out << r.err;
-    uint64_t length = (kFirstBreak + 1048576 + 4095) / 4096 * 4096;
+    uint64_t length = 1048576 + 2216;
     EXPECT_EQ(r.out, "SG_create: Opening file " + path + " as mmap region of " + std::to_string(length) +
                          " bytes\nstart " + hex(address(kAddress)) + "\n");
     EXPECT_EQ(r.err, "SG_create: GBLdl_p " + hex(address(kAddress + 1600)) + ",  cuSHMbrk " +

@@ -20,6 +20,8 @@ inline const std::string kHelper = SEGMENT_HELPER_PATH;
 constexpr uintptr_t kAddress = 0x500000000000;
 inline const std::string kAddressText = "500000000000";
 constexpr uint64_t kFirstBreak = 4'823'616;
+// The heap can use the allowance less this: the segment is allowance + 2216 bytes long.
+constexpr uint64_t kBreakShortfall = kFirstBreak - 2216;
 
 inline void *address(uintptr_t a) { return reinterpret_cast<void *>(a); }
 

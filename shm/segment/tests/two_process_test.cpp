@@ -177,27 +177,5 @@ TEST_F(TwoProcesses, AttachAtAnAddressAlreadyTakenFails) {
     EXPECT_TRUE(SG_heap_check(reason, sizeof reason)) << reason;
 }
 
-TEST_F(TwoProcesses, DebugTracesNameEachStep) {
-    char *mine = write_block("x");
-    ChildResult r = run_helper({"attach", where(), std::to_string(kSize), "malloc", "100", "free", hex(mine),
-                                "sbrk", "0"},
-                               with_env("DEBUG_SG", ""));
-    ASSERT_EQ(r.exit_code, 0) << r.out << r.err;
-    char key[32];
-    std::snprintf(key, sizeof key, "0x%x", static_cast<unsigned>(SG_key(nullptr, 'N')));
-    uint64_t length = (kFirstBreak + kSize + 4095) / 4096 * 4096;
-    std::string expected_out =
-        kFileMode ? "SG_attach: Attaching to file " + path_ + " as mmap region of " + std::to_string(length) + " bytes\n"
-                  : "SG_attach: Attaching shared memory region of " + std::to_string(length) + " bytes\n" +
-                        "SG_attach: Key is " + key + "\n";
-    EXPECT_EQ(r.out.rfind(expected_out, 0), 0u) << r.out;
-    std::string state = hex(static_cast<char *>(start_) + 1600);
-    std::smatch m;
-    EXPECT_TRUE(std::regex_search(r.err, m, std::regex("SHMsbrk\\(0\\): GBLdl_p " + state + ",  curSHMbrk 0x[0-9a-f]+\n")))
-        << r.err;
-    EXPECT_TRUE(std::regex_search(r.err, m, std::regex("(0x[0-9a-f]+) = SG_malloc\\(100\\) pid=([0-9]+)\n"))) << r.err;
-    EXPECT_NE(r.err.find("SG_free(" + hex(mine) + ") pid="), std::string::npos) << r.err;
-}
-
 }  // namespace
 }  // namespace lx::test

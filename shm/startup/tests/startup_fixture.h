@@ -30,7 +30,7 @@ protected:
         std::vector<std::string> argv{SUITE_INIT_HELPER_PATH};
         argv.insert(argv.end(), args.begin(), args.end());
         extra.insert(extra.begin(), {"HOME=" + home.path(), "LX_BASE=" + home.path(),
-                                     "LX_SHMSTADDR=0x600000000000", "LOGNAME=" + lxtest::userName()});
+                                     "LOGNAME=" + lxtest::userName()});
         return lxtest::run(argv, extra);
     }
 };
