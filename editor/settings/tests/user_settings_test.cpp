@@ -33,12 +33,13 @@ using WriteUserSettings = SettingsFiles;
 
 TEST_F(WriteUserSettings, KeepsOtherLinesDropsReplacedOnesAndAppendsInOrder)
 {
-    const std::string old = "A 1\nB 2\nx\n\nAB 3\na 4\nC old\n" + std::string(400, 'z') + "\nA\t9\n";
+    const std::string old = "A 1\nB 2\nx\n\nAB 3\na 4\nC old\n" + std::string(400, 'z') + "\nA\t9\nLX_TMP /scratch";
     writeUserFile(old);
     const Result result = helper({"set", "C", "", "set", "A", "first", "set", "^HIDDEN", "v", "set", "D", "4",
                                   "set", "A", "second", "write"});
     EXPECT_EQ(result.out, "write 0\n");
-    EXPECT_EQ(readFile(userFile()), "B 2\nx\nAB 3\na 4\n" + std::string(400, 'z') + "\nA second\nD 4\n");
+    EXPECT_EQ(readFile(userFile()), "B 2\nx\nAB 3\na 4\n" + std::string(400, 'z') +
+                                      "\nLX_TMP /scratch\nA second\nD 4\n");
     EXPECT_EQ(readFile(userFile() + ".bak"), old);
 }
 
