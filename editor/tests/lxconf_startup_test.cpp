@@ -33,7 +33,8 @@ protected:
         std::vector<std::string> argv{LXCONF_PATH};
         argv.insert(argv.end(), args.begin(), args.end());
         // No suite runs for this user's test HOME; LX_BASE keeps the lookup away from the installation.
-        return lxtest::run(argv, {"HOME=" + dir.path(), "LX_BASE=" + dir.path()});
+        // Without a display errors reach standard error only and the program ends at once.
+        return lxtest::run(argv, {"HOME=" + dir.path(), "LX_BASE=" + dir.path(), "-DISPLAY"});
     }
 
     std::string file(const std::string &name, const std::string &text) const

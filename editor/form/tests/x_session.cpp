@@ -153,4 +153,16 @@ void XSession::focus(Window w)
     sleepMs(50);
 }
 
+void XSession::closeWindow(Window w)
+{
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = w;
+    event.xclient.message_type = XInternAtom(display_, "WM_PROTOCOLS", False);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = static_cast<long>(XInternAtom(display_, "WM_DELETE_WINDOW", False));
+    XSendEvent(display_, w, False, NoEventMask, &event);
+    XSync(display_, False);
+}
+
 } // namespace lx::test
