@@ -1,6 +1,7 @@
 // The help presenter: page lookup (.htm, then .html), the viewer run without a shell and
 // waited for, and the messages for missing topics and pages. The test base directory's name
 // holds spaces and shell characters.
+#include "help_page_text.h"
 #include "wm_test_support.h"
 
 #include <gtest/gtest.h>
@@ -58,4 +59,23 @@ TEST_F(Help, EmptyTopicGivesANoteThatClosesAfterFourSeconds) {
     EXPECT_TRUE(SpinUntil([&] { return !live.alive; }, 1500));
     WMPresentHelp(nullptr);
     EXPECT_NE(FindDialog("info_dialog"), nullptr);
+}
+
+// The viewer's plain-text form of a page, used when no browser is available.
+TEST(HelpPageText, ShowsWhatABrowserShowsAsPlainText) {
+    struct Case {
+        const char *html, *title, *body;
+    };
+    for (const Case &c : std::initializer_list<Case>{
+             {"<html><head><TITLE> User\n Parameters </TITLE><style>p{x:1}</style></head><body><h1>Save</h1>"
+              "<p>Checks   every\nvalue.<br>Then writes.</p><ul><li>one</li><LI>two &amp; &lt;3&gt;</ul></body>",
+              "User Parameters", "Save\n----\n\nChecks every value.\nThen writes.\n\n- one\n- two & <3>\n"},
+             {"<pre>LX_SIZE  2000\n  LX_TMP /t</pre>after<!-- <p>hidden</p> -->&#65;&#x42;&#8364;&bogus; &",
+              "", "LX_SIZE  2000\n  LX_TMP /t\n\nafterAB?&bogus; &\n"},
+             {"text<script>if (a < b) x();</SCRIPT>more<p unclosed", "", "textmore\n"},
+         }) {
+        const lx::wm::HelpPageText text = lx::wm::PlainTextOfHelpPage(c.html);
+        EXPECT_EQ(text.title, c.title) << c.html;
+        EXPECT_EQ(text.body, c.body) << c.html;
+    }
 }
