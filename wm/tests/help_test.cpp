@@ -11,6 +11,8 @@
 
 #include <unistd.h>
 
+#include <array>
+
 using namespace lxtest;
 
 class Help : public ::testing::Test {
@@ -61,21 +63,17 @@ TEST_F(Help, EmptyTopicGivesANoteThatClosesAfterFourSeconds) {
     EXPECT_NE(FindDialog("info_dialog"), nullptr);
 }
 
-// The viewer's plain-text form of a page, used when no browser is available.
+// The viewer's text of a page when no browser is available: blocks, lists, entities, <pre>.
 TEST(HelpPageText, ShowsWhatABrowserShowsAsPlainText) {
-    struct Case {
-        const char *html, *title, *body;
-    };
-    for (const Case &c : std::initializer_list<Case>{
+    for (const auto &[html, title, body] : std::initializer_list<std::array<const char *, 3>>{
              {"<html><head><TITLE> User\n Parameters </TITLE><style>p{x:1}</style></head><body><h1>Save</h1>"
               "<p>Checks   every\nvalue.<br>Then writes.</p><ul><li>one</li><LI>two &amp; &lt;3&gt;</ul></body>",
               "User Parameters", "Save\n----\n\nChecks every value.\nThen writes.\n\n- one\n- two & <3>\n"},
              {"<pre>LX_SIZE  2000\n  LX_TMP /t</pre>after<!-- <p>hidden</p> -->&#65;&#x42;&#8364;&bogus; &",
               "", "LX_SIZE  2000\n  LX_TMP /t\n\nafterAB?&bogus; &\n"},
-             {"text<script>if (a < b) x();</SCRIPT>more<p unclosed", "", "textmore\n"},
-         }) {
-        const lx::wm::HelpPageText text = lx::wm::PlainTextOfHelpPage(c.html);
-        EXPECT_EQ(text.title, c.title) << c.html;
-        EXPECT_EQ(text.body, c.body) << c.html;
+             {"text<script>if (a < b) x();</SCRIPT>more<p unclosed", "", "textmore\n"}}) {
+        const lx::wm::HelpPageText text = lx::wm::PlainTextOfHelpPage(html);
+        EXPECT_EQ(text.title, title) << html;
+        EXPECT_EQ(text.body, body) << html;
     }
 }

@@ -49,19 +49,6 @@ TEST_F(LxconfSession, DoneWithChangesAsksAndCancelKeepsTheEdits)
     EXPECT_EQ(readFile(dir_ / "session.conf"), "# session test\nLX_SPEED normal\nLX_FLAG yes\nLX_SIZE 250\n");
 }
 
-TEST_F(LxconfSession, RevertRestoresTheFileValues)
-{
-    auto editor = startEditor();
-    typeInto(2, "999");
-    pick(3, 1); // no
-    press("Revert");
-    // Nothing is changed any more, so Done asks nothing.
-    press("Done");
-    EXPECT_EQ(editor->waitExit(3000), 0);
-    EXPECT_EQ(x_.findTopLevel("question_popup"), 0u);
-    EXPECT_EQ(readFile(dir_ / "session.conf"), kConfig);
-}
-
 TEST_F(LxconfSession, ARowsHelpButtonShowsItsHelpUntilDismissed)
 {
     auto editor = startEditor();
@@ -127,7 +114,6 @@ TEST_F(LxconfSession, HelpButtonOpensTheManualInABrowserOrInAWindowOfItsOwn)
     std::filesystem::create_directories(dir_ / "help");
     std::filesystem::create_directories(dir_ / "bin");
     std::filesystem::create_directories(dir_ / "browser");
-    std::filesystem::create_directories(dir_ / "nothing");
     std::filesystem::copy_file(HELP_PAGE, dir_ / "help/Parmset.htm");
     std::filesystem::create_symlink(WMSHOWHELP_PATH, dir_ / "bin/WMShowHelp");
     writeFile(dir_ / "browser/xdg-open", "#!/bin/sh\necho \"$@\" >" + (dir_ / "opened") + "\n");
