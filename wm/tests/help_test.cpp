@@ -71,7 +71,8 @@ TEST(HelpPageText, ShowsWhatABrowserShowsAsPlainText) {
               "User Parameters", "Save\n----\n\nChecks every value.\nThen writes.\n\n- one\n- two & <3>\n"},
              {"<pre>LX_SIZE  2000\n  LX_TMP /t</pre>after<!-- <p>hidden</p> -->&#65;&#x42;&#8364;&bogus; &",
               "", "LX_SIZE  2000\n  LX_TMP /t\n\nafterAB?&bogus; &\n"},
-             {"text<script>if (a < b) x();</SCRIPT>more<p unclosed", "", "textmore\n"}}) {
+             {"<p>a</p><h2>Next</h2><table><tr><td>a</td><td>b</td></tr><tr><td>c</td></tr></table>&#12345678;"
+              "text<script>if (a < b) x();</SCRIPT>more<p unclosed", "", "a\n\nNext\n----\n\na b\nc\n\n?textmore\n"}}) {
         const lx::wm::HelpPageText text = lx::wm::PlainTextOfHelpPage(html);
         EXPECT_EQ(text.title, title) << html;
         EXPECT_EQ(text.body, body) << html;
