@@ -39,6 +39,9 @@ int main(int argc, char **argv)
     if (!copyPath(gDescriptionFile, argv[first]) || !copyPath(gConfigFile, argv[first + 1]))
         return 1;
 
+    // A person who started the editor from a desktop menu sees no terminal: start-up errors
+    // stay on the screen until dismissed, then the program ends with status 1.
+    ShowErrorWaitsDuringStartUp(1);
     if (IWAttach() != -1)
         giRunningWithSHM = 1;
     std::snprintf(gcMainTitle, sizeof gcMainTitle, "%s", "Lumarix User Parameters");

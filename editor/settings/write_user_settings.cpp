@@ -36,7 +36,8 @@ bool setHere(std::string_view word)
 }
 
 // Copies the old lines that are neither too short nor replaced by a setting made here.
-// Lines are copied whole, however long.
+// Lines are copied whole, however long, and always end with a newline: a last line without one
+// would otherwise swallow the first appended setting.
 void copyKeptLines(FILE *from, FILE *to)
 {
     char *line = nullptr;
@@ -47,6 +48,8 @@ void copyKeptLines(FILE *from, FILE *to)
         if (text.size() < 2 || setHere(firstWord(text)))
             continue;
         std::fwrite(text.data(), 1, text.size(), to);
+        if (text.back() != '\n')
+            std::fputc('\n', to);
     }
     std::free(line);
 }

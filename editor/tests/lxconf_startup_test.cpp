@@ -33,7 +33,8 @@ protected:
         std::vector<std::string> argv{LXCONF_PATH};
         argv.insert(argv.end(), args.begin(), args.end());
         // No suite runs for this user's test HOME; LX_BASE keeps the lookup away from the installation.
-        return lxtest::run(argv, {"HOME=" + dir.path(), "LX_BASE=" + dir.path()});
+        // Without a display errors reach standard error only and the program ends at once.
+        return lxtest::run(argv, {"HOME=" + dir.path(), "LX_BASE=" + dir.path(), "-DISPLAY"});
     }
 
     std::string file(const std::string &name, const std::string &text) const
@@ -63,12 +64,7 @@ TEST_F(LxconfStartup, DashFAsOneOfTwoArgumentsIsAFileName)
 
 TEST_F(LxconfStartup, DescriptionErrorsAreShownAndExitOne)
 {
-    const std::string vars = file("bad.vars", "VARIABLE: A\nTYPE: MULTIVALUE $B\n");
-    Result result = lxconf({vars, dir / "conf"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "MultiValue Variable A depends on simple Variable B\nwhich is not defined in "
-                          "configuration file " + vars + "\n");
-    result = lxconf({file("crlf.vars", "VARIABLE: A\r\n"), dir / "conf"});
+    Result result = lxconf({file("crlf.vars", "VARIABLE: A\r\n"), dir / "conf"});
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.err.find("CR-LF"), std::string::npos);
     result = lxconf({dir.path(), dir / "conf"});  // a folder opens but cannot be read

@@ -83,8 +83,13 @@ int ReadDescriptionFile(void);
  * ShowError. Called by ReadDescriptionFile. */
 int CheckDependencies(void);
 
-/* The editor's one error path: shows `text` to the user. */
+/* The editor's one error path: writes `text` to standard error and shows it in a warning
+ * dialog when a display is open. */
 void ShowError(const char *text);
+
+/* With 1, ShowError waits until its warning is dismissed as long as the main window has not
+ * been realised: start-up errors end the program, and the person must see them first. */
+void ShowErrorWaitsDuringStartUp(int wait);
 
 /* Writes the three-line usage text for `program` to standard error. */
 void PrintUsage(const char *program);

@@ -6,7 +6,7 @@
  *   3. the environment;
  *   4. the user settings file "user.lxrc" in UserSettingsDir();
  *   5. the system settings file "config/system.lxrc" under the suite base directory;
- *   6. for "LX_BASE" only: the default base directory "/usr/local/Lumarix";
+ *   6. for "LX_BASE" only: the default base directory LX_DEFAULT_BASE;
  *   7. otherwise the setting is unset; with an attached arena an empty named block is left
  *      behind so that every process of the suite finds it unset at step 1.
  * An empty text always counts as unset.
@@ -30,8 +30,11 @@
 extern "C" {
 #endif
 
-/* The base directory used when LX_BASE, PMBASE and OB_BASE are all unset. */
+/* The base directory used when LX_BASE, PMBASE and OB_BASE are all unset. A build chooses it
+ * with the CMake option LX_DEFAULT_BASE_DIR; GetBaseDirectory answers with the library's own. */
+#ifndef LX_DEFAULT_BASE
 #define LX_DEFAULT_BASE "/usr/local/Lumarix"
+#endif
 
 /* Attaches this process to the user's running suite arena, once per process.
  * Returns 1 when attached (now or before), -1 when no arena can be attached (no suite). */

@@ -42,10 +42,13 @@ int AskQuestionText(const char *text, int *suppress) {
     }
     QuestionWait wait;
     CompoundString message = MakeCompoundString(text);
-    Arg args[2];
+    // Cancel is the answer that keeps the user's work, so Return (and the first focus) gives it.
+    Arg args[3];
     XtSetArg(args[0], XmNmessageString, message.get());
     XtSetArg(args[1], XmNdialogStyle, XmDIALOG_PRIMARY_APPLICATION_MODAL);
-    Widget dialog = XmCreateQuestionDialog(parent, const_cast<char *>("question"), args, 2);
+    XtSetArg(args[2], XmNdefaultButtonType, XmDIALOG_CANCEL_BUTTON);
+    Widget dialog = XmCreateQuestionDialog(parent, const_cast<char *>("question"), args, 3);
+    XtVaSetValues(dialog, XmNinitialFocus, XmMessageBoxGetChild(dialog, XmDIALOG_CANCEL_BUTTON), nullptr);
     XtAddCallback(dialog, XmNokCallback, WMyes, &wait.answer);
     XtAddCallback(dialog, XmNcancelCallback, WMno, &wait.answer);
     XtAddCallback(dialog, XmNdestroyCallback, QuestionGoneCB, &wait);

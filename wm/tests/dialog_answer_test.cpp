@@ -56,17 +56,6 @@ TEST_F(Question, OkAnswersYes) {
     EXPECT_EQ(FindDialog("question"), nullptr) << "the question is destroyed after answering";
 }
 
-TEST_F(Question, CancelAnswersNo) {
-    WhenShown("question", [](Widget q) { PressBox(q, XmDIALOG_CANCEL_BUTTON); });
-    EXPECT_EQ(WMAskQuestion("Quit?"), 0);
-}
-
-TEST_F(Question, WindowManagerCloseAnswersNo) {
-    WhenShown("question", [](Widget q) { SendDeleteWindow(XtParent(q)); });
-    EXPECT_EQ(WMAskQuestion("Close me?"), 0);
-    EXPECT_EQ(FindDialog("question"), nullptr);
-}
-
 namespace {
 int gAskedAnswer = -1;
 void AskFromButtonCB(Widget, XtPointer, XtPointer) {
@@ -75,7 +64,8 @@ void AskFromButtonCB(Widget, XtPointer, XtPointer) {
 }  // namespace
 
 // As the editor's Done button does: the question runs inside a callback of the event loop, so
-// its dialog is destroyed only when that callback has returned.
+// its dialog is destroyed only when that callback has returned. Cancel and the window manager's
+// close both answer no.
 TEST_F(Question, AskedFromAButtonCallbackCleansUpAfterTheCallback) {
     Widget button = XtVaCreateManagedWidget("Done", xmPushButtonWidgetClass, current_form, nullptr);
     XtAddCallback(button, XmNactivateCallback, AskFromButtonCB, nullptr);
@@ -118,18 +108,16 @@ TEST_F(Prompt, OkReturnsTheTypedText) {
     EXPECT_EQ(shownDefault, "default preset");
 }
 
-TEST_F(Prompt, CancelEmptiesTheAnswer) {
-    WhenShown("prompt", [](Widget p) { PressButton(XmSelectionBoxGetChild(p, XmDIALOG_CANCEL_BUTTON)); });
-    EXPECT_EQ(WMAskString("Name?", answer, "something"), -1);
-    EXPECT_EQ(WMStrAnswer, -1);
-    EXPECT_STREQ(answer, "");
-}
-
-TEST_F(Prompt, WindowManagerCloseCancels) {
-    WhenShown("prompt", [](Widget p) { SendDeleteWindow(XtParent(p)); });
-    EXPECT_EQ(WMAskString("Name?", answer, "something"), -1);
-    EXPECT_STREQ(answer, "");
-    EXPECT_EQ(FindDialog("prompt"), nullptr);
+TEST_F(Prompt, CancelAndWindowManagerCloseEmptyTheAnswer) {
+    for (bool byClose : {false, true}) {
+        WhenShown("prompt", [byClose](Widget p) {
+            byClose ? SendDeleteWindow(XtParent(p)) : PressButton(XmSelectionBoxGetChild(p, XmDIALOG_CANCEL_BUTTON));
+        });
+        EXPECT_EQ(WMAskString("Name?", answer, "something"), -1);
+        EXPECT_EQ(WMStrAnswer, -1);
+        EXPECT_STREQ(answer, "");
+        EXPECT_EQ(FindDialog("prompt"), nullptr);
+    }
 }
 
 class Suppressible : public ::testing::Test {

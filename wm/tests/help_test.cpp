@@ -1,6 +1,7 @@
 // The help presenter: page lookup (.htm, then .html), the viewer run without a shell and
 // waited for, and the messages for missing topics and pages. The test base directory's name
 // holds spaces and shell characters.
+#include "help_page_text.h"
 #include "wm_test_support.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,8 @@
 #include <Xm/Xm.h>
 
 #include <unistd.h>
+
+#include <array>
 
 using namespace lxtest;
 
@@ -58,4 +61,20 @@ TEST_F(Help, EmptyTopicGivesANoteThatClosesAfterFourSeconds) {
     EXPECT_TRUE(SpinUntil([&] { return !live.alive; }, 1500));
     WMPresentHelp(nullptr);
     EXPECT_NE(FindDialog("info_dialog"), nullptr);
+}
+
+// The viewer's text of a page when no browser is available: blocks, lists, entities, <pre>.
+TEST(HelpPageText, ShowsWhatABrowserShowsAsPlainText) {
+    for (const auto &[html, title, body] : std::initializer_list<std::array<const char *, 3>>{
+             {"<html><head><TITLE> User\n Parameters </TITLE><style>p{x:1}</style></head><body><h1>Save</h1>"
+              "<p>Checks   every\nvalue.<br>Then writes.</p><ul><li>one</li><LI>two &amp; &lt;3&gt;</ul></body>",
+              "User Parameters", "Save\n----\n\nChecks every value.\nThen writes.\n\n- one\n- two & <3>\n"},
+             {"<pre>LX_SIZE  2000\n  LX_TMP /t</pre>after<!-- <p>hidden</p> -->&#65;&#x42;&#8364;&bogus; &",
+              "", "LX_SIZE  2000\n  LX_TMP /t\n\nafterAB?&bogus; &\n"},
+             {"<p>a</p><h2>Next</h2><table><tr><td>a</td><td>b</td></tr><tr><td>c</td></tr></table>&#12345678;"
+              "text<script>if (a < b) x();</SCRIPT>more<p unclosed", "", "a\n\nNext\n----\n\na b\nc\n\n?textmore\n"}}) {
+        const lx::wm::HelpPageText text = lx::wm::PlainTextOfHelpPage(html);
+        EXPECT_EQ(text.title, title) << html;
+        EXPECT_EQ(text.body, body) << html;
+    }
 }

@@ -62,28 +62,18 @@ Widget RealizedShell(const char *title, bool resizable) {
 
 class ShellHints : public ::testing::Test {};
 
-TEST_F(ShellHints, TitledResizableShellGetsEverything) {
-    Hints h = MwmHintsOf(RealizedShell("Resizable", true));
-    EXPECT_EQ(h.decorations, 1);
-    EXPECT_EQ(h.functions, 1);
-}
-
-TEST_F(ShellHints, TitledFixedShellHasNoResizeOrMaximise) {
-    Hints h = MwmHintsOf(RealizedShell("Fixed", false));
-    EXPECT_EQ(h.decorations, 58);
-    EXPECT_EQ(h.functions, 44);
-}
-
-TEST_F(ShellHints, UntitledResizableShellGetsBorderAndHandles) {
-    Hints h = MwmHintsOf(RealizedShell(nullptr, true));
-    EXPECT_EQ(h.decorations, 6);
-    EXPECT_EQ(h.functions, 1);
-}
-
-TEST_F(ShellHints, UntitledFixedShellGetsBorderOnly) {
-    Hints h = MwmHintsOf(RealizedShell(nullptr, false));
-    EXPECT_EQ(h.decorations, 2);
-    EXPECT_EQ(h.functions, 44);
+TEST_F(ShellHints, DecorationsAndFunctionsFollowTitleAndResizableFlag) {
+    struct Case {
+        const char *title;
+        bool resizable;
+        long decorations, functions;
+    };
+    for (const Case &c : {Case{"Resizable", true, 1, 1}, Case{"Fixed", false, 58, 44}, Case{nullptr, true, 6, 1},
+                          Case{nullptr, false, 2, 44}}) {
+        Hints h = MwmHintsOf(RealizedShell(c.title, c.resizable));
+        EXPECT_EQ(h.decorations, c.decorations) << (c.title ? c.title : "untitled") << " " << c.resizable;
+        EXPECT_EQ(h.functions, c.functions) << (c.title ? c.title : "untitled") << " " << c.resizable;
+    }
 }
 
 TEST_F(ShellHints, ResizableFlagAppliesToTheNextShellOnly) {

@@ -130,13 +130,15 @@ protected:
         return e;
     }
 
-    std::unique_ptr<Program> startEditor(bool withSuite = false)
+    std::unique_ptr<Program> startEditor(bool withSuite = false, const std::vector<std::string> &extraEnv = {})
     {
         // New windows open at the pointer: keep the whole window on the screen.
         std::system("xdotool mousemove --sync 100 100");
+        std::vector<std::string> environmentNow = environment(withSuite);
+        environmentNow.insert(environmentNow.end(), extraEnv.begin(), extraEnv.end());
         auto program = std::make_unique<Program>(
             std::vector<std::string>{env("LXCONF"), "-f", dir_ / "session.vars", dir_ / "session.conf"}, dir_.path(),
-            environment(withSuite));
+            environmentNow);
         screen_.window = x_.waitForTopLevel(kTitle, 10000);
         if (screen_.window == 0) {
             ADD_FAILURE() << "the editor's window did not appear: " << program->errors();
@@ -196,13 +198,13 @@ protected:
         x_.click(screen_.buttons.at(index));
     }
 
-    // Answers the open question with OK (Return, its default button) or Cancel (Escape).
+    // Answers the open question: Cancel with Return (its default button), OK by moving to it first.
     void answer(bool ok)
     {
         Window question = x_.waitForTopLevel("question_popup", 5000);
         ASSERT_NE(question, 0u) << "no question was asked";
         x_.focus(question);
-        x_.key(ok ? "Return" : "Escape");
+        x_.key(ok ? "Left Return" : "Return");
     }
 
     std::string backupPath() const { return lx::backupPathFor(dir_ / "session.conf", std::time(nullptr)); }

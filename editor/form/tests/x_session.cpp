@@ -18,7 +18,12 @@ int run(const std::string &command) { return std::system(command.c_str()); }
 
 } // namespace
 
-XSession::XSession() : display_(XOpenDisplay(nullptr)) {}
+// Windows come and go while the test looks at them (a dialog destroyed between listing and
+// asking about it): such errors mean "gone", not a reason to end the test process.
+XSession::XSession() : display_(XOpenDisplay(nullptr))
+{
+    XSetErrorHandler([](Display *, XErrorEvent *) { return 0; });
+}
 
 XSession::~XSession()
 {
@@ -151,6 +156,18 @@ void XSession::focus(Window w)
     XSetInputFocus(display_, w, RevertToParent, CurrentTime);
     XSync(display_, False);
     sleepMs(50);
+}
+
+void XSession::closeWindow(Window w)
+{
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = w;
+    event.xclient.message_type = XInternAtom(display_, "WM_PROTOCOLS", False);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = static_cast<long>(XInternAtom(display_, "WM_DELETE_WINDOW", False));
+    XSendEvent(display_, w, False, NoEventMask, &event);
+    XSync(display_, False);
 }
 
 } // namespace lx::test

@@ -41,6 +41,8 @@ public:
     void typeText(const std::string &text);
     void key(const std::string &keys);
     void focus(Window w);
+    // Asks the window's client to close it, as a window manager's close does.
+    void closeWindow(Window w);
 
 private:
     Display *display_ = nullptr;

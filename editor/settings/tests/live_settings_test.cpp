@@ -56,7 +56,10 @@ protected:
 TEST_F(LiveSettings, ValueSetInOneProcessIsSeenByAnother)
 {
     startSuite();
-    EXPECT_EQ(lxsetting({"set", "LX_DATA_DIR", "/data/one"}).status, 0);
+    const Result set = lxsetting({"set", "LX_DATA_DIR", "/data/one"});
+    EXPECT_EQ(set.status, 0);
+    EXPECT_EQ(set.out, "LX_DATA_DIR: delivered to the running suite\nLX_DATA_DIR: recorded in " + userFile() + "\n");
+    EXPECT_NE(lxtest::readFile(userFile()).find("LX_DATA_DIR /data/one\n"), std::string::npos);
     Result got = lxsetting({"get", "LX_DATA_DIR"});
     EXPECT_EQ(got.status, 0);
     EXPECT_EQ(got.out, "/data/one\n");
@@ -118,13 +121,20 @@ TEST_F(LiveSettings, UnknownSettingLeavesAnEmptyBlockThatAnswersUnsetEverywhere)
     EXPECT_EQ(liveHelper({"get", "LX_NOWHERE"}, {"LX_NOWHERE=env"}).out, "attach 1\nget LX_NOWHERE (none)\n");
 }
 
-TEST_F(LiveSettings, WithoutASuiteNoBlockIsLeftBehind)
+// Without a suite a set value still lasts: it is recorded in the user settings file, and a
+// value that reaches neither the suite nor the file is a failure.
+TEST_F(LiveSettings, WithoutASuiteTheValueIsRecordedAndNoBlockIsLeftBehind)
 {
-    const Result alone = lxsetting({"get", "LX_NOWHERE"});
-    EXPECT_EQ(alone.status, 1);
+    EXPECT_EQ(lxsetting({"get", "LX_NOWHERE"}).status, 1);
     EXPECT_EQ(lxsetting({"dump"}).status, 1);
     const Result set = lxsetting({"set", "LX_ALONE", "x"});
-    EXPECT_NE(set.err.find("no suite is running"), std::string::npos);
+    EXPECT_EQ(set.status, 0);
+    EXPECT_EQ(set.out, "LX_ALONE: no suite is running; not delivered live\nLX_ALONE: recorded in " + userFile() + "\n");
+    EXPECT_EQ(lxsetting({"get", "LX_ALONE"}).out, "x\n");
+    lxtest::writeFile(home / "plainfile", "");
+    const Result lost = lxsetting({"set", "LX_LOST", "y"}, {"HOME=" + home / "plainfile"});
+    EXPECT_EQ(lost.status, 1);
+    EXPECT_NE(lost.err.find("LX_LOST could not be recorded"), std::string::npos) << lost.err;
     startSuite();
     const Result dump = lxsetting({"dump"});
     EXPECT_EQ(dump.out.find("LX_NOWHERE"), std::string::npos) << dump.out;

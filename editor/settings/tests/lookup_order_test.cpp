@@ -62,7 +62,7 @@ TEST_F(LookupOrder, MissingSystemFileIsReportedOncePerPathAndTheSettingIsUnset)
 
 TEST_F(LookupOrder, BaseDirectoryHasADefault)
 {
-    EXPECT_EQ(helper({"get", "LX_BASE"}, {"-LX_BASE"}).out, "get LX_BASE /usr/local/Lumarix\n");
+    EXPECT_EQ(helper({"get", "LX_BASE"}, {"-LX_BASE"}).out, std::string("get LX_BASE ") + DEFAULT_BASE + "\n");
 }
 
 using SettingsFileLines = SettingsFiles;

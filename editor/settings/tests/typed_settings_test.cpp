@@ -53,5 +53,6 @@ TEST_F(TypedSettings, BaseDirectoryFallsBackThroughItsThreeNames)
     EXPECT_EQ(helper({"base"}, {"LX_BASE=", "PMBASE=/opt/pm"}).out, "base 1 /opt/pm\n");
     // Nothing set: the default, which is then stored under all three names.
     EXPECT_EQ(helper({"base", "get", "PMBASE", "get", "OB_BASE"}, {"LX_BASE=", "PMBASE=", "OB_BASE="}).out,
-              "base 1 /usr/local/Lumarix\nget PMBASE /usr/local/Lumarix\nget OB_BASE /usr/local/Lumarix\n");
+              std::string("base 1 ") + DEFAULT_BASE + "\nget PMBASE " + DEFAULT_BASE + "\nget OB_BASE " +
+                  DEFAULT_BASE + "\n");
 }

@@ -33,12 +33,14 @@ using WriteUserSettings = SettingsFiles;
 
 TEST_F(WriteUserSettings, KeepsOtherLinesDropsReplacedOnesAndAppendsInOrder)
 {
-    const std::string old = "A 1\nB 2\nx\n\nAB 3\na 4\nC old\n" + std::string(400, 'z') + "\nA\t9\n";
+    const std::string old = "A 1\nB 2\nx\n\nAB 3\na 4\nC old\n" + std::string(400, 'z') + "\nA\t9\nLX_TMP /scratch";
     writeUserFile(old);
+    writeFile(userFile() + ".bak", "stale\n");  // an earlier backup is replaced
     const Result result = helper({"set", "C", "", "set", "A", "first", "set", "^HIDDEN", "v", "set", "D", "4",
                                   "set", "A", "second", "write"});
     EXPECT_EQ(result.out, "write 0\n");
-    EXPECT_EQ(readFile(userFile()), "B 2\nx\nAB 3\na 4\n" + std::string(400, 'z') + "\nA second\nD 4\n");
+    EXPECT_EQ(readFile(userFile()), "B 2\nx\nAB 3\na 4\n" + std::string(400, 'z') +
+                                      "\nLX_TMP /scratch\nA second\nD 4\n");
     EXPECT_EQ(readFile(userFile() + ".bak"), old);
 }
 
@@ -47,15 +49,6 @@ TEST_F(WriteUserSettings, WithoutAnOldFileWritesOnlyTheNewSettings)
     EXPECT_EQ(helper({"set", "A", "1", "write"}).out, "write 0\n");
     EXPECT_EQ(readFile(userFile()), "A 1\n");
     EXPECT_FALSE(lxtest::exists(userFile() + ".bak"));
-}
-
-TEST_F(WriteUserSettings, ReplacesAnEarlierBackup)
-{
-    writeUserFile("A 1\n");
-    writeFile(userFile() + ".bak", "stale\n");
-    EXPECT_EQ(helper({"set", "B", "2", "write"}).out, "write 0\n");
-    EXPECT_EQ(readFile(userFile() + ".bak"), "A 1\n");
-    EXPECT_EQ(readFile(userFile()), "A 1\nB 2\n");
 }
 
 TEST_F(WriteUserSettings, FailedBackupRenameWritesNothing)
