@@ -200,7 +200,7 @@ void SaveButton200Variables(benchmark::State &state)
     Widget form = CreateMainForm("Save bench");
     Widget shell = XtParent(form);
     BuildEditorWindow(form);
-    XtRealizeWidget(shell);
+    RealizeEditorWindow(shell);
     XtAppContext app = WMGetAppContext();
     auto drain = [&] {
         XSync(WMGetDisplay(), False);

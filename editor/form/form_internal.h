@@ -16,6 +16,9 @@ namespace lx::form {
 void installWidgetReader();
 std::optional<std::string> fieldText(ConfigVar &var);
 
+// Realizes the option menus while unmanaged and manages them in one call (see the form).
+void manageOptionMenus();
+
 // Scrolls the form so that a row reached with the keyboard is in view.
 void followKeyboardFocus(Widget scrolledWindow);
 
