@@ -71,7 +71,7 @@ extern "C" void RealizeEditorWindow(Widget shell)
     // Mapped only once complete, so that the first picture shows every row.
     XtSetMappedWhenManaged(shell, False);
     XtRealizeWidget(shell);
-    lx::form::manageOptionMenus();
+    lx::form::completeForm();
     XtSetMappedWhenManaged(shell, True);
     XtMapWidget(shell);
 }

@@ -257,6 +257,16 @@ void manageOptionMenus()
     XtManageChildren(menus.data(), static_cast<Cardinal>(menus.size()));
 }
 
+void completeForm()
+{
+    Widget grid = pending.optionMenus.empty() ? nullptr : XtParent(pending.optionMenus.front());
+    manageOptionMenus();
+    if (grid == nullptr && gNumVars > 0 && gVarList[0].valueWidget != nullptr)
+        grid = XtParent(gVarList[0].valueWidget);
+    if (grid != nullptr)
+        scrollWithWheelAndPageKeys(XtParent(XtParent(grid)), grid);
+}
+
 } // namespace lx::form
 
 extern "C" void LoadValues(void)

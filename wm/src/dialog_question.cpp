@@ -41,7 +41,7 @@ int AskQuestionText(const char *text, int *suppress) {
         return 0;
     }
     QuestionWait wait;
-    CompoundString message = MakeCompoundString(text);
+    CompoundString message = MakeWrappedMessage(text);
     Arg args[2];
     XtSetArg(args[0], XmNmessageString, message.get());
     XtSetArg(args[1], XmNdialogStyle, XmDIALOG_PRIMARY_APPLICATION_MODAL);
@@ -54,6 +54,7 @@ int AskQuestionText(const char *text, int *suppress) {
     if (suppress != nullptr) {
         AddSuppressToggle(dialog, suppress, "Don't ask me this again");
     }
+    SetDialogTitle(dialog, "Question");
     PlaceDialog(dialog);
 
     XtAppContext app = XtWidgetToApplicationContext(dialog);

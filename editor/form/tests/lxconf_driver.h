@@ -101,6 +101,7 @@ private:
 // The editor's window as the user sees it: rows of (help button, value) and the four buttons.
 struct EditorScreen {
     Window window = 0;
+    Window grid = 0;
     std::vector<Box> cells;   // grid cells in reading order, titles first
     std::vector<Box> buttons; // Done, Save, Revert, Help
     Box label(int row) const { return cells[static_cast<size_t>(2 + 2 * row)]; }
@@ -130,7 +131,8 @@ protected:
         return e;
     }
 
-    std::unique_ptr<Program> startEditor(bool withSuite = false)
+    // `cells`: the grid's cells, the two titles included (two per variable).
+    std::unique_ptr<Program> startEditor(bool withSuite = false, size_t cells = 10)
     {
         // New windows open at the pointer: keep the whole window on the screen.
         std::system("xdotool mousemove --sync 100 100");
@@ -143,7 +145,7 @@ protected:
             return program;
         }
         sleepMs(300);
-        Window grid = x_.findDescendant(screen_.window, [](const std::vector<Box> &kids) { return kids.size() == 10; });
+        Window grid = x_.findDescendant(screen_.window, [cells](const std::vector<Box> &kids) { return kids.size() == cells; });
         Window area = x_.findDescendant(screen_.window, [](const std::vector<Box> &kids) {
             return kids.size() == 4 && kids[0].y == kids[3].y;
         });
@@ -151,6 +153,7 @@ protected:
             ADD_FAILURE() << "the editor's rows or buttons were not found";
             return program;
         }
+        screen_.grid = grid;
         screen_.cells = x_.children(grid);
         screen_.buttons = x_.children(area);
         x_.focus(screen_.window);
