@@ -93,7 +93,7 @@ std::string WrapLines(const std::string &text, size_t width) {
 }
 
 CompoundString MakeWrappedMessage(const char *text) {
-    return MakeCompoundString(WrapLines(text != nullptr ? text : "", 72).c_str());
+    return MakeCompoundString(WrapLines(text != nullptr ? text : "", 80).c_str());
 }
 
 void SetDialogTitle(Widget dialog, const char *kind) {

@@ -17,7 +17,7 @@ const char *FormatMessage(const char *format, va_list args) __attribute__((forma
 // wholly on a screen of `screenSize` unless the dialog is larger than the screen.
 int PlaceDialogCoordinate(int centre, int size, int screenSize);
 
-// The message as a compound string whose lines longer than a dialog's width (72 characters)
+// The message as a compound string whose lines longer than a dialog's width (80 characters)
 // are broken at spaces, so that one long line does not make the dialog as wide as the screen.
 CompoundString MakeWrappedMessage(const char *text);
 std::string WrapLines(const std::string &text, size_t width);

@@ -113,23 +113,6 @@ TEST_F(EditorActions, RevertReloadsEveryRow)
     EXPECT_EQ(fieldText("LX_NOTE"), "typed, never stored");
 }
 
-TEST_F(EditorActions, DoneWithChangesAnsweredCancelKeepsWindowAndEdits)
-{
-    type("LX_NUM", "5");
-    std::string asked;
-    after(200, [&] {
-        Widget question = findDialog("question");
-        if (question == nullptr)
-            return;
-        asked = messageText(question);
-        answerDialog(question, false);
-    });
-    DoneCB(nullptr, nullptr, nullptr);
-    EXPECT_EQ(asked, "You have made changes.\nAre you sure you want to quit?");
-    EXPECT_EQ(fieldText("LX_NUM"), "5");
-    EXPECT_EQ(readFile(configPath_), oldConfig_);
-}
-
 // Without changes lxconf simply quits (see the lxconf session tests); with changes it asks.
 TEST_F(EditorActions, ClosingTheWindowWithChangesAsksLikeDone)
 {

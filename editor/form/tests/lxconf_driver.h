@@ -202,8 +202,9 @@ protected:
     // Answers the open question with OK (Return, its default button) or Cancel (Escape).
     void answer(bool ok)
     {
-        Window question = x_.waitForTopLevel("question_popup", 5000);
-        ASSERT_NE(question, 0u) << "no question was asked";
+        // Titled after the main window, so that a person sees whose question it is.
+        Window question = x_.waitForTopLevel(std::string(kTitle) + ": Question", 5000);
+        ASSERT_NE(question, 0u) << "no question titled \"" << kTitle << ": Question\" was asked";
         x_.focus(question);
         x_.key(ok ? "Return" : "Escape");
     }

@@ -160,7 +160,7 @@ TEST_F(LxconfSession, ARowOfUnknownTypeKeepsTheNextRowsInTheirColumns)
     }
 }
 
-TEST_F(LxconfSession, DialogsAreTitledAndLongHelpLinesWrap)
+TEST_F(LxconfSession, ALongHelpLineWrapsAtTheDialogsWidth)
 {
     std::string longLine;
     for (int i = 0; i < 40; ++i)
@@ -175,12 +175,6 @@ TEST_F(LxconfSession, DialogsAreTitledAndLongHelpLinesWrap)
     XGetWindowAttributes(d, note, &attributes);
     XCloseDisplay(d);
     EXPECT_LT(attributes.width, 640) << "a long help line is not wrapped";
-    x_.focus(note);
-    x_.key("Return");
-
-    typeInto(0, "changed");
-    press("Done");
-    EXPECT_NE(x_.waitForTopLevel("Session Test Settings: Question", 3000), 0u);
 }
 
 TEST_F(LxconfSession, DashFWithoutItsConfigurationFileEndsWithStatus1)
