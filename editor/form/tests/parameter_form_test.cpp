@@ -52,24 +52,6 @@ TEST_F(ParameterForm, WidgetTreeAndSizes)
     EXPECT_STREQ(XtName(pulldown), "pd");
     EXPECT_NE(XtNameToWidget(pulldown, "normal"), nullptr);
 
-    // The action area: Done, Save, Revert, Help; Done is the form's cancel button.
-    EXPECT_STREQ(XtName(actionArea_), "action_area");
-    XtVaGetValues(actionArea_, XmNchildren, &cells, XmNnumChildren, &count, nullptr);
-    ASSERT_EQ(count, 4u);
-    const char *buttons[] = {"Done", "Save", "Revert", "Help"};
-    for (Cardinal i = 0; i < count; ++i)
-        EXPECT_STREQ(XtName(cells[i]), buttons[i]);
-    Widget cancel = nullptr;
-    XtVaGetValues(form_, XmNcancelButton, &cancel, nullptr);
-    EXPECT_EQ(cancel, cells[0]);
-    EXPECT_EQ(gwSaveButton, cells[1]);
-
-    // The frame takes all the room above the action area.
-    Position frameY = 0, areaY = 0;
-    Dimension frameH = 0;
-    XtVaGetValues(frame_, XmNy, &frameY, XmNheight, &frameH, nullptr);
-    XtVaGetValues(actionArea_, XmNy, &areaY, nullptr);
-    EXPECT_LE(frameY + frameH, areaY);
 }
 
 TEST_F(ParameterForm, ChoicesMatchIgnoringCaseAndKeepTheirSpelling)
