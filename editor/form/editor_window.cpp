@@ -66,6 +66,16 @@ extern "C" Widget BuildEditorWindow(Widget form)
     return frame;
 }
 
+extern "C" void RealizeEditorWindow(Widget shell)
+{
+    // Mapped only once complete, so that the first picture shows every row.
+    XtSetMappedWhenManaged(shell, False);
+    XtRealizeWidget(shell);
+    lx::form::completeForm();
+    XtSetMappedWhenManaged(shell, True);
+    XtMapWidget(shell);
+}
+
 extern "C" int RunEditorWindow(void)
 {
     WMSetResizable(1);
@@ -75,7 +85,7 @@ extern "C" int RunEditorWindow(void)
     gwMainShell = XtParent(form);
     if (BuildEditorWindow(form) == nullptr)
         return 1;
-    XtRealizeWidget(gwMainShell);
+    RealizeEditorWindow(gwMainShell);
     XtAppMainLoop(WMGetAppContext());
     return 0;
 }

@@ -36,6 +36,10 @@ Widget CreateActionArea(Widget form);
  * then the buttons) and the window manager's close acting as Done. Returns the form's frame. */
 Widget BuildEditorWindow(Widget form);
 
+/* Realizes and maps the main shell once the window is built (the option menus join the form
+ * only then, all at once). */
+void RealizeEditorWindow(Widget shell);
+
 /* Action callbacks (client data and call data unused, except ShowHelp: the variable's index). */
 void DoneCB(Widget w, XtPointer client_data, XtPointer call_data);
 void SaveCB(Widget w, XtPointer client_data, XtPointer call_data);

@@ -16,6 +16,13 @@ namespace lx::form {
 void installWidgetReader();
 std::optional<std::string> fieldText(ConfigVar &var);
 
+// Realizes the option menus while unmanaged and manages them in one call (see the form).
+void manageOptionMenus();
+// Once the shell is realized: the option menus join the grid, and the mouse wheel over the
+// form, a scroll-arrow click and Page Up/Down in its values scroll it row-wise.
+void completeForm();
+void scrollWithWheelAndPageKeys(Widget swindow, Widget grid);
+
 // Scrolls the form so that a row reached with the keyboard is in view.
 void followKeyboardFocus(Widget scrolledWindow);
 

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include <Xm/Frame.h>
 #include <Xm/Label.h>
@@ -40,6 +41,14 @@ long userData(Widget w)
     return static_cast<long>(reinterpret_cast<intptr_t>(data));
 }
 
+// Every cell is created unmanaged and the grid's cells are managed in one call, so that the
+// rows are laid out once rather than once per row.
+struct PendingCells {
+    std::vector<Widget> cells;       // managed with the grid
+    std::vector<Widget> optionMenus; // managed once the window is realized (see below)
+};
+PendingCells pending;
+
 void addTitleCell(Widget grid, const char *text)
 {
     Widget frame = XmCreateFrame(grid, const_cast<char *>("frame"), nullptr, 0);
@@ -47,57 +56,72 @@ void addTitleCell(Widget grid, const char *text)
     XtVaCreateManagedWidget("info", xmLabelWidgetClass, frame, XmNlabelString, label, XmNalignment,
                             XmALIGNMENT_CENTER, nullptr);
     XmStringFree(label);
-    XtManageChild(frame);
+    pending.cells.push_back(frame);
 }
 
-Widget createHelpButton(Widget grid, int index)
+XtPointer indexData(int index) { return reinterpret_cast<XtPointer>(static_cast<intptr_t>(index)); }
+
+void createHelpButton(Widget grid, int index)
 {
     ConfigVar &var = gVarList[index];
     XmString label = XmStringCreateLocalized(var.shortDesc);
     // Flat, so that it reads as the row's label; Tab goes from value to value, not through these.
-    Widget button = XtVaCreateManagedWidget("info", xmPushButtonWidgetClass, grid, XmNlabelString, label,
-                                            XmNshadowThickness, 0, XmNhighlightThickness, 0, XmNtraversalOn,
-                                            False, nullptr);
+    Widget button = XtVaCreateWidget("info", xmPushButtonWidgetClass, grid, XmNlabelString, label,
+                                     XmNshadowThickness, 0, XmNhighlightThickness, 0, XmNtraversalOn, False,
+                                     nullptr);
     XmStringFree(label);
-    XtAddCallback(button, XmNactivateCallback, ShowHelp, reinterpret_cast<XtPointer>(static_cast<intptr_t>(index)));
-    WMSetHelpText(button, "%s", "Click for help on this setting");
-    return button;
+    XtAddCallback(button, XmNactivateCallback, ShowHelp, indexData(index));
+    WMSetHelpText(button, "%s", "Click for help on this setting, or press F1 in its value");
+    pending.cells.push_back(button);
 }
 
 Widget createOptionMenu(Widget grid, int index)
 {
     ConfigVar &var = gVarList[index];
     Widget pulldown = XmCreatePulldownMenu(grid, const_cast<char *>("pd"), nullptr, 0);
-    Arg args[1];
-    XtSetArg(args[0], XmNsubMenuId, pulldown);
-    Widget menu = XmCreateOptionMenu(grid, const_cast<char *>("optionMenu"), args, 1);
     int count = var.numChoices > 0 ? var.numChoices : 0;
+    std::vector<Widget> entries;
     for (int i = 0; i < count && i < MAX_CHOICES; ++i) {
         // The widget's name is the choice text, so the name is also its label.
         Widget entry = XmCreatePushButton(pulldown, var.choices[i], nullptr, 0);
         setUserData(entry, i);
-        XtManageChild(entry);
+        entries.push_back(entry);
         var.choiceWidgets[i] = entry;
     }
     unsetEntries[static_cast<size_t>(index)] = nullptr;
     if (var.optional && var.value[0] == '\0') {
         Widget unset = XmCreatePushButton(pulldown, const_cast<char *>("-----"), nullptr, 0);
         setUserData(unset, -1);
-        XtManageChild(unset);
+        entries.push_back(unset);
         unsetEntries[static_cast<size_t>(index)] = unset;
         if (count < MAX_CHOICES)
             var.choiceWidgets[count] = unset;
     }
+    XtManageChildren(entries.data(), static_cast<Cardinal>(entries.size()));
+    Arg args[2];
+    XtSetArg(args[0], XmNsubMenuId, pulldown);
     // Its own tab group, so that Tab goes through the rows in order whatever their kind.
-    XtVaSetValues(menu, XmNnavigationType, XmEXCLUSIVE_TAB_GROUP, nullptr);
-    XtManageChild(menu);
+    XtSetArg(args[1], XmNnavigationType, XmEXCLUSIVE_TAB_GROUP);
+    Widget menu = XmCreateOptionMenu(grid, const_cast<char *>("optionMenu"), args, 2);
+    pending.optionMenus.push_back(menu);
     return menu;
 }
 
 Widget createTextField(Widget grid)
 {
-    return XtVaCreateManagedWidget("Label", xmTextFieldWidgetClass, grid, XmNeditable, True, XmNmaxLength, 255,
-                                   XmNnavigationType, XmEXCLUSIVE_TAB_GROUP, nullptr);
+    Widget field = XtVaCreateWidget("Label", xmTextFieldWidgetClass, grid, XmNeditable, True, XmNmaxLength, 255,
+                                    XmNnavigationType, XmEXCLUSIVE_TAB_GROUP, nullptr);
+    pending.cells.push_back(field);
+    return field;
+}
+
+// A row whose type is unknown keeps an empty cell, so that the next rows stay in their columns.
+void addEmptyValueCell(Widget grid)
+{
+    XmString empty = XmStringCreateLocalized(const_cast<char *>(""));
+    pending.cells.push_back(XtVaCreateWidget("empty", xmLabelWidgetClass, grid, XmNlabelString, empty,
+                                             XmNsensitive, False, nullptr));
+    XmStringFree(empty);
 }
 
 void copyValue(char (&target)[256], const char *text) { std::snprintf(target, sizeof target, "%s", text); }
@@ -188,10 +212,10 @@ extern "C" Widget BuildParameterForm(Widget parent)
             XtVaSetValues(bar, XmNtraversalOn, False, nullptr);
 
     // Horizontal orientation: the "columns" are the rows, filled two cells at a time.
-    // Managed only once it is filled, so that the rows are laid out once rather than per row.
     Widget grid = XtVaCreateWidget("main_grid", xmRowColumnWidgetClass, swindow, XmNorientation, XmHORIZONTAL,
-                                          XmNpacking, XmPACK_COLUMN, XmNnumColumns,
-                                          static_cast<short>(gNumVars + 1), nullptr);
+                                   XmNpacking, XmPACK_COLUMN, XmNnumColumns, static_cast<short>(gNumVars + 1),
+                                   nullptr);
+    pending = {};
     addTitleCell(grid, "Parameter");
     addTitleCell(grid, "Value");
 
@@ -203,12 +227,47 @@ extern "C" Widget BuildParameterForm(Widget parent)
             var.valueWidget = createTextField(grid);
         else if (isOptionMenu(var))
             var.valueWidget = createOptionMenu(grid, i);
+        else
+            addEmptyValueCell(grid);
+        // F1 (the toolkit's help key) in the value shows the row's help, as its label does.
+        if (var.valueWidget != nullptr)
+            XtAddCallback(var.valueWidget, XmNhelpCallback, ShowHelp, indexData(i));
     }
     lx::form::followKeyboardFocus(swindow);
     LoadValues();
+    XtManageChildren(pending.cells.data(), static_cast<Cardinal>(pending.cells.size()));
     XtManageChild(grid);
     return frame;
 }
+
+namespace lx::form {
+
+// An option menu asks its parent for a new size when it is realized. Managed in the grid, each
+// such request lays out every row again; realized while still unmanaged, the requests stay with
+// the menus, and the grid lays the rows out once when they are all managed together.
+void manageOptionMenus()
+{
+    std::vector<Widget> menus = std::move(pending.optionMenus);
+    pending = {};
+    if (menus.empty())
+        return;
+    if (XtIsRealized(XtParent(menus.front())))
+        for (Widget menu : menus)
+            XtRealizeWidget(menu);
+    XtManageChildren(menus.data(), static_cast<Cardinal>(menus.size()));
+}
+
+void completeForm()
+{
+    Widget grid = pending.optionMenus.empty() ? nullptr : XtParent(pending.optionMenus.front());
+    manageOptionMenus();
+    if (grid == nullptr && gNumVars > 0 && gVarList[0].valueWidget != nullptr)
+        grid = XtParent(gVarList[0].valueWidget);
+    if (grid != nullptr)
+        scrollWithWheelAndPageKeys(XtParent(XtParent(grid)), grid);
+}
+
+} // namespace lx::form
 
 extern "C" void LoadValues(void)
 {

@@ -8,6 +8,9 @@
 #include <Xm/ToggleB.h>
 
 #include <cstdio>
+#include <string>
+
+#include <X11/Shell.h>
 
 namespace lx::wm {
 
@@ -64,6 +67,43 @@ void StopDefaultPositioning(Widget dialog) {
 }
 
 }  // namespace
+
+std::string WrapLines(const std::string &text, size_t width) {
+    std::string out;
+    size_t lineStart = 0;
+    while (lineStart <= text.size()) {
+        size_t end = text.find('\n', lineStart);
+        std::string line = text.substr(lineStart, end == std::string::npos ? std::string::npos : end - lineStart);
+        while (line.size() > width) {
+            size_t cut = line.rfind(' ', width);
+            if (cut == std::string::npos || cut == 0) {
+                break;  // one word longer than the width stays whole
+            }
+            out += line.substr(0, cut) + '\n';
+            line.erase(0, cut + 1);
+        }
+        out += line;
+        if (end == std::string::npos) {
+            break;
+        }
+        out += '\n';
+        lineStart = end + 1;
+    }
+    return out;
+}
+
+CompoundString MakeWrappedMessage(const char *text) {
+    return MakeCompoundString(WrapLines(text != nullptr ? text : "", 80).c_str());
+}
+
+void SetDialogTitle(Widget dialog, const char *kind) {
+    char *mainTitle = nullptr;
+    if (baseshell != nullptr && XtIsWMShell(baseshell)) {
+        XtVaGetValues(baseshell, XmNtitle, &mainTitle, nullptr);
+    }
+    std::string title = (mainTitle != nullptr && mainTitle[0] != '\0') ? std::string(mainTitle) + ": " + kind : kind;
+    XtVaSetValues(XtParent(dialog), XmNtitle, title.c_str(), nullptr);
+}
 
 void AddSuppressToggle(Widget dialog, int *suppress, const char *label) {
     CompoundString text = MakeCompoundString(label);

@@ -51,10 +51,11 @@ extern "C" int WMShowInfo(const char *text, int seconds) {
         RemoveMessageBoxButton(dialog, XmDIALOG_HELP_BUTTON);
         XtAddCallback(dialog, XmNokCallback, AcknowledgeInfoCB, nullptr);
         XtAddCallback(dialog, XmNcancelCallback, AcknowledgeInfoCB, nullptr);
-        CompoundString message = MakeCompoundString(text);
+        CompoundString message = MakeWrappedMessage(text);
         XtVaSetValues(dialog, XmNmessageString, message.get(), nullptr);
         State().infoAcknowledge = 1;
-        PlaceDialog(dialog);
+        SetDialogTitle(dialog, "Note");
+    PlaceDialog(dialog);
         if (seconds >= 1) {
             XtIntervalId timer = XtAppAddTimeOut(XtWidgetToApplicationContext(dialog),
                                                  static_cast<unsigned long>(seconds) * 1000UL,

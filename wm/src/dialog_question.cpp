@@ -41,7 +41,7 @@ int AskQuestionText(const char *text, int *suppress) {
         return 0;
     }
     QuestionWait wait;
-    CompoundString message = MakeCompoundString(text);
+    CompoundString message = MakeWrappedMessage(text);
     // Cancel is the answer that keeps the user's work, so Return (and the first focus) gives it.
     Arg args[3];
     XtSetArg(args[0], XmNmessageString, message.get());
@@ -57,6 +57,7 @@ int AskQuestionText(const char *text, int *suppress) {
     if (suppress != nullptr) {
         AddSuppressToggle(dialog, suppress, "Don't ask me this again");
     }
+    SetDialogTitle(dialog, "Question");
     PlaceDialog(dialog);
 
     XtAppContext app = XtWidgetToApplicationContext(dialog);

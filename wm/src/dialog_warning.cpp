@@ -23,7 +23,7 @@ Widget ShowWarningText(const char *text, int *suppress) {
         std::fprintf(stderr, "%s\n", text);
         return nullptr;
     }
-    CompoundString message = MakeCompoundString(text);
+    CompoundString message = MakeWrappedMessage(text);
     Arg args[2];
     XtSetArg(args[0], XmNmessageString, message.get());
     XtSetArg(args[1], XmNdialogStyle, XmDIALOG_MODELESS);
@@ -35,6 +35,7 @@ Widget ShowWarningText(const char *text, int *suppress) {
     if (suppress != nullptr) {
         AddSuppressToggle(dialog, suppress, "Don't show me this warning again");
     }
+    SetDialogTitle(dialog, "Warning");
     PlaceDialog(dialog);
     // The caller may keep the event loop busy after warning; show the dialog now.
     if (baseshell != nullptr && XtWindow(baseshell) != 0) {

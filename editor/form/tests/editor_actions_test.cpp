@@ -98,20 +98,4 @@ TEST_F(EditorActions, ClosingTheWindowWithChangesAsksLikeDone)
     EXPECT_EQ(fieldText("LX_NUM"), "5");
 }
 
-TEST_F(EditorActions, RowHelpShowsTheHelpText)
-{
-    ShowHelp(nullptr, reinterpret_cast<XtPointer>(static_cast<intptr_t>(0)), nullptr);
-    Widget help = findDialog("info_dialog");
-    ASSERT_NE(help, nullptr);
-    EXPECT_EQ(messageText(help), "Where the suite lives.\nSecond line.\n");
-    XtDestroyWidget(XtParent(help));
-    spinFor(20);
-
-    ShowHelp(nullptr, reinterpret_cast<XtPointer>(static_cast<intptr_t>(1)), nullptr);
-    help = findDialog("info_dialog");
-    ASSERT_NE(help, nullptr);
-    EXPECT_EQ(messageText(help), "No Help information provided for this variable");
-    EXPECT_TRUE(spinUntil([] { return findDialog("info_dialog") == nullptr; }, 4000));
-}
-
 } // namespace

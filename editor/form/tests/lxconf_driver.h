@@ -101,6 +101,7 @@ private:
 // The editor's window as the user sees it: rows of (help button, value) and the four buttons.
 struct EditorScreen {
     Window window = 0;
+    Window grid = 0;
     std::vector<Box> cells;   // grid cells in reading order, titles first
     std::vector<Box> buttons; // Done, Save, Revert, Help
     Box label(int row) const { return cells[static_cast<size_t>(2 + 2 * row)]; }
@@ -130,7 +131,9 @@ protected:
         return e;
     }
 
-    std::unique_ptr<Program> startEditor(bool withSuite = false, const std::vector<std::string> &extraEnv = {})
+    // `cells`: the grid's cells, the two titles included (two per variable).
+    std::unique_ptr<Program> startEditor(bool withSuite = false, size_t cells = 10,
+                                         const std::vector<std::string> &extraEnv = {})
     {
         // New windows open at the pointer: keep the whole window on the screen.
         std::system("xdotool mousemove --sync 100 100");
@@ -145,7 +148,7 @@ protected:
             return program;
         }
         sleepMs(300);
-        Window grid = x_.findDescendant(screen_.window, [](const std::vector<Box> &kids) { return kids.size() == 10; });
+        Window grid = x_.findDescendant(screen_.window, [cells](const std::vector<Box> &kids) { return kids.size() == cells; });
         Window area = x_.findDescendant(screen_.window, [](const std::vector<Box> &kids) {
             return kids.size() == 4 && kids[0].y == kids[3].y;
         });
@@ -153,6 +156,7 @@ protected:
             ADD_FAILURE() << "the editor's rows or buttons were not found";
             return program;
         }
+        screen_.grid = grid;
         screen_.cells = x_.children(grid);
         screen_.buttons = x_.children(area);
         x_.focus(screen_.window);
@@ -201,8 +205,9 @@ protected:
     // Answers the open question: Cancel with Return (its default button), OK by moving to it first.
     void answer(bool ok)
     {
-        Window question = x_.waitForTopLevel("question_popup", 5000);
-        ASSERT_NE(question, 0u) << "no question was asked";
+        // Titled after the main window, so that a person sees whose question it is.
+        Window question = x_.waitForTopLevel(std::string(kTitle) + ": Question", 5000);
+        ASSERT_NE(question, 0u) << "no question titled \"" << kTitle << ": Question\" was asked";
         x_.focus(question);
         x_.key(ok ? "Left Return" : "Return");
     }

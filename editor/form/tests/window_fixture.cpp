@@ -164,7 +164,7 @@ void EditorWindowTest::open(const std::string &description, const std::string &c
     frame_ = BuildEditorWindow(form_);
     ASSERT_NE(frame_, nullptr);
     actionArea_ = XtNameToWidget(form_, "action_area");
-    XtRealizeWidget(shell_);
+    RealizeEditorWindow(shell_);
     spinUntil([this] { return XtIsRealized(shell_); }, 2000);
     spinFor(100);
 }
