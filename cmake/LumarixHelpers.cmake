@@ -1,5 +1,24 @@
 # Shared build helpers for every subsystem.
 
+# Refuses a subsystem set that cannot configure: each subsystem needs those it links.
+function(lx_check_subsystems subsystems)
+  set(known shm settings wm suite editor im)
+  set(needs_settings shm)
+  set(needs_wm settings)
+  set(needs_suite settings)
+  set(needs_editor wm suite)
+  foreach(sub IN LISTS subsystems)
+    if(NOT sub IN_LIST known)
+      message(FATAL_ERROR "LX_SUBSYSTEMS: unknown subsystem \"${sub}\" (known: ${known})")
+    endif()
+    foreach(need IN LISTS needs_${sub})
+      if(NOT need IN_LIST subsystems)
+        message(FATAL_ERROR "LX_SUBSYSTEMS: ${sub} needs ${need}; add it or leave ${sub} out")
+      endif()
+    endforeach()
+  endforeach()
+endfunction()
+
 # Warnings for our own targets; errors only when LX_WERROR is on (CI).
 function(lx_warnings target)
   target_compile_options(${target} PRIVATE

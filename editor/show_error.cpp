@@ -9,16 +9,13 @@
 #include <cstdlib>
 #include <cstring>
 
-#ifdef LX_EDITOR_WITH_WM
 #include <Xm/Xm.h>
 #include <lumarix/wm.h>
-#endif
 
 namespace {
 
 bool waitDuringStartUp = false;
 
-#ifdef LX_EDITOR_WITH_WM
 bool mainWindowIsUp() { return topshell != nullptr && XtIsRealized(topshell); }
 
 void markGone(Widget, XtPointer gone, XtPointer) { *static_cast<bool *>(gone) = true; }
@@ -34,7 +31,6 @@ void waitUntilDismissed(Widget dialog)
     while (!gone)
         XtAppProcessEvent(app, XtIMAll);
 }
-#endif
 
 }  // namespace
 
@@ -47,7 +43,6 @@ extern "C" void ShowError(const char *text)
     const std::size_t length = std::strlen(text);
     std::fprintf(stderr, length > 0 && text[length - 1] == '\n' ? "%s" : "%s\n", text);
     std::fflush(stderr);
-#ifdef LX_EDITOR_WITH_WM
     // Without a display to go to (none open, none named), standard error is all there is.
     const char *display = std::getenv("DISPLAY");
     if (WMGetDisplay() == nullptr && (display == nullptr || display[0] == '\0'))
@@ -57,5 +52,4 @@ extern "C" void ShowError(const char *text)
     Widget dialog = WMShowWarning("%s", text);
     if (dialog != nullptr && waitDuringStartUp && !mainWindowIsUp())
         waitUntilDismissed(dialog);
-#endif
 }

@@ -3,12 +3,12 @@
 set(base "/opt/lumarix-packaged/share")
 file(REMOVE_RECURSE "${WORK}")
 file(MAKE_DIRECTORY "${WORK}/home")
-execute_process(COMMAND ${CMAKE_COMMAND} -S "${SOURCE}" -B "${WORK}/build" "-DLX_SUBSYSTEMS=shm;editor"
+execute_process(COMMAND ${CMAKE_COMMAND} -S "${SOURCE}" -B "${WORK}/build" "-DLX_SUBSYSTEMS=shm;settings"
   -DLX_BUILD_TESTS=OFF -DLX_BUILD_BENCH=OFF "-DLX_DEFAULT_BASE_DIR=${base}" OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${CMAKE_COMMAND} --build "${WORK}/build" --target lxsetting -j2 OUTPUT_QUIET
   COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${CMAKE_COMMAND} -E env --unset=LX_BASE --unset=PMBASE --unset=OB_BASE "HOME=${WORK}/home"
-  USER=lxbase-option-test LOGNAME=lxbase-option-test "${WORK}/build/editor/settings/lxsetting" get LX_BASE
+  USER=lxbase-option-test LOGNAME=lxbase-option-test "${WORK}/build/settings/lxsetting" get LX_BASE
   OUTPUT_VARIABLE answer ERROR_QUIET)
 if(NOT answer STREQUAL "${base}\n")
   message(FATAL_ERROR "lxsetting get LX_BASE answered \"${answer}\", not \"${base}\"")
