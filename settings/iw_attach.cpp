@@ -19,7 +19,7 @@ extern "C" int IWAttach(void)
         if (const char *address = GetSetting("LX_SHMSTADDR"))
             setenv("LX_SHMSTADDR", address, 1);
     errno = 0;
-    if (SMAttachToArena(&IW_arena) != 0) {
+    if (SMAttachToArena(&IW_arena) != SM_OK) {
         if (errno != 0)
             std::perror("IWIntRetArenaPtr()");
         return -1;

@@ -16,20 +16,6 @@
 #include <sys/ipc.h>
 #include <sys/sem.h>
 
-static_assert(offsetof(IWSharedGlobals, slotTable) == 0);
-static_assert(offsetof(IWSharedGlobals, smallTable) == 8);
-static_assert(offsetof(IWSharedGlobals, slotCount) == 16);
-static_assert(offsetof(IWSharedGlobals, focusSemId) == 36);
-static_assert(offsetof(IWSharedGlobals, callerValues) == 40);
-static_assert(offsetof(IWSharedGlobals, lockSemId) == 56);
-static_assert(offsetof(IWSharedGlobals, workingUnit) == 64);
-static_assert(offsetof(IWSharedGlobals, workingSet) == 72);
-static_assert(offsetof(IWSharedGlobals, pageThreshold) == 80);
-static_assert(offsetof(IWSharedGlobals, namedFirst) == 544);
-static_assert(offsetof(IWSharedGlobals, namedCount) == 552);
-static_assert(offsetof(IWSharedGlobals, namedListOn) == 556);
-static_assert(sizeof(IWSharedGlobals) == 1016);
-
 namespace {
 
 using namespace lumarix::suite;

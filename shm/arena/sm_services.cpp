@@ -152,7 +152,7 @@ int SMGetError(void)
 {
     trace("SMGetError");
     const int error = state().last_error;
-    state().last_error = kOk;
+    state().last_error = SM_OK;
     return error;
 }
 
