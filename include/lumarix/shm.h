@@ -9,7 +9,6 @@
  *         processes by the Config Protection Semaphore.
  *
  * Caveats:
- *   (filled in by the layers below)
  *   - Same address everywhere: heap pointers are plain addresses, so every process must map the
  *     segment where its creator did; set LX_SHMSTADDR alike in all of them. An address that is
  *     already taken makes create or attach fail (message, null) in both modes: a file is never
@@ -55,8 +54,6 @@ extern "C" {
 #endif
 
 /* ---- Segment keeper ------------------------------------------------------------------ */
-/* SG-SECTION-BEGIN (owned by the segment keeper) */
-
 /* One segment per process: a System V segment, or a file mapped shared. It starts with five
  * 64-bit header words (mapped bytes = allowance + 2216, allowance, 2216, 40, info offset); the
  * heap state lies at start + 1600 and the first break at start + 4,823,616. The heap's limit is
@@ -115,11 +112,7 @@ int SG_heap_stats(SGHeapStats *out);
  * else 0 with the first fault found written (terminated, cut to reason_size) into reason. */
 int SG_heap_check(char *reason, size_t reason_size);
 
-/* SG-SECTION-END */
-
 /* ---- Arena control ------------------------------------------------------------------- */
-/* SM-SECTION-BEGIN (owned by arena control and named blocks) */
-
 /* The arena handle: word 0 is the segment start (null: no arena), word 1 unused,
  * word 2 cleared by SMAttachToArena. */
 typedef struct SMArena {
@@ -285,8 +278,6 @@ int IWOpenConfigSem(void);
 void IWRemoveConfigSem(void);
 /* Prints every record and the stored count to stdout, without taking the semaphore. */
 void IWDumpNamedSHM(void);
-
-/* SM-SECTION-END */
 
 #ifdef __cplusplus
 }

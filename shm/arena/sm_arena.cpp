@@ -43,7 +43,7 @@ void removeControlSegment(const char *operation)
         std::fprintf(stderr, "%s: Error removing control shared memory: %s", operation, std::strerror(errno));
 }
 
-// Step 4 of creation: the path, size, creator and sync byte in the control block.
+// What the creator records in the control block: the path, size, creator and sync byte.
 void fillControlBlock(const char *path, uint64_t size)
 {
     State &s = state();
