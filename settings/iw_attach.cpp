@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 bool gAttachDone = false;
@@ -25,7 +26,7 @@ extern "C" int IWAttach(void)
         return -1;
     }
     if (errno != 0)
-        std::perror("IWAttach()");
+        std::fprintf(stderr, "%s(): %s\n", __func__, std::strerror(errno)); // as perror would
     IW_iwl_ptr = SMGetInfo(&IW_arena);
     IW_arena_ptr = &IW_arena;
     gAttachDone = true;

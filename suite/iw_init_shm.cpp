@@ -146,7 +146,7 @@ int initShm(int first, int second, int third, int fourth)
     IW_arena_ptr = &IW_arena;
     if (IW_arena.word[0] == 0) {
         IW_arena_ptr = nullptr;  // no arena: keep every IW call on its no-arena path
-        return failStartup("SMCreateArena (IWInitSHM())");
+        return failStartup(kCreateArenaFailed);
     }
     // This process now owns the user's arena: a semaphore left held by a crashed run would block
     // every named-block operation, so the list starts with a fresh one.
@@ -154,7 +154,7 @@ int initShm(int first, int second, int third, int fourth)
     IWRemoveConfigSem();
     auto *globals = static_cast<IWSharedGlobals *>(SMCalloc(&IW_arena, 1, sizeof(IWSharedGlobals)));
     if (!globals)
-        return failStartup("SMCalloc (IWInitSHM())");
+        return failStartup(kRecordFailed);
     IW_iwl_ptr = globals;
     SMPutInfo(&IW_arena, globals);
     fillGlobals(*globals, callerValues);

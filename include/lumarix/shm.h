@@ -41,6 +41,13 @@
  *     with each other or with the list operations of another process. To change a listed value
  *     while other processes may do the same, use IWSetNamedSHM (one step), not look-up, free and
  *     allocate. A block found by IWRtNamedSHMAdd may be replaced (freed) by another process.
+ *
+ * Messages name the function that writes them, except these, which name another routine on
+ * purpose and are kept as the suite has always printed them: "AddToSharedMemNamedList: ..."
+ * and "DeleteFromSharedMemNamedList: ..." (the list's own steps, in IWAlcNamedSHM,
+ * IWSetNamedSHM and IWFreeNamedSHM), "SMCalloc failed: ..." (IWAlcSHM), "SMCreateArena() --
+ * mm_create(): ..." (the segment's creation), the DEBUG_SG lines "... from dlcalloc" and
+ * "... from dlrealloc" (SG_reCalloc), and the trace and refusals headed "sm-lib" (the library).
  */
 #ifndef LUMARIX_SHM_H
 #define LUMARIX_SHM_H

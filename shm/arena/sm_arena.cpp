@@ -76,7 +76,7 @@ void SMSetTrace(int on)
 int SMCreateArena(SMArena *arena, uint64_t size, const char *path)
 {
     try {
-        trace("SMCreateArena");
+        trace(__func__);
         State &s = state();
         if (controlHeld()) {
             setSegmentStart(arena, nullptr);
@@ -130,7 +130,7 @@ int SMCreateArena(SMArena *arena, uint64_t size, const char *path)
 int SMAttachToArena(SMArena *arena)
 {
     try {
-        trace("SMAttachToArena");
+        trace(__func__);
         State &s = state();
         if (arena == nullptr)
             return SM_NO_ARENA;
@@ -160,9 +160,9 @@ int SMAttachToArena(SMArena *arena)
         const uintptr_t creator_start = s.control->start;
         if (reinterpret_cast<uintptr_t>(start) != creator_start) {
             std::fprintf(stderr,
-                         "SMAttachToArena: the arena lies at %p here but at %p in the process "
+                         "%s: the arena lies at %p here but at %p in the process "
                          "that created it; unset LX_SHMSTADDR or set it as the suite does.\n",
-                         start, reinterpret_cast<void *>(creator_start));
+                         __func__, start, reinterpret_cast<void *>(creator_start));
             SG_detach(start);
             setSegmentStart(arena, nullptr);
             return SM_NO_ARENA;
@@ -175,7 +175,7 @@ int SMAttachToArena(SMArena *arena)
 
 int SMDetachFromArena(SMArena *arena)
 {
-    trace("SMDetachFromArena");
+    trace(__func__);
     State &s = state();
     s.last_error = SM_OK;
     if (controlHeld() && s.mapped) {
@@ -189,7 +189,7 @@ int SMDetachFromArena(SMArena *arena)
 
 int SMDestroyArena(SMArena *arena)
 {
-    trace("SMDestroyArena");
+    trace(__func__);
     State &s = state();
     s.last_error = SM_OK;
     if (arena == nullptr || segmentStart(arena) == nullptr || !controlHeld())
@@ -199,14 +199,14 @@ int SMDestroyArena(SMArena *arena)
         return s.last_error;
     }
     SG_destroy(segmentStart(arena));
-    removeControlSegment("SMDestroyArena");
+    removeControlSegment(__func__);
     return s.last_error;
 }
 
 void SMExit(SMArena *arena, int remove_file)
 {
     try {
-        trace("SMExit");
+        trace(__func__);
         State &s = state();
         s.last_error = SM_OK;
         if (controlHeld() && !callerIsCreator()) {
@@ -222,7 +222,7 @@ void SMExit(SMArena *arena, int remove_file)
             lstat(s.arena_path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == geteuid() &&
             (st.st_mode & (S_IWGRP | S_IWOTH)) == 0)
             unlink(s.arena_path.c_str());
-        removeControlSegment("SMExit");
+        removeControlSegment(__func__);
         removeIdFile();
     } catch (...) {
     }

@@ -90,7 +90,7 @@ static pid_t liveCreator(int id, const shmid_ds &info)
 // processes making it at once, exactly one succeeds (IPC_EXCL).
 int smAllocateControl()
 {
-    trace("smAllocateControl");
+    trace(__func__);
     State &s = state();
     const std::string home = homeDirectory();
     s.last_error = SM_OK;
@@ -110,7 +110,7 @@ int smAllocateControl()
             return 1;
         }
         if (const pid_t owner = liveCreator(existing, old); owner != 0) {
-            std::fprintf(stderr, "smAllocateControl: the arena of this user belongs to the running process %d\n",
+            std::fprintf(stderr, "%s: the arena of this user belongs to the running process %d\n", __func__,
                          static_cast<int>(owner));
             s.last_error = SM_SHM_FAILED;
             return 1;
@@ -119,7 +119,7 @@ int smAllocateControl()
     }
     if (id < 0) {
         const int error = errno;
-        std::fprintf(stderr, "smAllocateControl: shmget failed\nError: %d %s\n\n", error, std::strerror(error));
+        std::fprintf(stderr, "%s: shmget failed\nError: %d %s\n\n", __func__, error, std::strerror(error));
         s.last_error = SM_SHM_FAILED;
         return 1;
     }
@@ -130,7 +130,7 @@ int smAllocateControl()
 
 int smAttachControl(bool creating)
 {
-    trace("smAttachControl");
+    trace(__func__);
     State &s = state();
     s.last_error = SM_OK;
     // The creator attaches the segment it has just made; the id file is written afterwards, so

@@ -36,7 +36,7 @@ const char *distrust(const struct stat &st)
 
 std::string smGetIdFileName()
 {
-    trace("smGetIdFileName");
+    trace(__func__);
     const char *user = std::getenv("USER");
     std::string name = user != nullptr ? std::string(user) : realUserName();
     return "/tmp/" + name + ".api_shmid";
@@ -69,7 +69,7 @@ std::optional<int> parseCtlId(std::string_view text)
 
 int smWriteCtlId()
 {
-    trace("smWriteCtlId");
+    trace(__func__);
     State &s = state();
     s.last_error = SM_OK;
     const std::string file = smGetIdFileName();
@@ -99,7 +99,7 @@ int smWriteCtlId()
 
 int smGetCtlId()
 {
-    trace("smGetCtlId");
+    trace(__func__);
     State &s = state();
     s.last_error = SM_OK;
     const std::string file = smGetIdFileName();
