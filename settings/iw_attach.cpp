@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 bool gAttachDone = false;
@@ -19,13 +20,13 @@ extern "C" int IWAttach(void)
         if (const char *address = GetSetting("LX_SHMSTADDR"))
             setenv("LX_SHMSTADDR", address, 1);
     errno = 0;
-    if (SMAttachToArena(&IW_arena) != 0) {
+    if (SMAttachToArena(&IW_arena) != SM_OK) {
         if (errno != 0)
             std::perror("IWIntRetArenaPtr()");
         return -1;
     }
     if (errno != 0)
-        std::perror("IWAttach()");
+        std::fprintf(stderr, "%s(): %s\n", __func__, std::strerror(errno)); // as perror would
     IW_iwl_ptr = SMGetInfo(&IW_arena);
     IW_arena_ptr = &IW_arena;
     gAttachDone = true;

@@ -16,20 +16,6 @@
 #include <sys/ipc.h>
 #include <sys/sem.h>
 
-static_assert(offsetof(IWSharedGlobals, slotTable) == 0);
-static_assert(offsetof(IWSharedGlobals, smallTable) == 8);
-static_assert(offsetof(IWSharedGlobals, slotCount) == 16);
-static_assert(offsetof(IWSharedGlobals, focusSemId) == 36);
-static_assert(offsetof(IWSharedGlobals, callerValues) == 40);
-static_assert(offsetof(IWSharedGlobals, lockSemId) == 56);
-static_assert(offsetof(IWSharedGlobals, workingUnit) == 64);
-static_assert(offsetof(IWSharedGlobals, workingSet) == 72);
-static_assert(offsetof(IWSharedGlobals, pageThreshold) == 80);
-static_assert(offsetof(IWSharedGlobals, namedFirst) == 544);
-static_assert(offsetof(IWSharedGlobals, namedCount) == 552);
-static_assert(offsetof(IWSharedGlobals, namedListOn) == 556);
-static_assert(sizeof(IWSharedGlobals) == 1016);
-
 namespace {
 
 using namespace lumarix::suite;
@@ -160,7 +146,7 @@ int initShm(int first, int second, int third, int fourth)
     IW_arena_ptr = &IW_arena;
     if (IW_arena.word[0] == 0) {
         IW_arena_ptr = nullptr;  // no arena: keep every IW call on its no-arena path
-        return failStartup("SMCreateArena (IWInitSHM())");
+        return failStartup(kCreateArenaFailed);
     }
     // This process now owns the user's arena: a semaphore left held by a crashed run would block
     // every named-block operation, so the list starts with a fresh one.
@@ -168,7 +154,7 @@ int initShm(int first, int second, int third, int fourth)
     IWRemoveConfigSem();
     auto *globals = static_cast<IWSharedGlobals *>(SMCalloc(&IW_arena, 1, sizeof(IWSharedGlobals)));
     if (!globals)
-        return failStartup("SMCalloc (IWInitSHM())");
+        return failStartup(kRecordFailed);
     IW_iwl_ptr = globals;
     SMPutInfo(&IW_arena, globals);
     fillGlobals(*globals, callerValues);

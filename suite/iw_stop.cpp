@@ -1,6 +1,7 @@
 // IWStop: removing the suite's semaphores and its arena.
 #include "lumarix/shm.h"
 #include "lumarix/suite.h"
+#include "startup_messages.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -19,7 +20,7 @@ void removeSemaphore(int id)
     if (errno == EINVAL)
         return;
     if (semctl(id, 0, IPC_RMID) != 0)
-        std::perror("IWStop() -- semctl()");
+        std::perror(lumarix::suite::kSemaphoreRemovalFailed);
 }
 
 }  // namespace

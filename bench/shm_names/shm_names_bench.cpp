@@ -99,12 +99,12 @@ BENCHMARK(SemaphoreFloor);
 
 int main(int argc, char **argv)
 {
-    if (SMCreateArena(&IW_arena, 64u << 20, nullptr) != 0 || IW_arena.word[0] == 0) {
+    if (SMCreateArena(&IW_arena, 64u << 20, nullptr) != SM_OK || IW_arena.word[0] == 0) {
         std::fprintf(stderr, "shm_names_bench: could not create the arena\n");
         return 1;
     }
     IW_arena_ptr = &IW_arena;
-    IW_iwl_ptr = SMCalloc(&IW_arena, 1, IW_GLOBAL_RECORD_SIZE);
+    IW_iwl_ptr = SMCalloc(&IW_arena, 1, sizeof(IWSharedGlobals));
     SMPutInfo(&IW_arena, IW_iwl_ptr);
     IWOpenConfigSem();
 

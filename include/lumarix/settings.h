@@ -20,6 +20,9 @@
  *     SetSetting of the same name releases the cached copy, so do not keep the pointer
  *     across a SetSetting; copy it (CopySetting) when it must live longer.
  *   - Not thread-safe: one thread per process, as everywhere in the suite.
+ *
+ * Messages name the function that writes them, except "IWIntRetArenaPtr(): ...", which IWAttach
+ * prints when the arena cannot be attached, naming its attach step as the suite always has.
  */
 #ifndef LUMARIX_SETTINGS_H
 #define LUMARIX_SETTINGS_H

@@ -9,7 +9,6 @@
  *         processes by the Config Protection Semaphore.
  *
  * Caveats:
- *   (filled in by the layers below)
  *   - Same address everywhere: heap pointers are plain addresses, so every process must map the
  *     segment where its creator did; set LX_SHMSTADDR alike in all of them. An address that is
  *     already taken makes create or attach fail (message, null) in both modes: a file is never
@@ -28,10 +27,11 @@
  *     with USER or LOGNAME unset, the login name of the real user id (getpwuid) is used instead.
  *   - /tmp is shared with other users: the id file is trusted only when it is a regular file of
  *     ours, not writable by group or others and not a symbolic link, and the control segment only
- *     when we own it; otherwise attach returns 3, says why on stderr and removes nothing. The id
- *     file is replaced by renaming a freshly made file, never written through a planted one.
- *   - One arena per user id: SMCreateArena refuses (1) while the control segment's creator lives,
- *     whatever USER says; of two creators at the same moment exactly one succeeds.
+ *     when we own it; otherwise attach returns SM_NO_ARENA, says why on stderr and removes
+ *     nothing. The id file is replaced by renaming a freshly made file, never written through a
+ *     planted one.
+ *   - One arena per user id: SMCreateArena refuses (SM_SHM_FAILED) while the control segment's
+ *     creator lives, whatever USER says; of two creators at the same moment exactly one succeeds.
  *   - A creator counts as gone only when signal 0 reports that no such process exists; a pid
  *     that reads as 0 (a creator in another PID namespace) never counts as gone.
  *   - A process that dies holding the Config Protection Semaphore blocks the named-block list:
@@ -41,10 +41,18 @@
  *     with each other or with the list operations of another process. To change a listed value
  *     while other processes may do the same, use IWSetNamedSHM (one step), not look-up, free and
  *     allocate. A block found by IWRtNamedSHMAdd may be replaced (freed) by another process.
+ *
+ * Messages name the function that writes them, except these, which name another routine on
+ * purpose and are kept as the suite has always printed them: "AddToSharedMemNamedList: ..."
+ * and "DeleteFromSharedMemNamedList: ..." (the list's own steps, in IWAlcNamedSHM,
+ * IWSetNamedSHM and IWFreeNamedSHM), "SMCalloc failed: ..." (IWAlcSHM), "SMCreateArena() --
+ * mm_create(): ..." (the segment's creation), the DEBUG_SG lines "... from dlcalloc" and
+ * "... from dlrealloc" (SG_reCalloc), and the trace and refusals headed "sm-lib" (the library).
  */
 #ifndef LUMARIX_SHM_H
 #define LUMARIX_SHM_H
 
+#include <stddef.h>
 #include <stdint.h>
 #include <sys/types.h>
 
@@ -53,8 +61,6 @@ extern "C" {
 #endif
 
 /* ---- Segment keeper ------------------------------------------------------------------ */
-/* SG-SECTION-BEGIN (owned by the segment keeper) */
-
 /* One segment per process: a System V segment, or a file mapped shared. It starts with five
  * 64-bit header words (mapped bytes = allowance + 2216, allowance, 2216, 40, info offset); the
  * heap state lies at start + 1600 and the first break at start + 4,823,616. The heap's limit is
@@ -113,11 +119,7 @@ int SG_heap_stats(SGHeapStats *out);
  * else 0 with the first fault found written (terminated, cut to reason_size) into reason. */
 int SG_heap_check(char *reason, size_t reason_size);
 
-/* SG-SECTION-END */
-
 /* ---- Arena control ------------------------------------------------------------------- */
-/* SM-SECTION-BEGIN (owned by arena control and named blocks) */
-
 /* The arena handle: word 0 is the segment start (null: no arena), word 1 unused,
  * word 2 cleared by SMAttachToArena. */
 typedef struct SMArena {
@@ -126,31 +128,40 @@ typedef struct SMArena {
 
 /* Arena control, "sm-lib". The arena of a user is found through a 4,168-byte control segment
  * (key SG_key(HOME, 'F')) whose id is kept in the id file "/tmp/$USER.api_shmid". Results are
- * small codes; most operations also set a per-process last error read by SMGetError:
- * 0 ok, 1 a shared-memory call failed, 2 the id file could not be used, 4 not the creator. */
+ * the small codes below; most operations also set a per-process last error read by SMGetError. */
+enum {
+    SM_OK = 0,
+    SM_SHM_FAILED = 1,    /* last error: a shared-memory call failed */
+    SM_CONTROL_HELD = 1,  /* SMCreateArena only: this process already holds a control block */
+    SM_IDFILE_FAILED = 2, /* last error: the id file could not be used */
+    SM_NO_ARENA = 3,      /* SMAttachToArena only: no arena was attached */
+    SM_NOT_CREATOR = 4    /* last error: the caller is not the process that created the arena */
+};
 
 /* Creates the control segment, the id file and the arena (SG_create) of size bytes, in the
- * mapped file path when path is non-null and non-empty. 0 created (handle word 0 is the start,
- * null if the segment keeper failed, which is reported with its reason); 1 this process already
- * holds a control block (handle cleared); else the last error: 1 a live suite holds the user's
- * arena (nothing touched), or the control segment could not be made or belongs to another user,
- * 2 the id file could not be written. A failure removes only what this call made. */
+ * mapped file path when path is non-null and non-empty. SM_OK created (handle word 0 is the
+ * start, null if the segment keeper failed, which is reported with its reason); SM_CONTROL_HELD
+ * this process already holds a control block (handle cleared); else the last error:
+ * SM_SHM_FAILED a live suite holds the user's arena (nothing touched), or the control segment
+ * could not be made or belongs to another user; SM_IDFILE_FAILED the id file could not be
+ * written. A failure removes only what this call made. */
 int SMCreateArena(SMArena *arena, uint64_t size, const char *path);
 /* The process id of the live creator of this user's arena (as the control segment records it),
  * 0 when there is none or it is a crashed suite's leftover, -1 when it lives but its id is not
  * known here. Looks only; nothing is attached for long or removed. */
 int SMArenaOwner(void);
-/* Finds the arena through the id file and attaches it. 0 attached; 3 no arena: no id file, an
- * id file or control segment not to be trusted (one line on stderr, nothing removed), or the
+/* Finds the arena through the id file and attaches it. SM_OK attached; SM_NO_ARENA: no id file,
+ * an id file or control segment not to be trusted (one line on stderr, nothing removed), or the
  * creator gone / nothing attached (leftovers removed: control segment, id file, data segment). */
 int SMAttachToArena(SMArena *arena);
-/* Detaches the control block and the arena. Returns the last error (0). */
+/* Detaches the control block and the arena. Returns the last error (SM_OK). */
 int SMDetachFromArena(SMArena *arena);
 /* Removes the arena (when arena is non-null), the mapped file (when remove_file is set), the
- * control segment and the id file. Refused with last error 4 when the caller is not the creator. */
+ * control segment and the id file. Refused with last error SM_NOT_CREATOR when the caller is not
+ * the creator. */
 void SMExit(SMArena *arena, int remove_file);
-/* Removes the arena and the control segment. Returns the last error: 0, or 4 when the caller is
- * not the creator (nothing removed). */
+/* Removes the arena and the control segment. Returns the last error: SM_OK, or SM_NOT_CREATOR
+ * when the caller is not the creator (nothing removed). */
 int SMDestroyArena(SMArena *arena);
 /* Allocation in the arena (no lock is taken). Each returns the block, or null for a null handle
  * or when the heap is exhausted. SMRealloc with a null block returns null without allocating. */
@@ -175,7 +186,7 @@ int SMSetRLimit(uint64_t current, uint64_t maximum);
 int SMSetSyncState(int state);
 /* The sync byte; 0 when no control block is mapped. */
 int SMGetSyncState(void);
-/* The last error, which is cleared. */
+/* The last error (SM_OK, SM_SHM_FAILED, SM_IDFILE_FAILED or SM_NOT_CREATOR), which is cleared. */
 int SMGetError(void);
 /* The library's name: "API Tallowmere manager". */
 const char *SMGetMethod(void);
@@ -194,10 +205,54 @@ typedef struct NamedSHMBlock {
     char *name;    /* copy of the name in the arena, or null */
 } NamedSHMBlock;
 
-/* The shared global record (SMGetInfo) anchors the list: first record and count. */
-#define IW_GLOBAL_RECORD_SIZE 1016
-#define IW_NAMED_FIRST_OFFSET 544
-#define IW_NAMED_COUNT_OFFSET 552
+/* Layout checks that hold in C99, C11 and C++. */
+#if defined(__cplusplus)
+#define LX_SHM_LAYOUT(cond, tag) static_assert(cond, #tag)
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+#define LX_SHM_LAYOUT(cond, tag) _Static_assert(cond, #tag)
+#else
+#define LX_SHM_LAYOUT(cond, tag) typedef char lx_shm_layout_##tag[(cond) ? 1 : -1]
+#endif
+
+/* The suite's shared global record, the arena's info pointer (SMGetInfo, IW_iwl_ptr). Every
+ * process of the suite reads it, so its layout is fixed (the checks below are its only statement
+ * of the offsets). The named-block list is anchored in it; the suite's start-up (lumarix/suite.h)
+ * makes it and fills the rest. */
+typedef struct IWSharedGlobals {
+    void *slotTable;           /* IW_SLOT_COUNT entries of IW_SLOT_BYTES; the first two int32 of
+                                  each entry start at -1 */
+    void *smallTable;          /* IW_SMALL_COUNT int32 entries */
+    int32_t slotCount;         /* IW_SLOT_COUNT */
+    int32_t unsetA;            /* -1 */
+    int32_t unsetB;            /* -1 */
+    int32_t unsetC;            /* -1 */
+    int32_t cleared;           /* 0 */
+    int32_t focusSemId;        /* System V semaphore (key letter C), -1 when none */
+    int32_t callerValues[4];   /* the four arguments of IWInitSHM, clamped */
+    int32_t lockSemId;         /* System V semaphore (key letter D), -1 when none */
+    int32_t workingSetOn;      /* 1 once the working set is stored */
+    int64_t workingUnit;       /* bytes */
+    int64_t workingSet;        /* bytes */
+    int32_t pageThreshold;
+    uint8_t reservedLow[460];
+    NamedSHMBlock *namedFirst; /* first named shared block record */
+    int32_t namedCount;        /* number of named shared blocks */
+    int32_t namedListOn;       /* 1 once the named-block list is set up */
+    uint8_t reservedHigh[456];
+} IWSharedGlobals;
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, slotTable) == 0, slot_table);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, smallTable) == 8, small_table);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, slotCount) == 16, slot_count);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, focusSemId) == 36, focus_sem);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, callerValues) == 40, caller_values);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, lockSemId) == 56, lock_sem);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, workingUnit) == 64, working_unit);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, workingSet) == 72, working_set);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, pageThreshold) == 80, page_threshold);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, namedFirst) == 544, named_first);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, namedCount) == 552, named_count);
+LX_SHM_LAYOUT(offsetof(IWSharedGlobals, namedListOn) == 556, named_list_on);
+LX_SHM_LAYOUT(sizeof(IWSharedGlobals) == 1016, record_size);
 
 extern SMArena IW_arena;      /* this process's arena handle */
 extern SMArena *IW_arena_ptr; /* &IW_arena once attached or created; null: no arena */
@@ -230,8 +285,6 @@ int IWOpenConfigSem(void);
 void IWRemoveConfigSem(void);
 /* Prints every record and the stored count to stdout, without taking the semaphore. */
 void IWDumpNamedSHM(void);
-
-/* SM-SECTION-END */
 
 #ifdef __cplusplus
 }

@@ -24,6 +24,8 @@
 #ifndef LUMARIX_SUITE_H
 #define LUMARIX_SUITE_H
 
+#include "lumarix/shm.h"
+
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -34,34 +36,11 @@ extern "C" {
  * in ordinary processes and in sanitizer builds. Other processes attach where the creator put it. */
 #define IW_DEFAULT_SHMSTADDR "0x500000000000"
 
+/* The tables of the shared global record (IWSharedGlobals, laid out in lumarix/shm.h beside the
+ * named-block list it anchors): slot entries and their size, small-table entries. */
 #define IW_SLOT_COUNT 100
 #define IW_SLOT_BYTES 984
 #define IW_SMALL_COUNT 500
-
-/* The suite's shared global record, 1016 bytes, registered as the arena's info pointer.
- * Every process of the suite reads it, so its layout is fixed (checked at build time). */
-typedef struct IWSharedGlobals {
-    void *slotTable;           /*   0: IW_SLOT_COUNT entries of IW_SLOT_BYTES; the first two
-                                       int32 of each entry start at -1 */
-    void *smallTable;          /*   8: IW_SMALL_COUNT int32 entries */
-    int32_t slotCount;         /*  16: IW_SLOT_COUNT */
-    int32_t unsetA;            /*  20: -1 */
-    int32_t unsetB;            /*  24: -1 */
-    int32_t unsetC;            /*  28: -1 */
-    int32_t cleared;           /*  32: 0 */
-    int32_t focusSemId;        /*  36: System V semaphore (key letter C), -1 when none */
-    int32_t callerValues[4];   /*  40: the four arguments of IWInitSHM, clamped */
-    int32_t lockSemId;         /*  56: System V semaphore (key letter D), -1 when none */
-    int32_t workingSetOn;      /*  60: 1 once the working set is stored */
-    int64_t workingUnit;       /*  64: bytes */
-    int64_t workingSet;        /*  72: bytes */
-    int32_t pageThreshold;     /*  80 */
-    uint8_t reservedLow[460];  /*  84 */
-    void *namedFirst;          /* 544: first named shared block record */
-    int32_t namedCount;        /* 552: number of named shared blocks */
-    int32_t namedListOn;       /* 556: 1 once the named-block list is set up */
-    uint8_t reservedHigh[456]; /* 560 */
-} IWSharedGlobals;
 
 /* Sizes, checks and creates the arena and the shared global record (see above). `first` and
  * `second` below 0 become 0, `third` is clamped to 1..1280 and `fourth` to 1..1024; the four

@@ -13,6 +13,11 @@
  *     dropping libXm): Motif's vendor shell class has to replace Xt's own.
  *   - Settings (LX_STD_BKG_COLOR, LX_APPLICATION, LX_DO_TOOLTIPS, the base directory) come
  *     from the suite's settings lookup (lumarix/settings.h).
+ *
+ * Messages name the function that writes them, except these, kept as the suite has always
+ * written them: the log lines "WMShowWarning: ..." and "WMShowWarning (dialog disabled by
+ * user): ..." (also from WMShowWarningSuppressible) and "WM_getpixmap: Xpm Failed for file ..."
+ * (WMGetPixmap).
  */
 #ifndef LUMARIX_WM_H
 #define LUMARIX_WM_H

@@ -20,14 +20,12 @@ static_assert(offsetof(NamedSHMBlock, name) == 32);
 // The two fields of the shared global record that anchor the list.
 inline NamedSHMBlock *&firstBlock(void *record)
 {
-    return *reinterpret_cast<NamedSHMBlock **>(static_cast<char *>(record) + IW_NAMED_FIRST_OFFSET);
+    return static_cast<IWSharedGlobals *>(record)->namedFirst;
 }
 inline int32_t &blockCount(void *record)
 {
-    return *reinterpret_cast<int32_t *>(static_cast<char *>(record) + IW_NAMED_COUNT_OFFSET);
+    return static_cast<IWSharedGlobals *>(record)->namedCount;
 }
-static_assert(IW_NAMED_FIRST_OFFSET % alignof(void *) == 0 && IW_NAMED_COUNT_OFFSET % 4 == 0);
-static_assert(IW_NAMED_COUNT_OFFSET + 4 <= IW_GLOBAL_RECORD_SIZE);
 
 // -1 undecided, then 1 when DEBUG_SHM is set, else 0.
 int &debugFlag();

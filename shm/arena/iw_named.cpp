@@ -98,14 +98,14 @@ void *allocateListed(int count, uint64_t size, const char *name, bool debug)
 }
 
 // With the semaphore held: the oldest record named name, or null. A record below the arena start
-// is a broken list.
-NamedSHMBlock *findRecord(const char *name)
+// is a broken list, which the caller's message reports.
+NamedSHMBlock *findRecord(const char *name, const char *caller)
 {
     const auto *start = static_cast<const char *>(arenaStart());
     for (NamedSHMBlock *record = firstBlock(IW_iwl_ptr); record != nullptr && name != nullptr;
          record = record->next) {
         if (reinterpret_cast<const char *>(record) < start) {
-            std::fprintf(stderr, "------------------ IWRtNamedSHMAdd: Found bad block pointer!\n");
+            std::fprintf(stderr, "------------------ %s: Found bad block pointer!\n", caller);
             return nullptr;
         }
         if (record->name != nullptr && std::strcmp(record->name, name) == 0)
@@ -149,7 +149,8 @@ void *IWAlcSHM(int count, uint64_t size)
         return nullptr;
     const bool debug = decideDebug();
     if (debug)
-        IW_DEBUG_LINE("IWAlcSHM: Allocating %d of %ld. Arena pointer is %p\n", count, static_cast<long>(size), arenaStart());
+        IW_DEBUG_LINE("%s: Allocating %d of %ld. Arena pointer is %p\n", __func__, count, static_cast<long>(size),
+                      arenaStart());
     void *block = nullptr;
     if (size != 0 && count > 0) {
         block = SMCalloc(IW_arena_ptr, count, size);
@@ -159,7 +160,7 @@ void *IWAlcSHM(int count, uint64_t size)
         }
     }
     if (debug)
-        IW_DEBUG_LINE("IWAlcSHM: Pointer is %p\n", block);
+        IW_DEBUG_LINE("%s: Pointer is %p\n", __func__, block);
     return block;
 }
 
@@ -167,8 +168,8 @@ void IWFreeSHM(void *block)
 {
     // Not decided here: an undecided switch (-1) counts as on.
     if (debugFlag() != 0) {
-        IW_DEBUG_LINE("IWFreeSHM: Arena pointer is %p\n", arenaStart());
-        IW_DEBUG_LINE("IWFreeSHM: Freeing %p\n", block);
+        IW_DEBUG_LINE("%s: Arena pointer is %p\n", __func__, arenaStart());
+        IW_DEBUG_LINE("%s: Freeing %p\n", __func__, block);
     }
     if (block != nullptr)
         SMFree(IW_arena_ptr, block);
@@ -180,14 +181,14 @@ void *IWAlcNamedSHM(int count, uint64_t size, const char *name)
         return nullptr;
     const bool debug = decideDebug();
     if (debug)
-        IW_DEBUG_LINE("IWAlcNamedSHM: Proc %d Allocating %d of %ld for %s\n", static_cast<int>(getpid()), count,
+        IW_DEBUG_LINE("%s: Proc %d Allocating %d of %ld for %s\n", __func__, static_cast<int>(getpid()), count,
                   static_cast<long>(size), printable(name));
-    if (!IWOpenConfigSem() || !takeSemaphore("IWAlcNamedSHM"))
+    if (!IWOpenConfigSem() || !takeSemaphore(__func__))
         return nullptr;
 
     void *block = allocateListed(count, size, name, debug);
     if (debug)
-        IW_DEBUG_LINE("IWAlcNamedSHM: Pointer is %p for %s\n", block, printable(name));
+        IW_DEBUG_LINE("%s: Pointer is %p for %s\n", __func__, block, printable(name));
     postSemaphore();
     return block;
 }
@@ -198,23 +199,23 @@ void *IWRtNamedSHMAdd(const char *name)
         return nullptr;
     const bool debug = decideDebug();
     if (debug) {
-        IW_DEBUG_LINE("IWRtNamedSHMAdd: Arena pointer is %p\n", arenaStart());
-        IW_DEBUG_LINE("IWRtNamedSHMAdd: Proc %d Finding SHM block named: %s...\n", static_cast<int>(getpid()),
+        IW_DEBUG_LINE("%s: Arena pointer is %p\n", __func__, arenaStart());
+        IW_DEBUG_LINE("%s: Proc %d Finding SHM block named: %s...\n", __func__, static_cast<int>(getpid()),
                   printable(name));
     }
-    if (!IWOpenConfigSem() || !takeSemaphore("IWRtNamedSHMAdd"))
+    if (!IWOpenConfigSem() || !takeSemaphore(__func__))
         return nullptr;
 
-    if (const NamedSHMBlock *record = findRecord(name)) {
+    if (const NamedSHMBlock *record = findRecord(name, __func__)) {
         if (debug)
-            IW_DEBUG_LINE("IWRtNamedSHMAdd: Process %d found config variable at %p\n", static_cast<int>(getpid()),
+            IW_DEBUG_LINE("%s: Process %d found config variable at %p\n", __func__, static_cast<int>(getpid()),
                           record->addr);
         void *block = record->addr;
         postSemaphore();
         return block;
     }
     if (debug)
-        IW_DEBUG_LINE("IWRtNamedSHMAdd: Process %d did NOT find config variable\n", static_cast<int>(getpid()));
+        IW_DEBUG_LINE("%s: Process %d did NOT find config variable\n", __func__, static_cast<int>(getpid()));
     postSemaphore();
     return nullptr;
 }
@@ -226,12 +227,12 @@ void *IWSetNamedSHM(const char *name, const void *value, uint64_t bytes)
         return nullptr;
     const bool debug = decideDebug();
     if (debug)
-        IW_DEBUG_LINE("IWSetNamedSHM: Proc %d Setting %ld bytes for %s\n", static_cast<int>(getpid()),
+        IW_DEBUG_LINE("%s: Proc %d Setting %ld bytes for %s\n", __func__, static_cast<int>(getpid()),
                       static_cast<long>(bytes), name);
-    if (!IWOpenConfigSem() || !takeSemaphore("IWSetNamedSHM"))
+    if (!IWOpenConfigSem() || !takeSemaphore(__func__))
         return nullptr;
     void *block = nullptr;
-    if (NamedSHMBlock *record = findRecord(name)) {
+    if (NamedSHMBlock *record = findRecord(name, __func__)) {
         // The record keeps its place in the list; only its block is replaced.
         block = IWAlcSHM(1, bytes);
         if (block == nullptr) { // a full arena: the old value's room may be enough
@@ -260,8 +261,8 @@ void IWFreeNamedSHM(void *block)
 {
     const bool debug = decideDebug();
     if (debug)
-        IW_DEBUG_LINE("IWFreeNamedSHM: Proc %d Freeing memory at ptr %p\n", static_cast<int>(getpid()), block);
-    if (!takeSemaphore("IWFreeNamedSHM"))
+        IW_DEBUG_LINE("%s: Proc %d Freeing memory at ptr %p\n", __func__, static_cast<int>(getpid()), block);
+    if (!takeSemaphore(__func__))
         return;
     if (debug)
         IW_DEBUG_LINE("DeleteFromSharedMemNamedList: Removing a block from Named SHM list");

@@ -43,7 +43,7 @@ void removeControlSegment(const char *operation)
         std::fprintf(stderr, "%s: Error removing control shared memory: %s", operation, std::strerror(errno));
 }
 
-// Step 4 of creation: the path, size, creator and sync byte in the control block.
+// What the creator records in the control block: the path, size, creator and sync byte.
 void fillControlBlock(const char *path, uint64_t size)
 {
     State &s = state();
@@ -76,11 +76,11 @@ void SMSetTrace(int on)
 int SMCreateArena(SMArena *arena, uint64_t size, const char *path)
 {
     try {
-        trace("SMCreateArena");
+        trace(__func__);
         State &s = state();
         if (controlHeld()) {
             setSegmentStart(arena, nullptr);
-            return 1;
+            return SM_CONTROL_HELD;
         }
         if (smAllocateControl() != 0) { // a live suite's arena is refused before anything is touched
             setSegmentStart(arena, nullptr);
@@ -95,15 +95,15 @@ int SMCreateArena(SMArena *arena, uint64_t size, const char *path)
         }
         fillControlBlock(path, size);
         removeIdFile();
-        if (smWriteCtlId() != kOk) { // nobody could find this arena: give the control segment back
+        if (smWriteCtlId() != SM_OK) { // nobody could find this arena: give the control segment back
             shmdt(s.control);
             shmctl(made, IPC_RMID, nullptr);
             s.control = reinterpret_cast<ControlBlock *>(~uintptr_t{0});
             s.mapped = false;
             s.control_id = -1;
             setSegmentStart(arena, nullptr);
-            s.last_error = kIdFileUnusable;
-            return kIdFileUnusable;
+            s.last_error = SM_IDFILE_FAILED;
+            return SM_IDFILE_FAILED;
         }
 
         // The path argument of the segment keeper is the copy in the control block, which a
@@ -119,21 +119,21 @@ int SMCreateArena(SMArena *arena, uint64_t size, const char *path)
             std::fprintf(stderr, "SMCreateArena() -- mm_create(): %s\n",
                          error != 0 ? std::strerror(error) : "the arena segment could not be made");
         errno = start == nullptr ? error : 0;
-        return 0;
+        return SM_OK;
     } catch (...) {
         setSegmentStart(arena, nullptr);
-        state().last_error = kShmCallFailed;
-        return kShmCallFailed;
+        state().last_error = SM_SHM_FAILED;
+        return SM_SHM_FAILED;
     }
 }
 
 int SMAttachToArena(SMArena *arena)
 {
     try {
-        trace("SMAttachToArena");
+        trace(__func__);
         State &s = state();
         if (arena == nullptr)
-            return 3;
+            return SM_NO_ARENA;
         arena->word[0] = 0;
         arena->word[2] = 0;
         s.control = reinterpret_cast<ControlBlock *>(~uintptr_t{0});
@@ -141,7 +141,7 @@ int SMAttachToArena(SMArena *arena)
         s.control_id = -1;
         if (smAttachControl(false) != 0) {
             errno = 0;
-            return 3;
+            return SM_NO_ARENA;
         }
         std::string path(s.control->path, strnlen(s.control->path, sizeof s.control->path));
         const uint64_t size = s.control->size;
@@ -153,31 +153,31 @@ int SMAttachToArena(SMArena *arena)
         if (start == nullptr) {
             if (errno == EINVAL || errno == EEXIST || errno == ENOENT)
                 errno = 0;
-            return 3;
+            return SM_NO_ARENA;
         }
         // Every pointer in the arena is an address in the creator's mapping: a process that
         // landed elsewhere would follow them into memory that is not the arena.
         const uintptr_t creator_start = s.control->start;
         if (reinterpret_cast<uintptr_t>(start) != creator_start) {
             std::fprintf(stderr,
-                         "SMAttachToArena: the arena lies at %p here but at %p in the process "
+                         "%s: the arena lies at %p here but at %p in the process "
                          "that created it; unset LX_SHMSTADDR or set it as the suite does.\n",
-                         start, reinterpret_cast<void *>(creator_start));
+                         __func__, start, reinterpret_cast<void *>(creator_start));
             SG_detach(start);
             setSegmentStart(arena, nullptr);
-            return 3;
+            return SM_NO_ARENA;
         }
-        return 0;
+        return SM_OK;
     } catch (...) {
-        return 3;
+        return SM_NO_ARENA;
     }
 }
 
 int SMDetachFromArena(SMArena *arena)
 {
-    trace("SMDetachFromArena");
+    trace(__func__);
     State &s = state();
-    s.last_error = kOk;
+    s.last_error = SM_OK;
     if (controlHeld() && s.mapped) {
         shmdt(s.control);
         s.mapped = false;
@@ -189,28 +189,28 @@ int SMDetachFromArena(SMArena *arena)
 
 int SMDestroyArena(SMArena *arena)
 {
-    trace("SMDestroyArena");
+    trace(__func__);
     State &s = state();
-    s.last_error = kOk;
+    s.last_error = SM_OK;
     if (arena == nullptr || segmentStart(arena) == nullptr || !controlHeld())
         return s.last_error;
     if (!callerIsCreator()) {
-        s.last_error = kNotCreator;
+        s.last_error = SM_NOT_CREATOR;
         return s.last_error;
     }
     SG_destroy(segmentStart(arena));
-    removeControlSegment("SMDestroyArena");
+    removeControlSegment(__func__);
     return s.last_error;
 }
 
 void SMExit(SMArena *arena, int remove_file)
 {
     try {
-        trace("SMExit");
+        trace(__func__);
         State &s = state();
-        s.last_error = kOk;
+        s.last_error = SM_OK;
         if (controlHeld() && !callerIsCreator()) {
-            s.last_error = kNotCreator;
+            s.last_error = SM_NOT_CREATOR;
             return;
         }
         if (arena != nullptr)
@@ -222,7 +222,7 @@ void SMExit(SMArena *arena, int remove_file)
             lstat(s.arena_path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == geteuid() &&
             (st.st_mode & (S_IWGRP | S_IWOTH)) == 0)
             unlink(s.arena_path.c_str());
-        removeControlSegment("SMExit");
+        removeControlSegment(__func__);
         removeIdFile();
     } catch (...) {
     }

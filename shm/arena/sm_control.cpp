@@ -90,10 +90,10 @@ static pid_t liveCreator(int id, const shmid_ds &info)
 // processes making it at once, exactly one succeeds (IPC_EXCL).
 int smAllocateControl()
 {
-    trace("smAllocateControl");
+    trace(__func__);
     State &s = state();
     const std::string home = homeDirectory();
-    s.last_error = kOk;
+    s.last_error = SM_OK;
     const key_t key = SG_key(home.c_str(), kControlProject);
     int id = -1;
     for (int attempt = 0; attempt < 3 && id < 0; ++attempt) {
@@ -106,21 +106,21 @@ int smAllocateControl()
         if (existing < 0 || shmctl(existing, IPC_STAT, &old) != 0)
             continue; // removed meanwhile: try again
         if (!ownedByUs(existing, old)) {
-            s.last_error = kShmCallFailed;
+            s.last_error = SM_SHM_FAILED;
             return 1;
         }
         if (const pid_t owner = liveCreator(existing, old); owner != 0) {
-            std::fprintf(stderr, "smAllocateControl: the arena of this user belongs to the running process %d\n",
+            std::fprintf(stderr, "%s: the arena of this user belongs to the running process %d\n", __func__,
                          static_cast<int>(owner));
-            s.last_error = kShmCallFailed;
+            s.last_error = SM_SHM_FAILED;
             return 1;
         }
         shmctl(existing, IPC_RMID, nullptr); // a crashed suite's leftover
     }
     if (id < 0) {
         const int error = errno;
-        std::fprintf(stderr, "smAllocateControl: shmget failed\nError: %d %s\n\n", error, std::strerror(error));
-        s.last_error = kShmCallFailed;
+        std::fprintf(stderr, "%s: shmget failed\nError: %d %s\n\n", __func__, error, std::strerror(error));
+        s.last_error = SM_SHM_FAILED;
         return 1;
     }
     s.control_key = key;
@@ -130,12 +130,12 @@ int smAllocateControl()
 
 int smAttachControl(bool creating)
 {
-    trace("smAttachControl");
+    trace(__func__);
     State &s = state();
-    s.last_error = kOk;
+    s.last_error = SM_OK;
     // The creator attaches the segment it has just made; the id file is written afterwards, so
     // no other process finds a control block that nobody holds yet.
-    if (!creating && (smGetCtlId() != kOk || s.control_id == -1))
+    if (!creating && (smGetCtlId() != SM_OK || s.control_id == -1))
         return 1;
 
     if (!creating) {
@@ -158,14 +158,14 @@ int smAttachControl(bool creating)
 
     void *address = shmat(s.control_id, nullptr, 0);
     if (address == reinterpret_cast<void *>(-1)) {
-        s.last_error = kShmCallFailed;
+        s.last_error = SM_SHM_FAILED;
         return 1;
     }
     s.control = static_cast<ControlBlock *>(address);
     s.mapped = true;
     s.creator_pid = s.control->creator_pid;
     s.arena_path.assign(s.control->path, strnlen(s.control->path, sizeof s.control->path));
-    s.last_error = kOk;
+    s.last_error = SM_OK;
     return 0;
 }
 

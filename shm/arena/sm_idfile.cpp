@@ -36,7 +36,7 @@ const char *distrust(const struct stat &st)
 
 std::string smGetIdFileName()
 {
-    trace("smGetIdFileName");
+    trace(__func__);
     const char *user = std::getenv("USER");
     std::string name = user != nullptr ? std::string(user) : realUserName();
     return "/tmp/" + name + ".api_shmid";
@@ -69,22 +69,22 @@ std::optional<int> parseCtlId(std::string_view text)
 
 int smWriteCtlId()
 {
-    trace("smWriteCtlId");
+    trace(__func__);
     State &s = state();
-    s.last_error = kOk;
+    s.last_error = SM_OK;
     const std::string file = smGetIdFileName();
 
     struct stat existing {};
     if (lstat(file.c_str(), &existing) == 0 && existing.st_uid != geteuid()) {
         complain(file, "it belongs to another user and is left alone");
-        s.last_error = kIdFileUnusable;
+        s.last_error = SM_IDFILE_FAILED;
         return s.last_error;
     }
 
     std::string temp = file + ".XXXXXX";
     const int fd = mkstemp(temp.data()); // O_EXCL: never opens a planted file
     if (fd < 0) {
-        s.last_error = kIdFileUnusable;
+        s.last_error = SM_IDFILE_FAILED;
         return s.last_error;
     }
     char text[32];
@@ -92,16 +92,16 @@ int smWriteCtlId()
     const bool written = fchmod(fd, 0644) == 0 && write(fd, text, static_cast<size_t>(length)) == length;
     if (close(fd) != 0 || !written || rename(temp.c_str(), file.c_str()) != 0) {
         unlink(temp.c_str());
-        s.last_error = kIdFileUnusable;
+        s.last_error = SM_IDFILE_FAILED;
     }
     return s.last_error;
 }
 
 int smGetCtlId()
 {
-    trace("smGetCtlId");
+    trace(__func__);
     State &s = state();
-    s.last_error = kOk;
+    s.last_error = SM_OK;
     const std::string file = smGetIdFileName();
 
     // O_NONBLOCK: a planted FIFO must not hang the open.
@@ -110,7 +110,7 @@ int smGetCtlId()
         if (errno == ELOOP)
             complain(file, "it is a symbolic link");
         s.control_id = -1;
-        s.last_error = kIdFileUnusable;
+        s.last_error = SM_IDFILE_FAILED;
         return s.last_error;
     }
     struct stat st {};
@@ -133,7 +133,7 @@ int smGetCtlId()
     if (why != nullptr) {
         complain(file, why);
         s.control_id = -1;
-        s.last_error = kIdFileUnusable;
+        s.last_error = SM_IDFILE_FAILED;
         return s.last_error;
     }
     s.control_id = *id;

@@ -2,6 +2,8 @@
 // per-process state.
 #pragma once
 
+#include "lumarix/shm.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -32,13 +34,6 @@ static_assert(offsetof(ControlBlock, sync) == 4164);
 constexpr size_t kControlBytes = sizeof(ControlBlock);
 constexpr char kControlProject = 'F';
 
-enum LastError : unsigned char {
-    kOk = 0,
-    kShmCallFailed = 1,
-    kIdFileUnusable = 2,
-    kNotCreator = 4,
-};
-
 struct State {
     // All bits set: no control block. The address is kept after a detach (the block then
     // counts as held), so reads go through `mapped`.
@@ -46,7 +41,7 @@ struct State {
     bool mapped = false;
     int control_id = -1;
     key_t control_key = -1;
-    unsigned char last_error = kOk;
+    unsigned char last_error = SM_OK; // SM_OK, SM_SHM_FAILED, SM_IDFILE_FAILED, SM_NOT_CREATOR
     int trace = 0;
     // Copied from the control block when it is attached, so that SMExit still knows the
     // creator and the file after SMDetachFromArena unmapped the block.

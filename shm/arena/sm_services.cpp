@@ -27,25 +27,25 @@ extern "C" {
 
 void *SMMalloc(SMArena *arena, uint64_t bytes)
 {
-    trace("SMMalloc");
+    trace(__func__);
     return arena == nullptr ? nullptr : SG_malloc(arena, bytes);
 }
 
 void *SMCalloc(SMArena *arena, int count, uint64_t size)
 {
-    trace("SMCalloc");
+    trace(__func__);
     return arena == nullptr ? nullptr : SG_calloc(arena, count, size);
 }
 
 void *SMRecalloc(SMArena *arena, void *block, int count, uint64_t size)
 {
-    trace("SMRecalloc");
+    trace(__func__);
     return arena == nullptr ? nullptr : SG_reCalloc(arena, block, count, size);
 }
 
 void *SMRealloc(SMArena *arena, void *block, uint64_t bytes)
 {
-    trace("SMRealloc");
+    trace(__func__);
     if (arena == nullptr)
         return nullptr;
     if (block != nullptr)
@@ -56,14 +56,14 @@ void *SMRealloc(SMArena *arena, void *block, uint64_t bytes)
 
 void SMFree(SMArena *arena, void *block)
 {
-    trace("SMFree");
+    trace(__func__);
     if (arena != nullptr && block != nullptr)
         SG_free(arena, block);
 }
 
 void *SMGetInfo(SMArena *arena)
 {
-    trace("SMGetInfo");
+    trace(__func__);
     if (arena == nullptr || arena->word[0] == 0)
         return nullptr;
     return reinterpret_cast<char *>(segmentHeader(arena)) + segmentHeader(arena)[kInfoWord];
@@ -71,7 +71,7 @@ void *SMGetInfo(SMArena *arena)
 
 void SMPutInfo(SMArena *arena, void *info)
 {
-    trace("SMPutInfo");
+    trace(__func__);
     if (arena == nullptr || arena->word[0] == 0)
         return;
     segmentHeader(arena)[kInfoWord] = reinterpret_cast<uintptr_t>(info) - arena->word[0];
@@ -79,7 +79,7 @@ void SMPutInfo(SMArena *arena, void *info)
 
 int64_t SMGetSpaceFree(const char *directory)
 {
-    trace("SMGetSpaceFree");
+    trace(__func__);
     if (directory == nullptr)
         return -1;
     char name[4200];
@@ -102,7 +102,7 @@ int64_t SMGetSpaceFree(const char *directory)
 
 int SMGetRLimit(uint64_t *current, uint64_t *maximum)
 {
-    trace("SMGetRLimit");
+    trace(__func__);
     rlimit limit {};
     const int result = getrlimit(RLIMIT_AS, &limit);
     if (result == 0) {
@@ -116,14 +116,14 @@ int SMGetRLimit(uint64_t *current, uint64_t *maximum)
 
 int SMSetRLimit(uint64_t current, uint64_t maximum)
 {
-    trace("SMSetRLimit");
+    trace(__func__);
     const rlimit limit {current, maximum};
     return setrlimit(RLIMIT_AS, &limit);
 }
 
 int SMSetSyncState(int sync_state)
 {
-    trace("SMSetSyncState");
+    trace(__func__);
     State &s = state();
     if (!controlHeld() || !s.mapped)
         return -1;
@@ -141,7 +141,7 @@ int SMSetSyncState(int sync_state)
 
 int SMGetSyncState(void)
 {
-    trace("SMGetSyncState");
+    trace(__func__);
     const State &s = state();
     if (!controlHeld() || !s.mapped)
         return 0;
@@ -150,15 +150,15 @@ int SMGetSyncState(void)
 
 int SMGetError(void)
 {
-    trace("SMGetError");
+    trace(__func__);
     const int error = state().last_error;
-    state().last_error = kOk;
+    state().last_error = SM_OK;
     return error;
 }
 
 const char *SMGetMethod(void)
 {
-    trace("SMGetMethod");
+    trace(__func__);
     return "API Tallowmere manager";
 }
 

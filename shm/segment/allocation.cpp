@@ -45,7 +45,7 @@ extern "C" void *SG_malloc(void *arena, uint64_t bytes) {
     lx::heap::State *st = usable_heap();
     void *p = st ? lx::heap::allocate(st, bytes) : nullptr;
     if (process().debug) {
-        std::fprintf(stderr, "%p = SG_malloc(%ld) pid=%d\n", p, static_cast<long>(bytes), getpid());
+        std::fprintf(stderr, "%p = %s(%ld) pid=%d\n", p, __func__, static_cast<long>(bytes), getpid());
         std::fflush(stderr);
     }
     return p;
@@ -56,7 +56,7 @@ extern "C" void *SG_calloc(void *arena, int count, uint64_t size) {
     uint64_t bytes = 0;
     void *p = array_bytes(count, size, bytes) ? zeroed(bytes) : nullptr;
     if (process().debug) {
-        std::fprintf(stderr, "%p = SG_calloc(%d, %ld) pid=%d\n", p, count, static_cast<long>(size), getpid());
+        std::fprintf(stderr, "%p = %s(%d, %ld) pid=%d\n", p, __func__, count, static_cast<long>(size), getpid());
         std::fflush(stderr);
     }
     return p;
@@ -64,9 +64,9 @@ extern "C" void *SG_calloc(void *arena, int count, uint64_t size) {
 
 extern "C" void *SG_realloc(void *arena, void *block, uint64_t bytes) {
     (void)arena;
-    void *p = resized("SG_realloc", block, bytes);
+    void *p = resized(__func__, block, bytes);
     if (process().debug) {
-        std::fprintf(stderr, "%p = SG_realloc(%p, %ld) pid=%d\n", p, block, static_cast<long>(bytes), getpid());
+        std::fprintf(stderr, "%p = %s(%p, %ld) pid=%d\n", p, __func__, block, static_cast<long>(bytes), getpid());
         std::fflush(stderr);
     }
     return p;
@@ -75,7 +75,7 @@ extern "C" void *SG_realloc(void *arena, void *block, uint64_t bytes) {
 extern "C" void *SG_reCalloc(void *arena, void *block, int count, uint64_t size) {
     (void)arena;
     bool debug = process().debug;
-    if (debug) std::fprintf(stderr, "SG_reCalloc(%p, %d, %ld)\t\treturns:  ", block, count, static_cast<long>(size));
+    if (debug) std::fprintf(stderr, "%s(%p, %d, %ld)\t\treturns:  ", __func__, block, count, static_cast<long>(size));
     uint64_t bytes = 0;
     bool fits = array_bytes(count, size, bytes);
     void *p = nullptr;
@@ -83,7 +83,7 @@ extern "C" void *SG_reCalloc(void *arena, void *block, int count, uint64_t size)
         p = fits ? zeroed(bytes) : nullptr;
         if (debug) std::fprintf(stderr, "%p from dlcalloc\n", p);
     } else {
-        p = fits ? resized("SG_reCalloc", block, bytes) : nullptr;
+        p = fits ? resized(__func__, block, bytes) : nullptr;
         if (debug) std::fprintf(stderr, "%p from dlrealloc\n", p);
     }
     if (debug) std::fflush(stderr);
@@ -93,13 +93,13 @@ extern "C" void *SG_reCalloc(void *arena, void *block, int count, uint64_t size)
 extern "C" void SG_free(void *arena, void *block) {
     (void)arena;
     if (process().debug) {
-        std::fprintf(stderr, "SG_free(%p) pid=%d\n", block, getpid());
+        std::fprintf(stderr, "%s(%p) pid=%d\n", __func__, block, getpid());
         std::fflush(stderr);
     }
     if (block == nullptr) return;
     lx::heap::State *st = usable_heap();
     if (st == nullptr || !lx::heap::release(st, block))
-        std::fprintf(stderr, "SG_free: %p is not an allocated block of the shared heap\n", block);
+        std::fprintf(stderr, "%s: %p is not an allocated block of the shared heap\n", __func__, block);
 }
 
 extern "C" uint64_t SG_malloc_usable_size(void *block) {

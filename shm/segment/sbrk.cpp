@@ -12,7 +12,8 @@ extern "C" void *SHMsbrk(int64_t increment) {
     char *previous = st->curSHMbrk;
     if (lx::seg::process().debug) {
         // The increment is worked out after this line, so the first figure is always 0.
-        std::fprintf(stderr, "SHMsbrk(%ld): GBLdl_p %p,  curSHMbrk %p\n", 0L, GBLdl_p, static_cast<void *>(previous));
+        std::fprintf(stderr, "%s(%ld): GBLdl_p %p,  curSHMbrk %p\n", __func__, 0L, GBLdl_p,
+                     static_cast<void *>(previous));
         std::fflush(stderr);
     }
     if (lx::seg::usable_heap() == nullptr || increment < 0) return refused;

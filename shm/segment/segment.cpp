@@ -170,22 +170,22 @@ void *fail_file(const OpenedFile &f, const char *path) {
     return nullptr;
 }
 
-void *create_file_segment(const char *path, uint64_t length, const Environment &env) {
+void *create_file_segment(const char *caller, const char *path, uint64_t length, const Environment &env) {
     if (process().debug)
-        std::printf("SG_create: Opening file %s as mmap region of %ld bytes\n", path, static_cast<long>(length));
-    OpenedFile f = open_file(path, true, "SG_create");
+        std::printf("%s: Opening file %s as mmap region of %ld bytes\n", caller, path, static_cast<long>(length));
+    OpenedFile f = open_file(path, true, caller);
     if (f.fd < 0) {
         std::printf("Couldn't open file for mmap: %s\n", std::strerror(errno));
         return nullptr;
     }
     if (ftruncate(f.fd, static_cast<off_t>(length)) != 0) {
-        std::fprintf(stderr, "SG_create: cannot set the length of %s to %" PRIu64 " bytes: %s\n", path, length,
+        std::fprintf(stderr, "%s: cannot set the length of %s to %" PRIu64 " bytes: %s\n", caller, path, length,
                      std::strerror(errno));
         return fail_file(f, path);
     }
     void *start = map_file(f.fd, length, env.arena_addr);
     if (start == nullptr) {
-        std::fprintf(stderr, "SG_create: cannot map %s (%" PRIu64 " bytes) at %p: %s\n", path, length,
+        std::fprintf(stderr, "%s: cannot map %s (%" PRIu64 " bytes) at %p: %s\n", caller, path, length,
                      env.arena_addr, std::strerror(errno));
         return fail_file(f, path);
     }
@@ -193,11 +193,11 @@ void *create_file_segment(const char *path, uint64_t length, const Environment &
     return start;
 }
 
-void *create_system_segment(uint64_t length, const Environment &env) {
+void *create_system_segment(const char *caller, uint64_t length, const Environment &env) {
     bool debug = process().debug;
-    if (debug) std::printf("SG_create: Creating shared memory of %ld bytes\n", static_cast<long>(length));
+    if (debug) std::printf("%s: Creating shared memory of %ld bytes\n", caller, static_cast<long>(length));
     key_t key = SG_key(env.home, kProjectChar);
-    if (debug) std::printf("SG_create: Key is 0x%x\n", static_cast<unsigned>(key));
+    if (debug) std::printf("%s: Key is 0x%x\n", caller, static_cast<unsigned>(key));
     // An existing segment of this key is reused; one made here is removed again if the attach
     // fails, so that a failed create leaves nothing behind.
     giShmId = shmget(key, length, IPC_CREAT | IPC_EXCL | 0600);
@@ -210,7 +210,7 @@ void *create_system_segment(uint64_t length, const Environment &env) {
     }
     void *start = shmat(giShmId, env.arena_addr, SHM_RND);
     if (start == reinterpret_cast<void *>(-1)) {
-        print_shmat_failure("SG_create", errno, env.arena_addr);
+        print_shmat_failure(caller, errno, env.arena_addr);
         if (made_here) {
             shmctl(giShmId, IPC_RMID, nullptr);
             giShmId = -1;
@@ -248,15 +248,16 @@ extern "C" key_t SG_key(const char *path, char project) {
 
 extern "C" void *SG_create(const char *path, uint64_t size) {
     try {
-        Environment env = read_environment("SG_create");
+        Environment env = read_environment(__func__);
         uint64_t length = mapping_length(size);
         if (length == 0) {
-            std::fprintf(stderr, "SG_create: a heap of %" PRIu64 " bytes cannot be mapped (%" PRIu64 " to 2^62)\n",
-                         size, kMinAllowance);
+            std::fprintf(stderr, "%s: a heap of %" PRIu64 " bytes cannot be mapped (%" PRIu64 " to 2^62)\n",
+                         __func__, size, kMinAllowance);
             return nullptr;
         }
         bool file = is_file_mode(path);
-        void *start = file ? create_file_segment(path, length, env) : create_system_segment(length, env);
+        void *start = file ? create_file_segment(__func__, path, length, env)
+                           : create_system_segment(__func__, length, env);
         if (start == nullptr) return nullptr;
 
         auto *header = static_cast<SegmentHeader *>(start);
@@ -269,44 +270,45 @@ extern "C" void *SG_create(const char *path, uint64_t size) {
         lx::heap::init(st, static_cast<char *>(GBLdl_p) + kBreakFromState, usable_allowance(size, length));
         process().heap = st;
         if (process().debug)
-            std::fprintf(stderr, "SG_create: GBLdl_p %p,  cuSHMbrk %p\n", GBLdl_p, static_cast<void *>(st->curSHMbrk));
+            std::fprintf(stderr, "%s: GBLdl_p %p,  cuSHMbrk %p\n", __func__, GBLdl_p,
+                         static_cast<void *>(st->curSHMbrk));
         return start;
     } catch (...) {
-        std::fprintf(stderr, "SG_create: out of memory\n");
+        std::fprintf(stderr, "%s: out of memory\n", __func__);
         return nullptr;
     }
 }
 
 extern "C" void *SG_attach(const char *path, uint64_t size) {
     try {
-        Environment env = read_environment("SG_attach");
+        Environment env = read_environment(__func__);
         uint64_t length = mapping_length(size);
         if (length == 0) {
-            std::fprintf(stderr, "SG_attach: a heap of %" PRIu64 " bytes cannot be mapped (%" PRIu64 " to 2^62)\n",
-                         size, kMinAllowance);
+            std::fprintf(stderr, "%s: a heap of %" PRIu64 " bytes cannot be mapped (%" PRIu64 " to 2^62)\n",
+                         __func__, size, kMinAllowance);
             return nullptr;
         }
         bool debug = process().debug;
         void *start = nullptr;
         if (is_file_mode(path)) {
             if (debug)
-                std::printf("SG_attach: Attaching to file %s as mmap region of %ld bytes\n", path,
+                std::printf("%s: Attaching to file %s as mmap region of %ld bytes\n", __func__, path,
                             static_cast<long>(length));
-            OpenedFile f = open_file(path, false, "SG_attach");
+            OpenedFile f = open_file(path, false, __func__);
             if (f.fd < 0) {
                 std::printf("Couldn't open file for mmap: %s\n", std::strerror(errno));
                 return nullptr;
             }
             struct stat sb {};
             if (fstat(f.fd, &sb) != 0 || static_cast<uint64_t>(sb.st_size) < length) {
-                std::fprintf(stderr, "SG_attach: %s holds %lld bytes, fewer than the %" PRIu64 " a heap of %" PRIu64
-                             " bytes needs\n", path, static_cast<long long>(sb.st_size), length, size);
+                std::fprintf(stderr, "%s: %s holds %lld bytes, fewer than the %" PRIu64 " a heap of %" PRIu64
+                             " bytes needs\n", __func__, path, static_cast<long long>(sb.st_size), length, size);
                 close(f.fd);
                 return nullptr;
             }
             start = map_file(f.fd, length, env.arena_addr);
             if (start == nullptr) {
-                std::fprintf(stderr, "SG_attach: cannot map %s (%" PRIu64 " bytes) at %p: %s\n", path, length,
+                std::fprintf(stderr, "%s: cannot map %s (%" PRIu64 " bytes) at %p: %s\n", __func__, path, length,
                              env.arena_addr, std::strerror(errno));
                 close(f.fd);
                 return nullptr;
@@ -314,9 +316,9 @@ extern "C" void *SG_attach(const char *path, uint64_t size) {
             close(f.fd);
         } else {
             if (debug)
-                std::printf("SG_attach: Attaching shared memory region of %ld bytes\n", static_cast<long>(length));
+                std::printf("%s: Attaching shared memory region of %ld bytes\n", __func__, static_cast<long>(length));
             key_t key = SG_key(env.home, kProjectChar);
-            if (debug) std::printf("SG_attach: Key is 0x%x\n", static_cast<unsigned>(key));
+            if (debug) std::printf("%s: Key is 0x%x\n", __func__, static_cast<unsigned>(key));
             giShmId = shmget(key, length, 0600);
             if (giShmId < 0) {
                 int err = errno;
@@ -325,7 +327,7 @@ extern "C" void *SG_attach(const char *path, uint64_t size) {
             }
             start = shmat(giShmId, env.arena_addr, SHM_RND);
             if (start == reinterpret_cast<void *>(-1)) {
-                print_shmat_failure("SG_attach", errno, env.arena_addr);
+                print_shmat_failure(__func__, errno, env.arena_addr);
                 return nullptr;
             }
             // shmat maps the whole segment, which may be longer than this caller asked for.
@@ -333,10 +335,10 @@ extern "C" void *SG_attach(const char *path, uint64_t size) {
             if (shmctl(giShmId, IPC_STAT, &ds) == 0 && ds.shm_segsz > length) length = ds.shm_segsz;
         }
         remember_mapping(static_cast<char *>(start), length, is_file_mode(path) ? path : nullptr);
-        judge_heap("SG_attach");
+        judge_heap(__func__);
         return start;
     } catch (...) {
-        std::fprintf(stderr, "SG_attach: out of memory\n");
+        std::fprintf(stderr, "%s: out of memory\n", __func__);
         return nullptr;
     }
 }
@@ -347,7 +349,7 @@ extern "C" void SG_detach(void *start) {
     bool ours = static_cast<char *>(start) == ps.map_begin;
     if (ps.file_mode) {
         if (!ours) {
-            std::fprintf(stderr, "SG_detach: %p is not the start of the mapped segment\n", start);
+            std::fprintf(stderr, "%s: %p is not the start of the mapped segment\n", __func__, start);
             return;
         }
         munmap(start, static_cast<size_t>(ps.map_end - ps.map_begin));
@@ -371,7 +373,7 @@ extern "C" void SG_destroy(void *start) {
         }
         // An id of 0 is never removed.
         if (giShmId > 0 && shmctl(giShmId, IPC_RMID, nullptr) != 0)
-            std::fprintf(stderr, "SG_destroy: shmctl failed with message:\n%s", std::strerror(errno));
+            std::fprintf(stderr, "%s: shmctl failed with message:\n%s", __func__, std::strerror(errno));
         giShmId = -1;
     } else if (ps.has_file_name) {
         unlink(ps.file_name.c_str());

@@ -55,7 +55,7 @@ Display *OpenDisplayWithoutExiting(LayerState &s, String *fallback) {
 
 using namespace lx::wm;
 
-static void OpenApplicationOnce() {
+static void OpenApplicationOnce(const char *caller) {
     LayerState &s = State();
     if (s.display != nullptr || s.openFailed) {
         return;
@@ -70,7 +70,7 @@ static void OpenApplicationOnce() {
     Display *display = OpenDisplayWithoutExiting(s, fallback);
     if (display == nullptr) {
         s.openFailed = true;
-        std::fprintf(stderr, "OpenApplication: cannot open display \"%s\"\n", XDisplayName(nullptr));
+        std::fprintf(stderr, "%s: cannot open display \"%s\"\n", caller, XDisplayName(nullptr));
         return;
     }
     s.sessionShell = XtVaAppCreateShell(nullptr, kAppClass, sessionShellWidgetClass, display,
@@ -79,7 +79,8 @@ static void OpenApplicationOnce() {
 }
 
 extern "C" void OpenApplication(void) {
-    lx::wm::GuardCallback("OpenApplication", OpenApplicationOnce);
+    const char *caller = __func__;
+    lx::wm::GuardCallback(caller, [caller] { OpenApplicationOnce(caller); });
 }
 
 extern "C" XtAppContext WMGetAppContext(void) { return State().app; }

@@ -177,12 +177,12 @@ Widget MakeMainForm(const char *title) {
 
 extern "C" Widget CreateAppShell(const char *title) {
     Widget shell = nullptr;
-    GuardCallback("CreateAppShell", [&] { shell = MakeAppShell(title); });
+    GuardCallback(__func__, [&] { shell = MakeAppShell(title); });
     return shell;
 }
 
 extern "C" Widget CreateMainForm(const char *title) {
     Widget form = nullptr;
-    GuardCallback("CreateMainForm", [&] { form = MakeMainForm(title); });
+    GuardCallback(__func__, [&] { form = MakeMainForm(title); });
     return form;
 }

@@ -16,7 +16,7 @@ std::deque<DeleteWindowRecord> &Records() {
 }
 
 void DeleteWindowProtocolCB(Widget, XtPointer client, XtPointer) {
-    GuardCallback("AddDeleteWindowHandler", [client] {
+    GuardCallback(__func__, [client] {
         auto *record = static_cast<DeleteWindowRecord *>(client);
         if (record->handler != nullptr) {
             record->handler(record->argument, record);
@@ -45,7 +45,7 @@ DeleteWindowRecord *InstallDeleteWindowHandler(Widget shell, WMDeleteWindowHandl
 
 extern "C" int AddDeleteWindowHandler(Widget shell, WMDeleteWindowHandler handler, void *argument) {
     int installed = 0;
-    lx::wm::GuardCallback("AddDeleteWindowHandler", [&] {
+    lx::wm::GuardCallback(__func__, [&] {
         installed = lx::wm::InstallDeleteWindowHandler(shell, handler, argument) != nullptr ? 1 : 0;
     });
     return installed;

@@ -50,7 +50,7 @@ int PlaceDialogCoordinate(int centre, int size, int screenSize) {
 namespace {
 
 void FlipSuppressFlagCB(Widget, XtPointer client, XtPointer) {
-    GuardCallback("NAtoggle", [client] {
+    GuardCallback(__func__, [client] {
         int *flag = static_cast<int *>(client);
         *flag = *flag ? 0 : 1;
     });

@@ -27,7 +27,7 @@ void ForgetInfoTimerCB(Widget, XtPointer client, XtPointer) {
 using namespace lx::wm;
 
 extern "C" void WMPostinfotimeout(XtPointer dialog, XtIntervalId *id) {
-    GuardCallback("WMPostinfotimeout", [dialog, id] {
+    GuardCallback(__func__, [dialog, id] {
         Widget note = static_cast<Widget>(dialog);
         // Inside a nested event loop the destruction waits for the outer callback to return,
         // by when Xt may have handed this timer's id to another timer.
@@ -40,7 +40,7 @@ extern "C" void WMPostinfotimeout(XtPointer dialog, XtIntervalId *id) {
 }
 
 extern "C" int WMShowInfo(const char *text, int seconds) {
-    GuardCallback("WMShowInfo", [&] {
+    GuardCallback(__func__, [&] {
         Widget parent = DialogParent();
         if (parent == nullptr) {
             std::fprintf(stderr, "%s\n", text != nullptr ? text : "");

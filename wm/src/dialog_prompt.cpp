@@ -72,7 +72,7 @@ int AskString(const char *question, char *answer, const char *deftext) {
 }  // namespace lx::wm
 
 extern "C" void WMReadString(Widget, XtPointer client, XtPointer call_data) {
-    lx::wm::GuardCallback("WMReadString", [client, call_data] {
+    lx::wm::GuardCallback(__func__, [client, call_data] {
         char *answer = static_cast<char *>(client);
         auto *cbs = static_cast<XmSelectionBoxCallbackStruct *>(call_data);
         if (cbs != nullptr && cbs->reason == XmCR_OK && answer != nullptr) {
@@ -90,6 +90,6 @@ extern "C" void WMReadString(Widget, XtPointer client, XtPointer call_data) {
 
 extern "C" int WMAskString(const char *question, char *answer, const char *deftext) {
     int result = -1;
-    lx::wm::GuardCallback("WMAskString", [&] { result = lx::wm::AskString(question, answer, deftext); });
+    lx::wm::GuardCallback(__func__, [&] { result = lx::wm::AskString(question, answer, deftext); });
     return result;
 }

@@ -89,7 +89,7 @@ extern "C" int WMAskQuestion(const char *format, ...) {
     const char *text = FormatMessage(format, args);
     va_end(args);
     int result = 0;
-    GuardCallback("WMAskQuestion", [&] { result = AskQuestionText(text, nullptr); });
+    GuardCallback(__func__, [&] { result = AskQuestionText(text, nullptr); });
     return result;
 }
 
@@ -102,6 +102,6 @@ extern "C" int WMAskQuestionSuppressible(int *suppress, const char *format, ...)
         return 1;
     }
     int result = 0;
-    GuardCallback("WMAskQuestion", [&] { result = AskQuestionText(text, suppress); });
+    GuardCallback(__func__, [&] { result = AskQuestionText(text, suppress); });
     return result;
 }

@@ -13,7 +13,7 @@ namespace lx::wm {
 namespace {
 
 void DestroyWarningCB(Widget w, XtPointer, XtPointer) {
-    GuardCallback("WMShowWarning", [w] { DestroyDialog(w); });
+    GuardCallback(__func__, [w] { DestroyDialog(w); });
 }
 
 Widget ShowWarningText(const char *text, int *suppress) {
@@ -55,7 +55,7 @@ extern "C" Widget WMShowWarning(const char *format, ...) {
     const char *text = FormatMessage(format, args);
     va_end(args);
     Widget dialog = nullptr;
-    GuardCallback("WMShowWarning", [&] { dialog = ShowWarningText(text, nullptr); });
+    GuardCallback(__func__, [&] { dialog = ShowWarningText(text, nullptr); });
     return dialog;
 }
 
@@ -69,6 +69,6 @@ extern "C" Widget WMShowWarningSuppressible(int *suppress, const char *format, .
         return nullptr;
     }
     Widget dialog = nullptr;
-    GuardCallback("WMShowWarning", [&] { dialog = ShowWarningText(text, suppress); });
+    GuardCallback(__func__, [&] { dialog = ShowWarningText(text, suppress); });
     return dialog;
 }

@@ -43,17 +43,17 @@ std::optional<std::string> FindHelpPage(const std::string &base, const char *top
 }
 
 // No shell is involved: the page's path reaches the viewer as one argument, whatever it holds.
-void RunHelpViewer(const std::string &base, const std::string &page) {
+void RunHelpViewer(const char *caller, const std::string &base, const std::string &page) {
     const std::string viewer = base + "/bin/WMShowHelp";
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child < 0) {
-        std::fprintf(stderr, "WMPresentHelp: cannot start %s: %s\n", viewer.c_str(), std::strerror(errno));
+        std::fprintf(stderr, "%s: cannot start %s: %s\n", caller, viewer.c_str(), std::strerror(errno));
         return;
     }
     if (child == 0) {
         execl(viewer.c_str(), viewer.c_str(), page.c_str(), static_cast<char *>(nullptr));
-        std::fprintf(stderr, "WMPresentHelp: cannot run %s: %s\n", viewer.c_str(), std::strerror(errno));
+        std::fprintf(stderr, "%s: cannot run %s: %s\n", caller, viewer.c_str(), std::strerror(errno));
         _exit(127);
     }
     int status = 0;
@@ -61,7 +61,7 @@ void RunHelpViewer(const std::string &base, const std::string &page) {
     }
 }
 
-void PresentHelp(const char *topic) {
+void PresentHelp(const char *caller, const char *topic) {
     if (topic == nullptr || topic[0] == '\0') {
         WMShowInfo("There is no help available for this subject", 4);
         return;
@@ -72,23 +72,25 @@ void PresentHelp(const char *topic) {
         WMShowWarning("Sorry, no help available for topic \"%s\" ", topic);
         return;
     }
-    RunHelpViewer(*base, *page);
+    RunHelpViewer(caller, *base, *page);
 }
 
 }  // namespace
 }  // namespace lx::wm
 
 extern "C" void WMPresentHelp(const char *topic) {
-    lx::wm::GuardCallback("WMPresentHelp", [topic] { lx::wm::PresentHelp(topic); });
+    const char *caller = __func__;
+    lx::wm::GuardCallback(caller, [caller, topic] { lx::wm::PresentHelp(caller, topic); });
 }
 
 extern "C" void WMHelpCB(Widget, XtPointer topic, XtPointer call_data) {
-    lx::wm::GuardCallback("WMHelpCB", [topic, call_data] {
+    const char *caller = __func__;
+    lx::wm::GuardCallback(caller, [caller, topic, call_data] {
         if (auto *cbs = static_cast<XmAnyCallbackStruct *>(call_data); cbs != nullptr && cbs->event != nullptr) {
             lx::wm::LayerState &s = lx::wm::State();
             s.helpEvent = *cbs->event;
             s.haveHelpEvent = true;
         }
-        lx::wm::PresentHelp(static_cast<const char *>(topic));
+        lx::wm::PresentHelp(caller, static_cast<const char *>(topic));
     });
 }

@@ -72,7 +72,7 @@ void WriteNetWmIcon(Widget shell, const NetWmIcon &icon) {
 
 // A shell has no window until it is realized; the icon waits for its first structure event.
 void WriteIconWhenRealizedCB(Widget shell, XtPointer, XEvent *, Boolean *) {
-    GuardCallback("WMSetShellIcon", [shell] {
+    GuardCallback(__func__, [shell] {
         auto &pending = PendingIcons();
         auto found = pending.find(shell);
         if (found != pending.end() && XtWindow(shell) != 0) {
@@ -113,7 +113,7 @@ extern "C" int WMSetShellIcon(Widget shell, const char *name) {
         return 0;
     }
     int result = 0;
-    lx::wm::GuardCallback("WMSetShellIcon", [&] {
+    lx::wm::GuardCallback(__func__, [&] {
         std::array<char, 256> base{};
         if (!GetBaseDirectory(base.data())) {
             return;

@@ -13,7 +13,8 @@
 namespace lx::wm {
 
 // Xt calls our callbacks from C frames that cannot unwind: an exception escaping one would
-// terminate the program, so every callback body runs inside this guard.
+// terminate the program, so every callback body runs inside this guard. `where` is the name of
+// the function the guard runs in (__func__), which its message names.
 template <class Body>
 void GuardCallback(const char *where, Body &&body) noexcept {
     try {

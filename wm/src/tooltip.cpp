@@ -57,14 +57,14 @@ bool TooltipsWanted() {
 }
 
 void HideTimerCB(XtPointer, XtIntervalId *) {
-    GuardCallback("tooltip", [] {
+    GuardCallback(__func__, [] {
         Tips().hideTimer = 0;  // firing now, already off Xt's queue
         Hide();
     });
 }
 
 void ShowTimerCB(XtPointer, XtIntervalId *) {
-    GuardCallback("tooltip", [] {
+    GuardCallback(__func__, [] {
         Tooltips &t = Tips();
         t.showTimer = 0;
         ShowPopupShell(t.shell);
@@ -125,7 +125,7 @@ void PositionPopup(Tooltips &t, Widget w) {
 }
 
 void EnterCB(Widget w, XtPointer client, XEvent *event, Boolean *) {
-    GuardCallback("tooltip", [w, client, event] {
+    GuardCallback(__func__, [w, client, event] {
         if (event->type != EnterNotify || event->xcrossing.mode != NotifyNormal) {
             return;
         }
@@ -157,7 +157,7 @@ void EnterCB(Widget w, XtPointer client, XEvent *event, Boolean *) {
 }
 
 void LeaveCB(Widget, XtPointer, XEvent *event, Boolean *) {
-    GuardCallback("tooltip", [event] {
+    GuardCallback(__func__, [event] {
         if (event->type == LeaveNotify) {
             Hide();
         }
@@ -208,7 +208,7 @@ extern "C" void WMSetTooltip(Widget w, const char *text) {
     if (w == nullptr) {
         return;
     }
-    GuardCallback("WMSetTooltip", [w, text] { SetTooltip(w, text); });
+    GuardCallback(__func__, [w, text] { SetTooltip(w, text); });
 }
 
 extern "C" void WMSetHelpText(Widget w, const char *format, ...) {

@@ -108,7 +108,7 @@ Display *Dpy() {
     OpenApplication();
     Display *display = WMGetDisplay();
     if (display == nullptr) {
-        ADD_FAILURE() << "no X display (run under scripts/xvfb-run-private)";
+        ADD_FAILURE() << "no X display: the test's own X server did not start";
         std::abort();
     }
     return display;

@@ -55,12 +55,12 @@ void useArena()
 
 NamedSHMBlock *firstRecord()
 {
-    return *reinterpret_cast<NamedSHMBlock **>(static_cast<char *>(IW_iwl_ptr) + IW_NAMED_FIRST_OFFSET);
+    return static_cast<IWSharedGlobals *>(IW_iwl_ptr)->namedFirst;
 }
 
 int32_t storedCount()
 {
-    return *reinterpret_cast<int32_t *>(static_cast<char *>(IW_iwl_ptr) + IW_NAMED_COUNT_OFFSET);
+    return static_cast<IWSharedGlobals *>(IW_iwl_ptr)->namedCount;
 }
 
 // The list must be walkable both ways and agree with its stored count.
@@ -161,7 +161,7 @@ int run(const std::string &command)
         say("create " + std::to_string(result) + " " + pointer(reinterpret_cast<void *>(IW_arena.word[0])));
         if (result == 0 && IW_arena.word[0] != 0) {
             IW_arena_ptr = &IW_arena;
-            void *record = SMCalloc(&IW_arena, 1, IW_GLOBAL_RECORD_SIZE);
+            void *record = SMCalloc(&IW_arena, 1, sizeof(IWSharedGlobals));
             SMPutInfo(&IW_arena, record);
             IW_iwl_ptr = record;
             say("info " + pointer(record));
