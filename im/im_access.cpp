@@ -29,7 +29,7 @@ bool valid_wave(const Stream &s, int w) { return w >= 0 && w < s.max_waves; }
 int bad_wave(const char *caller, int stream, int w)
 {
     std::fprintf(stderr, "%s %d: %d is an invalid wavelength number.\n", caller, stream, w);
-    return 603;
+    return IM_ERR_WAVE_NUMBER;
 }
 
 void recompute_pixel_size(Stream &s)
@@ -69,11 +69,11 @@ int IMAlSiz(int stream, int nx, int ny, int sections)
     AL("IMAlSiz");
     if (s->kind == kWindow && sections > s->sections) {
         std::fprintf(stderr, "IMAlSiz %d: unable to increase the number of sections in an existing window.\n", stream);
-        return 805;
+        return IM_ERR_WINDOW_SIZE;
     }
     if (nx < 0 || ny < 0 || sections < 0) {
         std::fprintf(stderr, "IMAlSiz %d: invalid size (%d,%d,%d).\n", stream, nx, ny, sections);
-        return nx < 0 ? 402 : ny < 0 ? 403 : 601;
+        return nx < 0 ? IM_ERR_COLUMNS : ny < 0 ? IM_ERR_ROWS : IM_ERR_SECTION;
     }
     s->nx = nx;
     s->ny = ny;
@@ -98,12 +98,12 @@ int IMAlZWTP(int stream, int nz, int nw, int nt, int np)
     AL("IMAlZWTP");
     if (nw < 1 || nw > s->max_waves) {
         std::fprintf(stderr, "IMAlWav %d: %d is an invalid number of wavelengths.\n", stream, nw);
-        return 501;
+        return IM_ERR_WAVE_COUNT;
     }
     const double sections = static_cast<double>(nz) * nw * nt * np;
     if (nz < 1 || nt < 1 || np < 1 || sections > INT32_MAX || (nt > 65535 && s->image_type < IM_EXTENDED_TYPE_MIN)) {
         std::fprintf(stderr, "IMAlZWTP %d: invalid number of sections (%d,%d,%d,%d).\n", stream, nz, nw, nt, np);
-        return 510;
+        return IM_ERR_SECTION_COUNT;
     }
     if (s->kind == kWindow && sections > s->sections) {
         std::fprintf(stderr, "IMAlZWTP %d: warning. increasing the number of sections in an existing window.\n",
@@ -131,7 +131,7 @@ int IMAlSequence(int stream, int sequence)
     AL("IMAlSequence");
     if (sequence < 0 || sequence > 14) {
         std::fprintf(stderr, "IMAlSequence %d: invalid image sequence %d\n", stream, sequence);
-        return 505;
+        return IM_ERR_SEQUENCE;
     }
     s->sequence = sequence;
     return 0;
@@ -148,9 +148,9 @@ int IMAlMode(int stream, int mode)
 {
     AL("IMAlMode");
     int bytes = 0;
-    if (bytes_per_pix(stream, mode, &bytes, true) == 503) {
+    if (bytes_per_pix(stream, mode, &bytes, true) == IM_ERR_PIXEL_MODE) {
         std::fprintf(stderr, "IMAlMode %d: %d is an invalid pixel data type.\n", stream, mode);
-        return 503;
+        return IM_ERR_PIXEL_MODE;
     }
     s->mode = mode;
     s->bytes_per_pixel = bytes;
@@ -167,17 +167,17 @@ int IMRtDataTypeMinMax(int stream, float *min, float *max)
 {
     RT("IMRtDataTypeMinMax");
     switch (s->mode) {
-    case 0: *min = 0; *max = 255; return 0;
-    case 1: *min = -32768; *max = 32767; return 0;
-    case 6: *min = 0; *max = 65535; return 0;
-    case 7: *min = -2147483648.0f; *max = 2147483647.0f; return 0;
-    case 2:
-    case 4:
-    case 8: *min = -3.402823466e+38f; *max = 3.402823466e+38f; return 0;
-    case 3: std::fprintf(stderr, "IMRtDataTypeMinMax %d: 16 bit complex data not supported.\n", stream); return 905;
+    case IM_PIXEL_BYTE: *min = 0; *max = 255; return 0;
+    case IM_PIXEL_INT16: *min = -32768; *max = 32767; return 0;
+    case IM_PIXEL_UINT16: *min = 0; *max = 65535; return 0;
+    case IM_PIXEL_INT32: *min = -2147483648.0f; *max = 2147483647.0f; return 0;
+    case IM_PIXEL_FLOAT:
+    case IM_PIXEL_COMPLEX_FLOAT:
+    case IM_PIXEL_DOUBLE: *min = -3.402823466e+38f; *max = 3.402823466e+38f; return 0;
+    case IM_PIXEL_COMPLEX_INT16: std::fprintf(stderr, "IMRtDataTypeMinMax %d: 16 bit complex data not supported.\n", stream); return IM_ERR_COMPLEX16;
     default:
         std::fprintf(stderr, "IMRtDataTypeMinMax %d: %d is an invalid pixel data type.\n", stream, s->mode);
-        return 503;
+        return IM_ERR_PIXEL_MODE;
     }
 }
 
@@ -256,7 +256,7 @@ int IMAlDel(int stream, const float delta[3])
     for (int i = 0; i < 3; ++i)
         if (!(delta[i] > 0)) {
             std::fprintf(stderr, "IMAlDel %d: pixel size must be greater than 0\n", stream);
-            return 502;
+            return IM_ERR_PIXEL_SIZE;
         }
     for (int i = 0; i < 3; ++i) {
         s->pixel_size[i] = delta[i];
@@ -366,12 +366,12 @@ int IMAlWav(int stream, int nw, const float *waves)
     AL("IMAlWav");
     if (nw < 1 || nw > s->max_waves) {
         std::fprintf(stderr, "IMAlWav %d: %d is an invalid number of wavelengths.\n", stream, nw);
-        return 501;
+        return IM_ERR_WAVE_COUNT;
     }
     const double others = static_cast<double>(s->nz) * s->nt * s->np;
     if (others * nw > INT32_MAX || others < 0) {
         std::fprintf(stderr, "IMAlWav %d: %d is an invalid number of wavelengths.\n", stream, nw);
-        return 501;
+        return IM_ERR_WAVE_COUNT;
     }
     s->nw = nw;
     s->sections = static_cast<int>(others * nw);
@@ -386,7 +386,7 @@ int IMAlWav2(int stream, int w, float wavelength)
     if (!valid_wave(*s, w)) {
         std::fprintf(stderr, "IMAlWav2 %d: %d is an invalid wavelength number (min=0, max=%d).\n", stream, w,
                      s->max_waves - 1);
-        return 603;
+        return IM_ERR_WAVE_NUMBER;
     }
     s->wave[w] = wavelength;
     return 0;
@@ -482,7 +482,7 @@ int IMAlSym(int stream, int space_group, int symmetry_bytes)
     AL("IMAlSym");
     if (symmetry_bytes != 0) {
         std::fprintf(stderr, "IMAlSym %d: error altering symmetry information.\n", stream);
-        return 703;
+        return IM_ERR_SYMMETRY;
     }
     s->space_group = space_group;
     return 0;
@@ -503,7 +503,7 @@ int IMRtDataBitsPerPixel(int stream, int *bits)
         return 0;
     if (g_verbose)
         std::fprintf(stderr, "IMRtDataBitsPerPixel %d: undefined number of data bits per pixel.\n", stream);
-    return 512;
+    return IM_ERR_DATA_BITS_UNDEFINED;
 }
 
 int IMAlDataBitsPerPixel(int stream, int bits)
@@ -512,11 +512,11 @@ int IMAlDataBitsPerPixel(int stream, int bits)
     if (s->image_type < IM_EXTENDED_TYPE_MIN) {
         std::fprintf(stderr, "IMAlDataBitsPerPixel %d: file type %d does not support storage of data bits.\n", stream,
                      s->image_type);
-        return 511;
+        return IM_ERR_DATA_BITS;
     }
     if (bits < 1 || bits > 8 * s->bytes_per_pixel || bits > 255) {
         std::fprintf(stderr, "IMAlDataBitsPerPixel %d: invalid number of data bits per pixel (%d)\n", stream, bits);
-        return 511;
+        return IM_ERR_DATA_BITS;
     }
     s->data_bits = bits;
     return 0;
@@ -528,7 +528,7 @@ int IMRtLab2(int stream, int count, char *titles)
     if (count > s->max_titles) {
         std::fprintf(stderr, "IMRtLab2 %d: %d is too many titles. Max is %d. No titles returned.\n", stream, count,
                      s->max_titles);
-        return 401;
+        return IM_ERR_TITLES;
     }
     for (int i = 0; i < count; ++i)
         std::memcpy(titles + IM_TITLE_BYTES * i, s->titles[i].data(), IM_TITLE_BYTES);
@@ -562,7 +562,7 @@ int IMAlLab2(int stream, int count, const char *titles)
     if (count > s->max_titles) {
         std::fprintf(stderr, "IMAlLab2 %d: %d is too many titles. Max is %d. No changes made.\n", stream, count,
                      s->max_titles);
-        return 401;
+        return IM_ERR_TITLES;
     }
     put_titles(*s, std::max(0, count), titles);
     return 0;
@@ -574,7 +574,7 @@ int IMAlNumLab(int stream, int count)
     if (count < 0 || count > s->max_titles) {
         std::fprintf(stderr, "IMAlNumLab: %d is an invalid number of labels. Valid range: 0-%d.\n", count,
                      s->max_titles);
-        return 401;
+        return IM_ERR_TITLES;
     }
     s->title_count = count;
     return 0;
@@ -615,12 +615,12 @@ int IMRtTimeStamp(int stream, double *seconds)
     if (s->image_type < IM_EXTENDED_TYPE_MIN) {
         if (g_verbose)
             std::fprintf(stderr, "IMRtTimeStamp %d: invalid image type (%d).\n", stream, s->image_type);
-        return 507;
+        return IM_ERR_TIME_STAMP;
     }
     if (!(s->time_stamp >= 315561600.0)) {
         if (g_verbose)
             std::fprintf(stderr, "IMRtTimeStamp %d: invalid time stamp (%.3f).\n", stream, s->time_stamp);
-        return 507;
+        return IM_ERR_TIME_STAMP;
     }
     *seconds = s->time_stamp;
     return 0;
@@ -631,7 +631,7 @@ int IMAlTimeStamp(int stream, double seconds)
     AL("IMAlTimeStamp");
     if (s->image_type < IM_EXTENDED_TYPE_MIN) {
         std::fprintf(stderr, "IMAlTimeStamp %d: invalid image type (%d).\n", stream, s->image_type);
-        return 507;
+        return IM_ERR_TIME_STAMP;
     }
     s->time_stamp = seconds > 0 ? seconds : 0;
     return 0;

@@ -34,12 +34,12 @@ long long per_section_bytes(const Stream &s)
 int record_fits(const Stream &s, long long section)
 {
     if (s.ints_per_section < 0 || s.floats_per_section < 0)
-        return 704; // only a hostile file gets here
+        return IM_ERR_EXT_TOO_SMALL; // only a hostile file gets here
     const long long words = s.ints_per_section + s.floats_per_section;
     if (s.ext_size < 4 * section * words + 4)
-        return 704;
+        return IM_ERR_EXT_TOO_SMALL;
     if (s.ext.empty())
-        return 706;
+        return IM_ERR_NO_EXT_HEADER;
     return 0;
 }
 
@@ -101,7 +101,7 @@ int ext_resize(Stream &s, int ints, int floats, int sections, int field_blocks)
     if (ints < 0 || floats < 0 || ints > SHRT_MAX || floats > SHRT_MAX) {
         std::fprintf(stderr, "IMAlExHdrSize2 %d: invalid number of values per section (%d,%d).\n", s.number, ints,
                      floats);
-        return 702;
+        return IM_ERR_EXT_TYPE;
     }
     if (sections < s.sections) {
         std::fprintf(stderr,
@@ -114,13 +114,13 @@ int ext_resize(Stream &s, int ints, int floats, int sections, int field_blocks)
     const long long size = ((per_section + 1023) / 1024 + std::max(0, field_blocks)) * 1024LL;
     if (size > INT_MAX) {
         std::fprintf(stderr, "IMAlExHdrSize2 %d: extended header memory allocation error.\n", s.number);
-        return 902;
+        return IM_ERR_ALLOC;
     }
     if (s.kind == kWindow) {
         unsigned char *memory = window_runtime().allocate_ext_header(s.window, static_cast<size_t>(size));
         if (!memory) {
             std::fprintf(stderr, "IMAlExHdrSize2 %d: extended header memory allocation error.\n", s.number);
-            return 902;
+            return IM_ERR_ALLOC;
         }
         s.ext.attach(memory, static_cast<size_t>(size));
     } else {
@@ -128,7 +128,7 @@ int ext_resize(Stream &s, int ints, int floats, int sections, int field_blocks)
             s.ext.assign(static_cast<size_t>(size), 0);
         } catch (...) {
             std::fprintf(stderr, "IMAlExHdrSize2 %d: extended header memory allocation error.\n", s.number);
-            return 902;
+            return IM_ERR_ALLOC;
         }
     }
     s.ints_per_section = ints;
@@ -149,7 +149,7 @@ int create_ext_header(Stream &s, int type, int field_blocks)
 {
     if (type > 4) {
         std::fprintf(stderr, "IMCrExHdr %d: invalid ext header type (%d).\n", s.number, type);
-        return 702;
+        return IM_ERR_EXT_TYPE;
     }
     if (type <= 0)
         type = 4;
@@ -161,10 +161,10 @@ int create_ext_header(Stream &s, int type, int field_blocks)
     }
     if (s.sections < 1) {
         std::fprintf(stderr, "IMCrExHdr %d: invalid number of image sections (%d)...\n", s.number, s.sections);
-        return 510;
+        return IM_ERR_SECTION_COUNT;
     }
     const TypeLayout layout = layout_of_type(type);
-    if (int status = ext_resize(s, layout.ints, layout.floats, s.sections, field_blocks); status && status != 301)
+    if (int status = ext_resize(s, layout.ints, layout.floats, s.sections, field_blocks); status && status != IM_ERR_POSITION)
         return status;
     s.ext_type = type;
     return 0;
@@ -204,11 +204,11 @@ int IMAlExHdrInfo(int stream, int type, int ints, int floats)
         type = 4;
     const int blocks = s->field_blocks;
     const int resized = ext_resize(*s, ints, floats, s->sections, blocks);
-    if (resized == 902) {
+    if (resized == IM_ERR_ALLOC) {
         std::fprintf(stderr, "IMAlExHdrInfo %d: unable to allocate memory for extended header values.\n", stream);
-        return 902;
+        return IM_ERR_ALLOC;
     }
-    if (resized && resized != 301)
+    if (resized && resized != IM_ERR_POSITION)
         return resized;
     s->ext_type = type;
     return 0;
@@ -259,7 +259,7 @@ int IMAlExHdrZWTP(int stream, int z, int w, int t, int p, const int *ints, const
         return bad;
     if (record_overruns(*s, section)) {
         std::fprintf(stderr, "IMAlExHdrZWTP %d: extended header overrun. ZWTP=%d %d %d %d\n", stream, z, w, t, p);
-        return 707;
+        return IM_ERR_EXT_OVERRUN;
     }
     store_record(*s, section, ints, floats);
     return 0;
@@ -278,7 +278,7 @@ int IMRtExHdrZWTP(int stream, int z, int w, int t, int p, int *ints, float *floa
         return bad;
     if (record_overruns(*s, section)) {
         std::fprintf(stderr, "IMRtExHdrZWTP %d: extended header overrun.\n", stream);
-        return 707;
+        return IM_ERR_EXT_OVERRUN;
     }
     load_record(*s, section, ints, floats);
     return 0;
@@ -290,16 +290,16 @@ int IMAlExHdr(int stream, int section, const int *ints, const float *floats)
     Stream *s = checked(stream, "IMAlExHdr", &status);
     if (!s)
         return status;
-    if (section < 0 || record_fits(*s, section) == 704) {
+    if (section < 0 || record_fits(*s, section) == IM_ERR_EXT_TOO_SMALL) {
         std::fprintf(stderr, "IMAlExHdr iStream %d: invalid section number (%d). Extended header is too small (%d bytes).\n",
                      stream, section, s->ext_size);
-        return section < 0 ? 601 : 704;
+        return section < 0 ? IM_ERR_SECTION : IM_ERR_EXT_TOO_SMALL;
     }
-    if (record_fits(*s, section) == 706)
-        return 706;
+    if (record_fits(*s, section) == IM_ERR_NO_EXT_HEADER)
+        return IM_ERR_NO_EXT_HEADER;
     if (record_overruns(*s, section)) {
         std::fprintf(stderr, "IMAlExHdr %d: extended header overrun.\n", stream);
-        return 707;
+        return IM_ERR_EXT_OVERRUN;
     }
     store_record(*s, section, ints, floats);
     return 0;
@@ -313,7 +313,7 @@ int IMRtExHdr(int stream, int section, int *ints, float *floats)
         return status;
     if (section < 0 || record_fits(*s, section) || record_overruns(*s, section)) {
         std::fprintf(stderr, "IMRtExHdr %d: invalid section number.\n", stream);
-        return section < 0 ? 601 : record_fits(*s, section) ? record_fits(*s, section) : 707;
+        return section < 0 ? IM_ERR_SECTION : record_fits(*s, section) ? record_fits(*s, section) : IM_ERR_EXT_OVERRUN;
     }
     load_record(*s, section, ints, floats);
     return 0;
@@ -328,14 +328,14 @@ int IMRtExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
     *value = 0;
     const double needed = 4.0 * (z + 1.0) * (w + 1.0) * (t + 1.0) * (p + 1.0);
     if (s->ext_size < needed)
-        return 704;
+        return IM_ERR_EXT_TOO_SMALL;
     std::vector<int> ints(std::max(0, s->ints_per_section));
     std::vector<float> floats(std::max(0, s->floats_per_section));
     if (int bad = IMRtExHdrZWTP(stream, z, w, t, p, ints.data(), floats.data()))
         return bad;
     auto pick_float = [&](int i) -> int {
         if (i < 0 || i >= static_cast<int>(floats.size()))
-            return 701;
+            return IM_ERR_EXT_FIELD;
         *value = floats[i];
         return 0;
     };
@@ -345,9 +345,9 @@ int IMRtExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
             *value = ints[0];
             return 0;
         }
-        return index == 1 ? pick_float(0) : 701;
-    case 2: return index >= 0 && index <= 1 ? pick_float(index) : 701;
-    case 3: return index >= 0 && index <= 15 ? pick_float(index) : 701;
+        return index == 1 ? pick_float(0) : IM_ERR_EXT_FIELD;
+    case 2: return index >= 0 && index <= 1 ? pick_float(index) : IM_ERR_EXT_FIELD;
+    case 3: return index >= 0 && index <= 15 ? pick_float(index) : IM_ERR_EXT_FIELD;
     case 4:
         if (index >= 0 && index <= 20)
             return pick_float(index);
@@ -355,8 +355,8 @@ int IMRtExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
             *value = ints[index - 1000] + 1e-10;
             return 0;
         }
-        return 701;
-    default: return 1;
+        return IM_ERR_EXT_FIELD;
+    default: return IM_ERR_STREAM_NUMBER; // no record layout for this type
     }
 }
 
@@ -368,7 +368,7 @@ int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
         return status;
     const double needed = 4.0 * (z + 1.0) * (w + 1.0) * (t + 1.0) * (p + 1.0);
     if (s->ext_size < needed)
-        return 704;
+        return IM_ERR_EXT_TOO_SMALL;
     std::vector<int> ints(std::max(0, s->ints_per_section));
     std::vector<float> floats(std::max(0, s->floats_per_section));
     if (int bad = IMRtExHdrZWTP(stream, z, w, t, p, ints.data(), floats.data()))
@@ -384,7 +384,7 @@ int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
     case 1:
         if (index == 0 && !ints.empty()) {
             if (!fits_int(stream, value))
-                return 701;
+                return IM_ERR_EXT_FIELD;
             ints[0] = static_cast<int>(value);
             done = true;
         } else if (index == 1) {
@@ -398,15 +398,15 @@ int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
             done = put_float(index);
         else if (index >= 1000 && index <= 1004 && index - 1000 < static_cast<int>(ints.size())) {
             if (!fits_int(stream, value))
-                return 701;
+                return IM_ERR_EXT_FIELD;
             ints[index - 1000] = static_cast<int>(value); // the 1e-10 added on return truncates away
             done = true;
         }
         break;
-    default: return 1;
+    default: return IM_ERR_STREAM_NUMBER; // no record layout for this type
     }
     if (!done)
-        return 701;
+        return IM_ERR_EXT_FIELD;
     return IMAlExHdrZWTP(stream, z, w, t, p, ints.data(), floats.data());
 }
 

@@ -67,7 +67,7 @@ int set_field(Stream &s, const std::string &name, const std::string &value, char
         std::fprintf(stderr, "Stream %d out of field header space. (Field %d,size=%d,max allowed=%d,ext hdr size=%d).\n",
                      s.number, index, static_cast<int>(std::min<long long>(needed, INT32_MAX)), s.field_space,
                      s.ext_size);
-        return 720;
+        return IM_ERR_FIELD_SPACE;
     }
     s.fields = std::move(fields);
     int total = 0;
@@ -78,7 +78,7 @@ int set_field(Stream &s, const std::string &name, const std::string &value, char
 int null_argument(const char *caller)
 {
     std::fprintf(stderr, "%s: NULL field argument.\n", caller);
-    return 734;
+    return IM_ERR_FIELD_NULL;
 }
 
 // Finds a field for a typed return: 0 with its index, or 731/733/734 with a message.
@@ -91,7 +91,7 @@ int typed_lookup(Stream &s, const char *caller, const char *name, const void *re
         return status;
     if (s.fields[number].type != type) {
         std::fprintf(stderr, "%s %d: field %s has type %c.\n", caller, s.number, name, s.fields[number].type);
-        return 733;
+        return IM_ERR_FIELD_MISMATCH;
     }
     *index = number;
     return 0;
@@ -100,7 +100,7 @@ int typed_lookup(Stream &s, const char *caller, const char *name, const void *re
 int bad_contents(const char *caller, int stream, const char *name)
 {
     std::fprintf(stderr, "%s %d: field %s does not hold a valid value.\n", caller, stream, name);
-    return 726;
+    return IM_ERR_FIELD_CONTENTS;
 }
 
 } // namespace
@@ -136,7 +136,7 @@ int parse_fields(Stream &s, bool quiet)
     s.fields.clear();
     s.field_used = 0;
     if (s.field_space <= 0 || s.ext.empty())
-        return 730;
+        return IM_ERR_FIELDS_EMPTY;
     const char *area = reinterpret_cast<const char *>(s.ext.data() + s.field_start);
     int end = -1;
     for (int i = s.field_space - 1; i >= 0; --i)
@@ -145,42 +145,42 @@ int parse_fields(Stream &s, bool quiet)
             break;
         }
     if (end < 6)
-        return 730;
+        return IM_ERR_FIELDS_EMPTY;
     int pos = 0;
     while (pos < end) {
         const int name_start = pos;
         while (pos < end && area[pos] != ',')
             ++pos;
         if (pos - name_start > kMaxNameLength)
-            return 736;
+            return IM_ERR_FIELD_NAME_LONG;
         if (pos >= end || pos == name_start)
-            return 721;
+            return IM_ERR_FIELD_NAME;
         std::string name(area + name_start, pos - name_start);
         ++pos;
         if (pos + 1 >= end || area[pos + 1] != ',')
-            return 722;
+            return IM_ERR_FIELD_TYPE;
         const char type = area[pos];
         if (!std::strchr("bcdfi", type) || type == 0)
-            return 722;
+            return IM_ERR_FIELD_TYPE;
         pos += 2;
         const int size_start = pos;
         while (pos < end && area[pos] != '=')
             ++pos;
         if (pos >= end)
-            return 723;
+            return IM_ERR_FIELD_SIZE;
         std::string size_text(area + size_start, pos - size_start);
         if (size_text.empty() || size_text.size() > 9 ||
             !std::all_of(size_text.begin(), size_text.end(), [](char c) { return c >= '0' && c <= '9'; })) {
             if (!quiet)
                 std::fprintf(stderr, "Error parsing field size from %s\n", size_text.c_str());
-            return 724;
+            return IM_ERR_FIELD_SIZE_TEXT;
         }
         const int size = std::atoi(size_text.c_str());
         ++pos;
         int value_end = pos;
         if (type == 'b') {
             if (static_cast<long long>(pos) + size > end)
-                return 725;
+                return IM_ERR_FIELD_BYTE_COUNT;
             value_end = pos + size;
         } else {
             while (value_end < end && value_end - pos < size && area[value_end] != '\n')
@@ -197,7 +197,7 @@ int parse_fields(Stream &s, bool quiet)
                 if (!quiet)
                     std::fprintf(stderr, "iReadAllFields: field %d (%s) holds %d of its %d bytes.\n",
                                  static_cast<int>(s.fields.size()), name.c_str(), value_end - pos, size);
-                return 725;
+                return IM_ERR_FIELD_BYTE_COUNT;
             }
         }
         if (value_end >= end || area[value_end] != '\n') {
@@ -207,7 +207,7 @@ int parse_fields(Stream &s, bool quiet)
                              "size=%d\nlast char=%d/%d\npos=%d/%d\n",
                              static_cast<int>(s.fields.size()), name.c_str(), size,
                              value_end < end ? area[value_end] : -1, '\n', value_end, end);
-            return 723;
+            return IM_ERR_FIELD_SIZE;
         }
         s.fields.push_back(Field{name, std::string(area + pos, value_end - pos), type, size});
         pos = value_end + 1;
@@ -242,13 +242,13 @@ int IMAlField(int stream, const char *name, const void *value, char type, int si
             if (!value)
                 return null_argument("IMAlField");
             break;
-        default: std::fprintf(stderr, "IMAlField: unrecognized field type (%c).\n", type); return 722;
+        default: std::fprintf(stderr, "IMAlField: unrecognized field type (%c).\n", type); return IM_ERR_FIELD_TYPE;
         }
         switch (type) {
         case 'b':
             if (size < 0) {
                 std::fprintf(stderr, "IMAlField %d: invalid field size (%d).\n", stream, size);
-                return 723;
+                return IM_ERR_FIELD_SIZE;
             }
             formatted.assign(static_cast<const char *>(value), size);
             break;
@@ -265,25 +265,25 @@ int IMAlField(int stream, const char *name, const void *value, char type, int si
         if (type == 'c' && formatted.find('\n') != std::string::npos) {
             std::fprintf(stderr, "IMAlField %d: field %s not set: a line feed ends a field and cannot be in its value.\n",
                          stream, name ? name : "");
-            return 726;
+            return IM_ERR_FIELD_CONTENTS;
         }
         if (s->kind == kWindow) {
             std::fprintf(stderr, "IMAlField %d: field %s not set. Fields not supported in image windows.\n", stream,
                          name ? name : "");
-            return 735;
+            return IM_ERR_FIELD_WINDOW;
         }
         if (!name || !*name || std::strchr(name, ',')) {
             std::fprintf(stderr, "IMAlField %d: invalid field name.\n", stream);
-            return 721;
+            return IM_ERR_FIELD_NAME;
         }
         if (std::strlen(name) >= kMaxNameLength + 1) {
             std::fprintf(stderr, "IMAlField %d: field name is too long.\n", stream);
-            return 736;
+            return IM_ERR_FIELD_NAME_LONG;
         }
         return set_field(*s, name, formatted, type);
     } catch (...) {
         std::fprintf(stderr, "IMAlField %d: field header memory alloc problem.\n", stream);
-        return 732;
+        return IM_ERR_FIELD_MEMORY;
     }
 }
 
@@ -307,21 +307,21 @@ int IMFindFieldNum(int stream, const char *name, int *number)
         return status;
     if (!name) {
         std::fprintf(stderr, "IMFindFieldNum: NULL field name requested.\n");
-        return 734;
+        return IM_ERR_FIELD_NULL;
     }
     if (s->fields.empty()) {
         std::fprintf(stderr, "IMFindFieldNum %d: no fields; %s not found.\n", stream, name);
-        return 731;
+        return IM_ERR_FIELD_NOT_FOUND;
     }
     for (size_t i = 0; i < s->fields.size(); ++i)
         if (s->fields[i].name.empty()) {
             std::fprintf(stderr, "IMFindFieldNum %d: field %d has no name.\n", stream, static_cast<int>(i));
-            return 721;
+            return IM_ERR_FIELD_NAME;
         }
     const int index = find_field(*s, name);
     if (index < 0) {
         std::fprintf(stderr, "IMFindFieldNum %d: field %s not found.\n", stream, name);
-        return 731;
+        return IM_ERR_FIELD_NOT_FOUND;
     }
     if (number)
         *number = index;
@@ -336,11 +336,11 @@ int IMRtField(int stream, const char *name, char *value, int value_size, char *t
         return status;
     if (!name) {
         std::fprintf(stderr, "IMRtField: NULL field name requested.\n");
-        return 734;
+        return IM_ERR_FIELD_NULL;
     }
     if (s->kind == kWindow) {
         std::fprintf(stderr, "IMRtField %d: field %s not found. Fields not supported in image windows.\n", stream, name);
-        return 735;
+        return IM_ERR_FIELD_WINDOW;
     }
     int index = -1;
     if (int bad = IMFindFieldNum(stream, name, &index))
@@ -349,7 +349,7 @@ int IMRtField(int stream, const char *name, char *value, int value_size, char *t
     if (value) {
         if (value_size < f.size) {
             std::fprintf(stderr, "IMRtField %d: field %s needs %d bytes.\n", stream, name, f.size);
-            return 723;
+            return IM_ERR_FIELD_SIZE;
         }
         std::memcpy(value, f.value.data(), f.size);
         if (value_size > f.size)
@@ -434,7 +434,7 @@ int IMRtFieldChar(int stream, const char *name, char *value, int value_size)
     if (value_size < static_cast<int>(text.size()) + 1) {
         std::fprintf(stderr, "IMRtFieldChar %d: field %s needs %d bytes.\n", stream, name,
                      static_cast<int>(text.size()) + 1);
-        return 723;
+        return IM_ERR_FIELD_SIZE;
     }
     std::memcpy(value, text.c_str(), text.size() + 1);
     if (g_verbose)
@@ -455,7 +455,7 @@ int IMRtFieldBinary(int stream, const char *name, void *value, int value_size, i
         return bad_contents("IMRtFieldBinary", stream, name);
     if (value_size < f.size) {
         std::fprintf(stderr, "IMRtFieldBinary %d: field %s needs %d bytes.\n", stream, name, f.size);
-        return 723;
+        return IM_ERR_FIELD_SIZE;
     }
     std::memcpy(value, f.value.data(), f.size);
     if (size)
@@ -473,7 +473,7 @@ int IMRtFieldNum(int stream, int number, char *name, char *type, int *size)
         return status;
     if (number < 0 || number >= static_cast<int>(s->fields.size())) {
         std::fprintf(stderr, "IMRtFieldNum %d: %d is an invalid field number.\n", stream, number);
-        return 729;
+        return IM_ERR_FIELD_NUMBER;
     }
     const Field &f = s->fields[number];
     if (name)
@@ -493,12 +493,12 @@ int IMRtFieldValueNum(int stream, int number, char *value, int value_size, int *
         return status;
     if (number < 0 || number >= static_cast<int>(s->fields.size())) {
         std::fprintf(stderr, "IMRtFieldValueNum %d: %d is an invalid field number.\n", stream, number);
-        return 729;
+        return IM_ERR_FIELD_NUMBER;
     }
     const Field &f = s->fields[number];
     if (!value || value_size < f.size) {
         std::fprintf(stderr, "IMRtFieldValueNum %d: field %d needs %d bytes.\n", stream, number, f.size);
-        return 723;
+        return IM_ERR_FIELD_SIZE;
     }
     std::memcpy(value, f.value.data(), f.size);
     if (value_size > f.size)
@@ -516,7 +516,7 @@ int IMRtNumFields(int stream, int *count)
         return status;
     if (s->kind == kWindow) {
         std::fprintf(stderr, "IMRtNumFields %d: Fields not supported in image windows.\n", stream);
-        return 735;
+        return IM_ERR_FIELD_WINDOW;
     }
     *count = static_cast<int>(s->fields.size());
     return 0;
@@ -537,11 +537,11 @@ int IMRtFieldHdr(int stream, char *text, int text_size, int *length)
         }
     if (end < 0) {
         std::fprintf(stderr, "IMRtFieldHdr %d: field header empty.\n", stream);
-        return 730;
+        return IM_ERR_FIELDS_EMPTY;
     }
     if (!text || text_size < end + 2) {
         std::fprintf(stderr, "IMRtFieldHdr %d: %d bytes needed.\n", stream, end + 2);
-        return 720;
+        return IM_ERR_FIELD_SPACE;
     }
     std::memcpy(text, area, end + 1);
     text[end + 1] = 0;
@@ -578,12 +578,12 @@ int IMRdFieldHdr(int stream)
         return status;
     try {
         const int parsed = parse_fields(*s, false);
-        if (parsed && parsed != 723 && parsed != 724)
+        if (parsed && parsed != IM_ERR_FIELD_SIZE && parsed != IM_ERR_FIELD_SIZE_TEXT)
             std::fprintf(stderr, "IMRdFieldHdr %d: %s.\n", stream, IMRtStatusText(parsed));
         return parsed;
     } catch (...) {
         std::fprintf(stderr, "IMRdFieldHdr %d: field header memory alloc problem.\n", stream);
-        return 732;
+        return IM_ERR_FIELD_MEMORY;
     }
 }
 

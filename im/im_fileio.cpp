@@ -55,10 +55,10 @@ int open_file(Stream &s)
     case IM_IO_BUFFERED: {
         const char *mode = buffered_mode(s.open_mode);
         if (!mode)
-            return 206;
+            return IM_ERR_OPEN_FAILED;
         s.file = std::fopen(s.name.c_str(), mode);
         if (!s.file)
-            return 206;
+            return IM_ERR_OPEN_FAILED;
         s.io_buffer = std::make_unique_for_overwrite<char[]>(kBufferedBytes);
         std::setvbuf(s.file, s.io_buffer.get(), _IOFBF, kBufferedBytes);
         return 0;
@@ -66,12 +66,12 @@ int open_file(Stream &s)
     case IM_IO_UNBUFFERED: {
         const int flags = unbuffered_flags(s.open_mode);
         if (flags < 0)
-            return 206;
+            return IM_ERR_OPEN_FAILED;
         s.fd = ::open(s.name.c_str(), flags | O_CLOEXEC, 0644);
-        return s.fd < 0 ? 206 : 0;
+        return s.fd < 0 ? IM_ERR_OPEN_FAILED : 0;
     }
-    case IM_IO_COMPRESSED: std::fprintf(stderr, "iStreamFileOpen: compressed IO not supported.\n"); return 206;
-    default: return 206; // the database service is not part of this build
+    case IM_IO_COMPRESSED: std::fprintf(stderr, "iStreamFileOpen: compressed IO not supported.\n"); return IM_ERR_OPEN_FAILED;
+    default: return IM_ERR_OPEN_FAILED; // the database service is not part of this build
     }
 }
 

@@ -265,7 +265,7 @@ int decode_header(Stream &s)
 
     if (s.nx < 0 || s.ny < 0 || s.sections < 0) {
         std::fprintf(stderr, "IMSubs %d: invalid image size (%d,%d,%d).\n", s.number, s.nx, s.ny, s.sections);
-        return 207;
+        return IM_ERR_READ_HEADER;
     }
     if (s.nw == 0) {
         std::fprintf(stderr, "IMSubs: number of wavelengths must be > 0.\n");
@@ -293,7 +293,7 @@ int decode_header(Stream &s)
     for (auto &m : s.sampling)
         if (m < 1)
             m = 1;
-    if (bytes_per_pix(s.number, s.mode, &s.bytes_per_pixel, true) == 503) {
+    if (bytes_per_pix(s.number, s.mode, &s.bytes_per_pixel, true) == IM_ERR_PIXEL_MODE) {
         std::fprintf(stderr, "IMSubs: internal error involving the number of bytes per pixel.\n");
         s.bytes_per_pixel = 2;
     }

@@ -63,10 +63,10 @@ int check_access(Stream &s)
         if (!s.directory.empty() && access(s.directory.c_str(), R_OK | W_OK) != 0) {
             if (errno == ENOENT || errno == ENOTDIR) {
                 std::fprintf(stderr, "IMOpen %d: unable to find directory:\n        %s\n", stream, s.directory.c_str());
-                return 203;
+                return IM_ERR_NO_DIRECTORY;
             }
             std::fprintf(stderr, "IMOpen %d: unable to obtain read/write access to\n%s\n", stream, s.directory.c_str());
-            return 204;
+            return IM_ERR_NO_READ_WRITE_ACCESS;
         }
         return 0;
     }
@@ -74,14 +74,14 @@ int check_access(Stream &s)
     if (access(s.name.c_str(), ro ? R_OK : R_OK | W_OK) != 0) {
         if (errno == ENOENT || errno == ENOTDIR) {
             std::fprintf(stderr, "IMOpen %d: unable to find file\n%s\n", stream, s.name.c_str());
-            return 202;
+            return IM_ERR_NO_FILE;
         }
         if (ro) {
             std::fprintf(stderr, "IMOpen %d: unable to obtain read access to\n%s\n", stream, s.name.c_str());
-            return 205;
+            return IM_ERR_NO_READ_ACCESS;
         }
         std::fprintf(stderr, "IMOpen %d: unable to obtain read/write access to\n%s\n", stream, s.name.c_str());
-        return 204;
+        return IM_ERR_NO_READ_WRITE_ACCESS;
     }
     return 0;
 }
@@ -98,14 +98,14 @@ int read_ext_header(Stream &s)
     if (!stream_file_seek(s, IM_HEADER_BYTES, SEEK_SET)) {
         std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMOpen", stream);
         s.ext.clear();
-        return 301;
+        return IM_ERR_POSITION;
     }
     const long long got = held > 0 ? stream_file_read(s, s.ext.data(), 1, held) : 0;
     int status = 0;
     if (got != s.ext_size) {
         std::fprintf(stderr, "IMOpen %d: error reading extended header (%d,%d,%s,\"%s\").\n", stream,
                      static_cast<int>(got), s.ext_size, s.attribute.c_str(), s.name.c_str());
-        status = 210;
+        status = IM_ERR_READ_EXT_HEADER;
     }
     if (s.swap) {
         const long long words = std::min<long long>(
@@ -116,7 +116,7 @@ int read_ext_header(Stream &s)
     }
     place_field_area(s);
     const int parsed = parse_fields(s, false);
-    if (parsed != 0 && parsed != 730)
+    if (parsed != 0 && parsed != IM_ERR_FIELDS_EMPTY)
         std::fprintf(stderr, "IMOpen %d: fields after field %d not read: %s.\n", stream,
                      static_cast<int>(s.fields.size()), IMRtStatusText(parsed));
     return status;
@@ -131,16 +131,16 @@ int open_window(Stream &s, const char *attribute)
     WindowRuntime &rt = window_runtime();
     if (s.open_mode != IM_MODE_NEW && !rt.exists(s.window)) {
         std::fprintf(stderr, "IMOpen: unable to open window connected to stream %d.\n", s.number);
-        return 810;
+        return IM_ERR_NO_WINDOW;
     }
     if (!rt.open(s.window, attribute)) {
         std::fprintf(stderr, "IMOpen: unable to open window connected to stream %d.\n", s.number);
-        return 803;
+        return IM_ERR_WINDOW_OPEN;
     }
     const unsigned char *header = rt.header(s.window);
     if (!header) {
         std::fprintf(stderr, "IMOpen %d: error getting header information from window.\n", s.number);
-        return 809;
+        return IM_ERR_WINDOW_HEADER;
     }
     s.raw.assign(header, header + IM_HEADER_BYTES);
     if (int status = decode_header(s))
@@ -164,7 +164,7 @@ int attach_window_ext_header(Stream &s)
     unsigned char *memory = window_runtime().allocate_ext_header(s.window, static_cast<size_t>(s.ext_size));
     if (!memory) {
         std::fprintf(stderr, "IMOpen %d: extended header memory allocation error.\n", s.number);
-        return 902;
+        return IM_ERR_ALLOC;
     }
     s.ext.attach(memory, static_cast<size_t>(s.ext_size));
     place_field_area(s);
@@ -182,37 +182,37 @@ int fail_open(int stream, int status)
 int bytes_per_pix(int stream, int mode, int *bytes, bool quiet)
 {
     switch (mode) {
-    case 0: *bytes = 1; return 0;
-    case 1:
-    case 6: *bytes = 2; return 0;
-    case 2:
-    case 7: *bytes = 4; return 0;
-    case 4:
-    case 8: *bytes = 8; return 0;
-    case 3:
+    case IM_PIXEL_BYTE: *bytes = 1; return 0;
+    case IM_PIXEL_INT16:
+    case IM_PIXEL_UINT16: *bytes = 2; return 0;
+    case IM_PIXEL_FLOAT:
+    case IM_PIXEL_INT32: *bytes = 4; return 0;
+    case IM_PIXEL_COMPLEX_FLOAT:
+    case IM_PIXEL_DOUBLE: *bytes = 8; return 0;
+    case IM_PIXEL_COMPLEX_INT16:
         *bytes = 4;
         if (!quiet)
             std::fprintf(stderr, "IMRtBytesPerPix %d: 16 bit complex data not supported.\n", stream);
-        return 905;
+        return IM_ERR_COMPLEX16;
     default:
         *bytes = 2;
         if (!quiet)
             std::fprintf(stderr, "IMRtBytesPerPix %d: %d is an invalid pixel data type.\n", stream, mode);
-        return 503;
+        return IM_ERR_PIXEL_MODE;
     }
 }
 
 const char *mode_name(int mode)
 {
     switch (mode) {
-    case 0: return "1 byte integer";
-    case 1: return "2 byte signed integer";
-    case 2: return "4 byte floating-point";
-    case 3: return "2 byte integer complex";
-    case 4: return "4 byte floating-point complex";
-    case 6: return "2 byte unsigned integer";
-    case 7: return "4 byte signed integer";
-    case 8: return "8 byte floating-point";
+    case IM_PIXEL_BYTE: return "1 byte integer";
+    case IM_PIXEL_INT16: return "2 byte signed integer";
+    case IM_PIXEL_FLOAT: return "4 byte floating-point";
+    case IM_PIXEL_COMPLEX_INT16: return "2 byte integer complex";
+    case IM_PIXEL_COMPLEX_FLOAT: return "4 byte floating-point complex";
+    case IM_PIXEL_UINT16: return "2 byte unsigned integer";
+    case IM_PIXEL_INT32: return "4 byte signed integer";
+    case IM_PIXEL_DOUBLE: return "8 byte floating-point";
     default: return "unknown";
     }
 }
@@ -227,7 +227,7 @@ int IMRtStreamTypeFromName(const char *name, int *kind, int *window)
 {
     if (!name || !*name) {
         std::fprintf(stderr, "IMRtStreamTypeFromName: invalid stream name.\n");
-        return 504;
+        return IM_ERR_STREAM_NAME;
     }
     int number = -1;
     const size_t length = std::strlen(name);
@@ -252,7 +252,7 @@ int IMOpen(int stream, const char *name, const char *attribute)
         }
         if (stream < 1 || stream > IM_MAX_STREAMS) {
             std::fprintf(stderr, "IMOpen %d: invalid stream number.\n", stream);
-            return 1;
+            return IM_ERR_STREAM_NUMBER;
         }
         if (Stream *old = stream_slot(stream)) {
             std::fprintf(stderr, "[%d] IMOpen %d: stream (name %s) is already open. Continuing...\n",
@@ -274,7 +274,7 @@ int IMOpen(int stream, const char *name, const char *attribute)
         const Attribute parsed = parse_attribute(attribute);
         if (parsed.open_mode < 0) {
             std::fprintf(stderr, "IMOpen %d: %s is an invalid stream attribute.\n", stream, s.attribute.c_str());
-            return fail_open(stream, 201);
+            return fail_open(stream, IM_ERR_ATTRIBUTE);
         }
         s.open_mode = parsed.open_mode;
         s.io_kind = is_database_name(s.name) ? IM_IO_DATABASE : parsed.io_kind;
@@ -287,7 +287,7 @@ int IMOpen(int stream, const char *name, const char *attribute)
             if (slash != std::string::npos && s.io_kind != IM_IO_DATABASE)
                 s.directory = s.name.substr(0, slash == 0 ? 1 : slash);
             if (int status = check_access(s)) {
-                if (status == 202 && s.open_mode == IM_MODE_RO)
+                if (status == IM_ERR_NO_FILE && s.open_mode == IM_MODE_RO)
                     return status; // the record stays in the slot
                 return fail_open(stream, status);
             }
@@ -296,7 +296,7 @@ int IMOpen(int stream, const char *name, const char *attribute)
                     std::fprintf(stderr, "IMOpen %d: no image database service for\n%s.\n", stream, s.name.c_str());
                 else
                     std::fprintf(stderr, "IMOpen %d: unable to open file\n%s.\n", stream, s.name.c_str());
-                return fail_open(stream, 206);
+                return fail_open(stream, IM_ERR_OPEN_FAILED);
             }
             if (s.open_mode != IM_MODE_NEW)
                 if (int status = IMRdHdr2(stream)) {
@@ -308,7 +308,7 @@ int IMOpen(int stream, const char *name, const char *attribute)
         if (!s.has_header()) {
             if (s.kind == kFile && s.open_mode == IM_MODE_NEW) {
                 s.raw.assign(IM_HEADER_BYTES, 0);
-                if (int status = IMCrHdr3(stream, 1, 1, 1, 1, 1, 1, 2, 6)) {
+                if (int status = IMCrHdr3(stream, 1, 1, 1, 1, 1, 1, 2, IM_PIXEL_UINT16)) {
                     close_file(s);
                     return fail_open(stream, status);
                 }
@@ -316,7 +316,7 @@ int IMOpen(int stream, const char *name, const char *attribute)
             }
             std::fprintf(stderr, "IMOpen %d: critical SW error. Header is NULL.\n", stream);
             close_file(s);
-            return fail_open(stream, 106);
+            return fail_open(stream, IM_ERR_NEW_HEADER);
         }
 
         int status = 0;
@@ -324,14 +324,14 @@ int IMOpen(int stream, const char *name, const char *attribute)
             std::fprintf(stderr, "IMOpen %d: invalid extended header size (%d).\n", stream, s.ext_size);
             if (s.kind == kFile)
                 close_file(s);
-            return fail_open(stream, 210);
+            return fail_open(stream, IM_ERR_READ_EXT_HEADER);
         }
         if (s.ext_size != 0 && s.open_mode != IM_MODE_NEW) {
             if (s.kind == kFile)
                 status = read_ext_header(s);
-            else if ((status = attach_window_ext_header(s)) == 902)
+            else if ((status = attach_window_ext_header(s)) == IM_ERR_ALLOC)
                 return fail_open(stream, status);
-            if (status == 301) {
+            if (status == IM_ERR_POSITION) {
                 close_file(s);
                 return fail_open(stream, status);
             }
@@ -350,7 +350,7 @@ int IMOpen(int stream, const char *name, const char *attribute)
         std::fprintf(stderr, "IMOpen %d: memory allocation error.\n", stream);
         if (stream >= 1 && stream <= IM_MAX_STREAMS)
             take_stream_slot(stream).reset();
-        return 902;
+        return IM_ERR_ALLOC;
     }
 }
 
@@ -358,11 +358,11 @@ int IMClose(int stream)
 {
     if (stream < 1 || stream > IM_MAX_STREAMS) {
         std::fprintf(stderr, "IMClose %d: invalid stream number.\n", stream);
-        return 1;
+        return IM_ERR_STREAM_NUMBER;
     }
     if (!stream_slot(stream)) {
         std::fprintf(stderr, "IMClose %d: attempt to close an unopened stream.\n", stream);
-        return 104;
+        return IM_ERR_CLOSE_UNOPENED;
     }
     if (int status = check_stream(stream, "IMClose"))
         return status;
@@ -377,12 +377,12 @@ int IMClose(int stream)
 int IMFileSync(int stream)
 {
     if (stream < 1 || stream > IM_MAX_STREAMS || !stream_slot(stream))
-        return 1;
+        return IM_ERR_STREAM_NUMBER;
     Stream &s = *stream_slot(stream);
     if (s.kind != kFile || s.io_kind != IM_IO_BUFFERED)
         return 0;
     if (!s.file)
-        return 1;
+        return IM_ERR_STREAM_NUMBER;
     std::fflush(s.file);
     const int fd = fileno(s.file);
     fdatasync(fd);
@@ -401,7 +401,7 @@ int IMRdHdr2(int stream)
             const unsigned char *header = window_runtime().header(s->window);
             if (!header) {
                 std::fprintf(stderr, "IMRdHdr2 %d: unable to read header from window.\n", stream);
-                return 809;
+                return IM_ERR_WINDOW_HEADER;
             }
             s->raw.assign(header, header + IM_HEADER_BYTES);
             return decode_header(*s);
@@ -409,12 +409,12 @@ int IMRdHdr2(int stream)
         std::vector<unsigned char> raw(IM_HEADER_BYTES, 0);
         if (!stream_file_seek(*s, 0, SEEK_SET)) {
             std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMRdHdr2", stream);
-            return 301;
+            return IM_ERR_POSITION;
         }
         const long long got = stream_file_read(*s, raw.data(), 1, IM_HEADER_BYTES);
         if (got != IM_HEADER_BYTES) {
             std::fprintf(stderr, "IMRdHdr2 %d: only %d bytes read from header.\n", stream, static_cast<int>(got));
-            return 207;
+            return IM_ERR_READ_HEADER;
         }
         s->raw = std::move(raw);
         s->swap = false;
@@ -424,7 +424,7 @@ int IMRdHdr2(int stream)
         return decoded;
     } catch (...) {
         std::fprintf(stderr, "IMRdHdr2 %d: memory allocation error.\n", stream);
-        return 902;
+        return IM_ERR_ALLOC;
     }
 }
 
@@ -443,20 +443,20 @@ int IMWrHdr2(int stream, int with_extended_header)
         }
         if (!stream_file_seek(*s, 0, SEEK_SET)) {
             std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMWrHdr2", stream);
-            return 301;
+            return IM_ERR_POSITION;
         }
         std::vector<unsigned char> on_disk = s->raw;
         header_in_file_order(*s, on_disk.data());
         const long long wrote = stream_file_write(*s, on_disk.data(), 1, IM_HEADER_BYTES);
         if (wrote != IM_HEADER_BYTES) {
             std::fprintf(stderr, "IMWrHdr2 %d: only %d bytes written to header.\n", stream, static_cast<int>(wrote));
-            return 209;
+            return IM_ERR_WRITE_HEADER;
         }
         int result = 0;
         if (with_extended_header && s->ext_size > 0) {
             if (s->ext.empty()) {
                 std::fprintf(stderr, "IMWrHdr2 %d: ext header buffer is NULL, size is %d.\n", stream, s->ext_size);
-                return 706;
+                return IM_ERR_NO_EXT_HEADER;
             }
             int needed = 0;
             const int stored = write_fields(*s, &needed);
@@ -465,7 +465,7 @@ int IMWrHdr2(int stream, int with_extended_header)
                 std::fprintf(stderr, "  num fields=%d out of %d expected\n", stored, static_cast<int>(s->fields.size()));
                 std::fprintf(stderr, "  num bytes stored=%d out of %d expected (max allowed=%d\n", s->field_used, needed,
                              s->field_space);
-                result = 707;
+                result = IM_ERR_EXT_OVERRUN;
             }
             // The per-section values go back in the file's byte order; a short extended header read
             // from a damaged file is written back as far as it was read.
@@ -480,20 +480,20 @@ int IMWrHdr2(int stream, int with_extended_header)
             if (wrote_ext != static_cast<long long>(ext.size())) {
                 std::fprintf(stderr, "IMWrHdr2 %d: only %d bytes written to extended header. Expected %d.\n", stream,
                              static_cast<int>(wrote_ext), s->ext_size);
-                return 211;
+                return IM_ERR_WRITE_EXT_HEADER;
             }
         }
         // Buffered bytes reach the file only here: a full disk shows up now, not at the writes.
         errno = 0;
         if (!stream_file_flush(*s)) {
             std::fprintf(stderr, "IMWrHdr2 %d: unable to write the header: %s\n", stream, std::strerror(errno));
-            return 209;
+            return IM_ERR_WRITE_HEADER;
         }
         const int posn = IMPosn(stream, 0, 0);
         return result ? result : posn;
     } catch (...) {
         std::fprintf(stderr, "IMWrHdr2 %d: memory allocation error.\n", stream);
-        return 902;
+        return IM_ERR_ALLOC;
     }
 }
 
@@ -536,27 +536,27 @@ int IMCrHdr3(int stream, int nx, int ny, int nz, int nw, int nt, int np, int seq
     if (!s)
         return status;
     if (sequence < 0 || sequence >= 15)
-        return 505;
-    if (mode < 0 || mode >= 9 || mode == 5)
-        return 503;
+        return IM_ERR_SEQUENCE;
+    if (mode < IM_PIXEL_BYTE || mode > IM_PIXEL_DOUBLE || mode == 5)
+        return IM_ERR_PIXEL_MODE;
     if (nx < 0 || ny < 0) {
         std::fprintf(stderr, "IMCrHdr3 %d: invalid image size (%d,%d).\n", stream, nx, ny);
-        return nx < 0 ? 402 : 403;
+        return nx < 0 ? IM_ERR_COLUMNS : IM_ERR_ROWS;
     }
     int result = 0;
     const bool window = s->kind == kWindow;
     if (window && nw >= 6) {
         nw = 5;
-        result = 404;
+        result = IM_ERR_WAVE_CHANNELS;
     }
     const double sections = static_cast<double>(nt) * nz * np * nw;
     if (nz <= 0 || nw <= 0 || nt <= 0 || np <= 0 || sections > INT_MAX) {
         std::fprintf(stderr, "IMOpen2 %d: invalid number of sections (%d,%d,%d)\n", stream, nz, nw, nt);
-        return 510;
+        return IM_ERR_SECTION_COUNT;
     }
     if (nw > IM_MAX_WAVES_EXTENDED || nt > 65535) {
         std::fprintf(stderr, "IMCrHdr3 %d: invalid number of wavelengths or time points (%d,%d)\n", stream, nw, nt);
-        return nw > IM_MAX_WAVES_EXTENDED ? 501 : 510;
+        return nw > IM_MAX_WAVES_EXTENDED ? IM_ERR_WAVE_COUNT : IM_ERR_SECTION_COUNT;
     }
     if (s->raw.empty())
         s->raw.assign(IM_HEADER_BYTES, 0);

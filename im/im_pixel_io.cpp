@@ -60,19 +60,19 @@ int check_section_size(const Stream &s, const char *caller)
     if (s.nx >= 0 && s.ny >= 0)
         return 0;
     std::fprintf(stderr, "%s %d: invalid section size (%d x %d).\n", caller, s.number, s.nx, s.ny);
-    return s.nx < 0 ? 402 : 403;
+    return s.nx < 0 ? IM_ERR_COLUMNS : IM_ERR_ROWS;
 }
 
 int report_positioning_failed(const Stream &s, const char *caller)
 {
     std::fprintf(stderr, "%s %d: error positioning stream.\n", caller, s.number);
-    return 301;
+    return IM_ERR_POSITION;
 }
 
 int report_no_buffer(const Stream &s, const char *caller)
 {
     std::fprintf(stderr, "%s %d: no buffer given.\n", caller, s.number);
-    return 901;
+    return IM_ERR_MEMORY;
 }
 
 int check_transfer(const Stream &s, const char *caller, bool have_buffer)
@@ -88,12 +88,12 @@ int check_rectangle(const Stream &s, const char *caller, int columns, int rows, 
     if (first_col < 0 || last_col >= s.nx || width < 1 || width > columns) {
         std::fprintf(stderr, "%s %d: too many columns (%d/%d/%d).\n", caller, s.number, static_cast<int>(width), columns,
                      s.nx);
-        return 402;
+        return IM_ERR_COLUMNS;
     }
     if (first_row < 0 || last_row >= s.ny || height < 1 || height > rows) {
         std::fprintf(stderr, "%s %d: too many rows (%d/%d/%d).\n", caller, s.number, static_cast<int>(height), rows,
                      s.ny);
-        return 403;
+        return IM_ERR_ROWS;
     }
     return 0;
 }
@@ -123,7 +123,7 @@ Moved read_pixels(Stream &s, const char *caller, void *buffer, long long pixels)
     moved.error = errno;
     s.last_op = kRead;
     if (moved.pixels < pixels) {
-        moved.status = 212;
+        moved.status = IM_ERR_SHORT_READ;
         return moved;
     }
     const auto n = static_cast<size_t>(pixels);
@@ -152,7 +152,7 @@ static Moved short_write(const Stream &s, const char *caller, Moved moved)
 {
     std::fprintf(stderr, "%s %d: incorrect number of pixels written.\n", caller, s.number);
     std::fprintf(stderr, "        %s\n", std::strerror(moved.error));
-    moved.status = 213;
+    moved.status = IM_ERR_SHORT_WRITE;
     return moved;
 }
 

@@ -90,11 +90,11 @@ int IMRtSecNum2(int stream, int z, int w, int t, int p, int *section)
                      static_cast<int>(getpid()), stream, z, w, t, p, s->nz, s->nw, s->nt, s->np);
         if (section)
             *section = 0;
-        return 604;
+        return IM_ERR_ZWTP;
     }
     if (s->sequence < 0 || s->sequence >= 15) {
         std::fprintf(stderr, "IMRtSecNum2 %d: invalid image sequence %d\n", stream, s->sequence);
-        return 505;
+        return IM_ERR_SEQUENCE;
     }
     int result = 0;
     section_number(*s, z, w, t, p, &result);
@@ -115,11 +115,11 @@ int IMRtZWTPNum(int stream, int section, int *z, int *w, int *t, int *p)
         return status;
     if (s->sequence < 0 || s->sequence >= 15) {
         std::fprintf(stderr, "IMRtZWTPNum %d: invalid image sequence %d\n", stream, s->sequence);
-        return 505;
+        return IM_ERR_SEQUENCE;
     }
     if (section < 0 || section >= s->sections) {
         std::fprintf(stderr, "IMRtZWTPNum %d: invalid section number (%d).\n", stream, section);
-        return 601;
+        return IM_ERR_SECTION;
     }
     int pos[4];
     section_position(*s, section, &pos[0], &pos[1], &pos[2], &pos[3]);
@@ -154,7 +154,7 @@ int IMPosn(int stream, int section, int line)
         long long offset = 0;
         if (!offset_of(*s, section, line, &offset) || !stream_file_seek(*s, offset, SEEK_SET)) {
             std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMPosn", stream);
-            return 301;
+            return IM_ERR_POSITION;
         }
     } else {
         window_runtime().set_position(s->window, section);
@@ -175,7 +175,7 @@ int IMPosnZWTP(int stream, int z, int w, int t, int p)
     if (s->kind == kWindow) {
         int section = 0;
         if (IMRtSecNum2(stream, z, w, t, p, &section))
-            return 301;
+            return IM_ERR_POSITION;
         s->section = section;
         s->line = 0;
         window_runtime().set_position(s->window, section);
@@ -187,18 +187,18 @@ int IMPosnZWTP(int stream, int z, int w, int t, int p)
     const long long current = stream_file_tell(*s);
     if (current < 0) {
         std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMPosnZWTP - current position is invalid.", stream);
-        return 301;
+        return IM_ERR_POSITION;
     }
     int section = 0;
     if (IMRtSecNum2(stream, z, w, t, p, &section)) {
         std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMPosnZWTP 1 - invalid section number", stream);
-        return 301;
+        return IM_ERR_POSITION;
     }
     long long target = 0;
     if (!offset_of(*s, section, 0, &target) || !stream_file_seek(*s, target - current, SEEK_CUR)) {
         std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMPosnZWTP - unable to seek to new position",
                      stream);
-        return 301;
+        return IM_ERR_POSITION;
     }
     s->z = z;
     s->w = w;

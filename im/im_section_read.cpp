@@ -21,7 +21,7 @@ int read_window(Stream &s, const char *caller, const SectionRect &rect, void *bu
     if (window_runtime().read_rect(s.window, rect, s.convert, buffer, static_cast<size_t>(row_pixels)))
         return 0;
     std::fprintf(stderr, "%s %d: unable to read from window.\n", caller, s.number);
-    return 808;
+    return IM_ERR_WINDOW_READ;
 }
 
 // `lines` whole lines of a file stream from its position into one buffer.
@@ -29,7 +29,7 @@ int read_file_lines(Stream &s, const char *caller, void *buffer, long long lines
 {
     const Moved moved = read_pixels(s, caller, buffer, lines * s.nx);
     advance_position(s, moved.pixels);
-    if (moved.status == 212)
+    if (moved.status == IM_ERR_SHORT_READ)
         report_short_read(s, caller, moved.pixels, moved.error, nullptr);
     return moved.status;
 }
@@ -87,7 +87,7 @@ int read_file_rect(Stream &s, unsigned char *buffer, long long columns, int x0, 
             char detail[96];
             std::snprintf(detail, sizeof detail, "           cols %d -> %d, rows %d -> %d\n", x0, x1, y0, y1);
             report_short_read(s, "IMRdPas", read_total, error, detail);
-            return 212;
+            return IM_ERR_SHORT_READ;
         }
         unsigned char *to = buffer + (row - y0) * out_row;
         int status = s.swap ? pixel::swap_pixels(s.mode, staging.get(), static_cast<size_t>(width)) : 0;
@@ -107,7 +107,7 @@ extern "C" {
 
 int IMRdSec(int stream, void *buffer)
 {
-    return guarded(stream, "IMRdSec", [&](Stream &s) {
+    return guarded(stream, "IMRdSec", [&](Stream &s) -> int {
         if (int status = check_transfer(s, "IMRdSec", buffer != nullptr))
             return status;
         if (s.kind == kWindow)
@@ -118,7 +118,7 @@ int IMRdSec(int stream, void *buffer)
 
 int IMRdLin(int stream, void *buffer)
 {
-    return guarded(stream, "IMRdLin", [&](Stream &s) {
+    return guarded(stream, "IMRdLin", [&](Stream &s) -> int {
         if (int status = check_transfer(s, "IMRdLin", buffer != nullptr))
             return status;
         if (s.kind == kFile)
@@ -132,7 +132,7 @@ int IMRdLin(int stream, void *buffer)
 
 int IMRdSecl(int stream, void *const *lines)
 {
-    return guarded(stream, "IMRdSecl", [&](Stream &s) {
+    return guarded(stream, "IMRdSecl", [&](Stream &s) -> int {
         const bool have_lines = lines && std::none_of(lines, lines + std::max(0, s.ny), [](void *line) { return !line; });
         if (int status = check_transfer(s, "IMRdSecl", have_lines))
             return status;
@@ -149,7 +149,7 @@ int IMRdSecl(int stream, void *const *lines)
             const Moved moved = read_pixels(s, "IMRdSecl", lines[row], s.nx);
             read_total += moved.pixels;
             advance_position(s, moved.pixels);
-            if (moved.status == 212)
+            if (moved.status == IM_ERR_SHORT_READ)
                 report_short_read(s, "IMRdSecl", read_total, moved.error, nullptr);
             if (moved.status)
                 return moved.status;
@@ -160,12 +160,12 @@ int IMRdSecl(int stream, void *const *lines)
 
 int IMRdPal(int stream, void *buffer, int line_length)
 {
-    return guarded(stream, "IMRdPal", [&](Stream &s) {
+    return guarded(stream, "IMRdPal", [&](Stream &s) -> int {
         if (int status = check_transfer(s, "IMRdPal", buffer != nullptr))
             return status;
         if (line_length < s.nx) {
             std::fprintf(stderr, "IMRdPal %d: line length %d is shorter than a line (%d).\n", stream, line_length, s.nx);
-            return 402;
+            return IM_ERR_COLUMNS;
         }
         auto *bytes = static_cast<unsigned char *>(buffer);
         if (s.kind == kWindow) {
@@ -184,7 +184,7 @@ int IMRdPal(int stream, void *buffer, int line_length)
 int IMRdPas(int stream, void *buffer, int columns, int rows, int first_col, int last_col, int first_row,
             int last_row)
 {
-    return guarded(stream, "IMRdPas", [&](Stream &s) {
+    return guarded(stream, "IMRdPas", [&](Stream &s) -> int {
         if (!buffer)
             return report_no_buffer(s, "IMRdPas");
         if (int status = check_rectangle(s, "IMRdPas", columns, rows, first_col, last_col, first_row, last_row))

@@ -15,7 +15,7 @@ int write_window(Stream &s, const char *caller, const SectionRect &rect, const v
     if (window_runtime().write_rect(s.window, rect, s.convert, buffer, static_cast<size_t>(row_pixels)))
         return 0;
     std::fprintf(stderr, "%s %d: unable to write to window.\n", caller, s.number);
-    return 807;
+    return IM_ERR_WINDOW_WRITE;
 }
 
 // `pixels` pixels of a file stream at its position; with flush, a buffered stream hands them to
@@ -57,7 +57,7 @@ extern "C" {
 
 int IMWrSec(int stream, const void *buffer)
 {
-    return guarded(stream, "IMWrSec", [&](Stream &s) {
+    return guarded(stream, "IMWrSec", [&](Stream &s) -> int {
         if (int status = check_transfer(s, "IMWrSec", buffer != nullptr))
             return status;
         const long long pixels = static_cast<long long>(s.nx) * s.ny;
@@ -73,10 +73,10 @@ int IMWrSec(int stream, const void *buffer)
 
 int IMWrLin(int stream, const void *buffer)
 {
-    return guarded(stream, "IMWrLin", [&](Stream &s) {
+    return guarded(stream, "IMWrLin", [&](Stream &s) -> int {
         if (!s.convert) {
             std::fprintf(stderr, "IMWrLin: write without conversion not implemented yet.\n");
-            return 903;
+            return IM_ERR_NOT_IMPLEMENTED;
         }
         if (int status = check_transfer(s, "IMWrLin", buffer != nullptr))
             return status;
@@ -102,7 +102,7 @@ int IMWrPas(int stream, const void *buffer, int columns, int rows, int first_col
             last_row == s->ny - 1 && columns == s->nx && rows == s->ny)
             return IMWrSec(stream, buffer);
     }
-    return guarded(stream, "IMWrPas", [&](Stream &s) {
+    return guarded(stream, "IMWrPas", [&](Stream &s) -> int {
         if (!buffer)
             return report_no_buffer(s, "IMWrPas");
         if (int status = check_rectangle(s, "IMWrPas", columns, rows, first_col, last_col, first_row, last_row))

@@ -1,6 +1,7 @@
 // The stream record and the stream table of the image stream library.
 #pragma once
 
+#include <lumarix/im.h>
 #include <sys/types.h>
 
 #include <algorithm>
@@ -146,7 +147,7 @@ template <class Body> int guarded(int number, const char *caller, Body &&body)
         return body(*s);
     } catch (...) {
         std::fprintf(stderr, "%s %d: memory allocation error.\n", caller, number);
-        return 902;
+        return IM_ERR_ALLOC;
     }
 }
 

@@ -75,22 +75,22 @@ int IMTrExHdr(int from, int to)
         src->floats_per_section != dst->floats_per_section) {
         std::fprintf(stderr, "IMTrExHdr %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type,
                      dst->ext_type);
-        return 708;
+        return IM_ERR_EXT_MISMATCH;
     }
     if (src->ext.empty())
         return 0;
     const long long bytes = std::min<long long>(
         4LL * src->sections * (src->ints_per_section + src->floats_per_section), static_cast<long long>(src->ext.size()));
     if (dst->ext.empty() && dst->ext_size == 0) {
-        if (ext_resize(*dst, src->ints_per_section, src->floats_per_section, dst->sections, 0) == 902) {
+        if (ext_resize(*dst, src->ints_per_section, src->floats_per_section, dst->sections, 0) == IM_ERR_ALLOC) {
             std::fprintf(stderr, "IMTrExHdr %d->%d: unable to allocate memory for extended header values.\n", from, to);
-            return 902;
+            return IM_ERR_ALLOC;
         }
     }
     if (static_cast<long long>(dst->ext.size()) < bytes) {
         std::fprintf(stderr, "IMTrExHdr %d->%d: extended header size (%d, %d) is too small.\n", from, to,
                      src->ext_size, dst->ext_size);
-        return 704;
+        return IM_ERR_EXT_TOO_SMALL;
     }
     if (bytes > 0)
         std::memcpy(dst->ext.data(), src->ext.data(), static_cast<size_t>(bytes));
@@ -110,7 +110,7 @@ int IMTrExHdr4(int from, int to, int z_first, int z_step, int t_first, int t_ste
         src->floats_per_section != dst->floats_per_section) {
         std::fprintf(stderr, "IMTrExHdr4 %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type,
                      dst->ext_type);
-        return 708;
+        return IM_ERR_EXT_MISMATCH;
     }
     if (t_step < 1) {
         std::fprintf(stderr, "IMTrExHdr4: time increment must be greater than 0. Fixed.\n");
@@ -169,11 +169,11 @@ int IMTrHdr(int from, int to)
     copy_header_values(*src, *dst);
     if (IMAlExHdrInfo(to, src->ext_type, src->ints_per_section, src->floats_per_section)) {
         std::fprintf(stderr, "IMTrHdr %d->%d: IMAlExHdrInfo Failed\n", from, to);
-        return 902;
+        return IM_ERR_ALLOC;
     }
     if (src->ext_size > 0 && dst->ext.empty()) {
         std::fprintf(stderr, "IMTrHdr %d->%d: ext header buffer %d is NULL.\n", from, to, to);
-        return 706;
+        return IM_ERR_NO_EXT_HEADER;
     }
     return 0;
 }

@@ -348,7 +348,7 @@ void print_json(const std::string &path, int status, const Facts &f)
 int show(const char *path, bool json)
 {
     const int status = IMOpen(g_stream, path, "ro");
-    if (status == 0 || status == 210) { // 210: the extended header is shorter than its size
+    if (status == 0 || status == IM_ERR_READ_EXT_HEADER) { // 210: the extended header is shorter than its size
         const Facts facts = read_facts(g_stream);
         if (json)
             print_json(path, status, facts);
@@ -361,7 +361,7 @@ int show(const char *path, bool json)
                                     ",\"error\":" + json_string(IMRtStatusText(status)) + "}\n";
             std::fwrite(out.data(), 1, out.size(), stdout);
         }
-        if (status == 202 && g_stream < IM_MAX_STREAMS)
+        if (status == IM_ERR_NO_FILE && g_stream < IM_MAX_STREAMS)
             ++g_stream;
     }
     std::fflush(stdout);

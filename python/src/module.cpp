@@ -43,7 +43,7 @@ size_t caller_bytes(int n, const Geometry &g, bool convert, bool writing, const 
 {
     int bytes = 0;
     check(IMRtBytesPerPixel(n, &bytes), "IMRtBytesPerPixel", path);
-    if (convert && g.mode != 8 && !(writing && g.mode == 4))
+    if (convert && g.mode != IM_PIXEL_DOUBLE && !(writing && g.mode == IM_PIXEL_COMPLEX_FLOAT))
         bytes = 4;
     return static_cast<size_t>(bytes);
 }
