@@ -1,7 +1,6 @@
 // Fortran forms of the calls: every argument by pointer; they only dereference and forward.
 #include <lumarix/im.h>
 
-#include <cstdio>
 
 extern "C" {
 
@@ -641,12 +640,6 @@ int IMTrExHdr2_(const int *from, const int *to, const int *z_first, const int *z
 int IMTrHdr_(const int *from, const int *to)
 {
     return IMTrHdr(*from, *to);
-}
-
-int itrexhdr2_(const int *from, const int *to, const int *z_first, const int *z_step)
-{
-    std::fprintf(stderr, "itrexhdr2: switch to itrexhdr3. Backwards compatibility enabled...\n");
-    return IMTrExHdr4(*from, *to, *z_first, *z_step, 0, 1);
 }
 
 } // extern "C"

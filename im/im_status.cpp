@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "im_stream.h"
+#include "im_call.h"
 
 namespace lx::im {
 namespace {
@@ -135,11 +135,11 @@ void clear_stream_table()
 int check_stream(int number, const char *caller)
 {
     if (number < 1 || number > IM_MAX_STREAMS) {
-        std::fprintf(stderr, "%s %d: invalid stream number.\n", caller, number);
+        emit("%s %d: invalid stream number.\n", caller, number);
         return IM_ERR_STREAM_NUMBER;
     }
     if (!g_table[number] || g_table[number]->number != number) {
-        std::fprintf(stderr, "%s %d: internal stream numbering error.\n", caller, number);
+        emit("%s %d: internal stream numbering error.\n", caller, number);
         return IM_ERR_STREAM_NUMBERING;
     }
     return 0;
@@ -178,9 +178,11 @@ int IMRtMaxStreams(void) { return IM_MAX_STREAMS; }
 
 int IMAlVerboseMode(void)
 {
-    std::printf("IMAlVerboseMode: verbose mode is always on.");
-    std::fflush(stdout);
-    return 0;
+    return boundary(__func__, []() -> int {
+        std::printf("%s: verbose mode is always on.", call_name());
+        std::fflush(stdout);
+        return 0;
+    });
 }
 
 int IMAlVerbose(int flag)
@@ -191,40 +193,52 @@ int IMAlVerbose(int flag)
 
 int IMRtVerbose(void) { return g_verbose; }
 
-int IMRtExt(int)
+int IMRtExt(int stream)
 {
-    std::fprintf(stderr, "IMRtExt: function not supported.\n");
-    return IM_ERR_UNSUPPORTED;
+    return boundary(__func__, stream, []() -> int {
+        say(": function not supported.\n");
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
-int IMAlTltRot(int)
+int IMAlTltRot(int stream)
 {
-    std::fprintf(stderr, "IMAlTltRot: function not supported.\n");
-    return IM_ERR_UNSUPPORTED;
+    return boundary(__func__, stream, []() -> int {
+        say(": function not supported.\n");
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
-int IMInterp(int)
+int IMInterp(int stream)
 {
-    std::fprintf(stderr, "IMInterp: unsupported function.\n");
-    return IM_ERR_UNSUPPORTED;
+    return boundary(__func__, stream, []() -> int {
+        say(": unsupported function.\n");
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
-int IMClLim(int)
+int IMClLim(int stream)
 {
-    std::fprintf(stderr, "IMClLim: unsupported function.\n");
-    return IM_ERR_UNSUPPORTED;
+    return boundary(__func__, stream, []() -> int {
+        say(": unsupported function.\n");
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
 int IMWrPal(int stream)
 {
-    std::fprintf(stderr, "IMWrPal %d: unsupported function.\n", stream);
-    return IM_ERR_UNSUPPORTED;
+    return boundary(__func__, stream, [&]() -> int {
+        say(" %d: unsupported function.\n", stream);
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
-int IMAlDis(int, int)
+int IMAlDis(int stream, int)
 {
-    std::fprintf(stderr, "IMAlDis: use IMAlDis2(iStream,iWinDisplayFlag) instead.\n");
-    return IM_ERR_UNSUPPORTED;
+    return boundary(__func__, stream, []() -> int {
+        say(": use IMAlDis2(iStream,iWinDisplayFlag) instead.\n");
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
 } // extern "C"

@@ -4,7 +4,7 @@
  * alters header values through IMRt (return) and IMAl (alter) calls, keeps per-section values and
  * named fields in the extended header, writes the header with IMWrHdr and closes the stream. Every
  * call returns a status (IM_OK = 0 for success, else an IM_ERR_ code below; IMRtStatusText gives
- * its text) and prints one message on standard error when it fails. Each call that takes a
+ * its text) and sends one message (see IMSetMessageHandler) when it fails. Each call that takes a
  * stream may return IM_ERR_STREAM_NUMBER (outside 1..IM_MAX_STREAMS) and IM_ERR_STREAM_NUMBERING
  * (no stream open there); the notes at each call list its other statuses. Outputs are returned
  * through pointers after the inputs. Wavelength numbers are 0-based (0 .. NW-1). Z, W, T, P
@@ -152,6 +152,17 @@ enum {
 const char *IMRtStatusText(int status);
 /* Four-letter name of image sequence 0..14 (fastest dimension first); "Undefined" otherwise. */
 const char *IMRtSequenceName(int sequence);
+
+/* ---- Messages ------------------------------------------------------------------------------ */
+
+/* Receives each message of the library: the text as the library formats it (usually one line,
+ * ending in a line feed; a few messages span two lines) and the context given with the handler. */
+typedef void (*IMMessageHandler)(const char *text, void *context);
+/* Sends every message of the library (failures, warnings) to handler instead of standard error;
+ * a null handler restores standard error. Returns the handler it replaces (null for standard
+ * error). Trace lines of the verbose mode and IMReportInfo still go to standard output. No
+ * Fortran form. */
+IMMessageHandler IMSetMessageHandler(IMMessageHandler handler, void *context);
 
 /* Library version 2.000011. */
 double IMRtLibraryVersion(void);
@@ -409,6 +420,10 @@ int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
 
 /* ---- Extended header fields --------------------------------------------------------------- */
 
+/* Field names: setting matches a name exactly (case included), so "Gain" and "gain" are two
+ * fields; every lookup by name (IMRtField, the typed IMRtField calls, IMFindFieldNum) ignores case
+ * and finds the first of them. Both on purpose: files written by older programs hold such pairs,
+ * and IMRtFieldNum/IMRtFieldValueNum reach each of them by number. */
 /* Sets a field: type 'b' (value points at size bytes), 'c' (string), 'd' (double*), 'f' (float*),
  * 'i' (int*). A double whose %lf text passes 64 characters is stored as %.17g. IM_ERR_FIELD_SPACE
  * no space, IM_ERR_FIELD_NAME null name, IM_ERR_FIELD_TYPE type, IM_ERR_FIELD_CONTENTS 'c' value
@@ -430,7 +445,7 @@ int IMRtFieldChar(int stream, const char *name, char *value, int value_size);
 int IMRtFieldDouble(int stream, const char *name, double *value);
 int IMRtFieldFloat(int stream, const char *name, float *value);
 int IMRtFieldInt(int stream, const char *name, int *value);
-/* Index of a field (name compared without case). IM_ERR_FIELD_NAME, IM_ERR_FIELD_NOT_FOUND,
+/* Index of the first field whose name matches without case. IM_ERR_FIELD_NAME, IM_ERR_FIELD_NOT_FOUND,
  * IM_ERR_FIELD_NULL. */
 int IMFindFieldNum(int stream, const char *name, int *number);
 /* Name (64 bytes), type letter and size of field number. IM_ERR_FIELD_NUMBER invalid number. */
