@@ -1,5 +1,6 @@
 // Transfers of headers and extended headers between streams.
 #include <lumarix/im.h>
+#include <lumarix/im_fortran.h>
 
 #include <algorithm>
 #include <cstring>

@@ -8,8 +8,8 @@
  * stream may return IM_ERR_STREAM_NUMBER (outside 1..IM_MAX_STREAMS) and IM_ERR_STREAM_NUMBERING
  * (no stream open there); the notes at each call list its other statuses. Outputs are returned
  * through pointers after the inputs. Wavelength numbers are 0-based (0 .. NW-1). Z, W, T, P
- * coordinates are 0-based. Each call also has a Fortran form whose name ends in an underscore and
- * that takes every argument by pointer; character arguments are NUL-terminated. The library is not
+ * coordinates are 0-based. Most calls also have a Fortran form whose name ends in an underscore and
+ * that takes every argument by pointer (lumarix/im_fortran.h). The library is not
  * thread-safe: one thread per process uses it.
  */
 #ifndef LUMARIX_IM_H
@@ -479,138 +479,6 @@ int IMTrExHdr4(int from, int to, int z_first, int z_step, int t_first, int t_ste
 int IMTrExHdr2(int from, int to, int z_first, int z_step);
 /* Header values and the extended header description; per-section values and fields follow. */
 int IMTrHdr(int from, int to);
-
-/* ---- Fortran forms: every argument by pointer, character arguments NUL-terminated ---------- */
-/* Each forwards to the call of the same name without the underscore and returns its status. */
-int IMAlVerboseMode_(void);
-int IMAlVerbose_(const int *flag);
-int IMOpen_(const int *stream, const char *name, const char *attribute);
-int IMClose_(const int *stream);
-int IMFileSync_(const int *stream);
-int IMRdHdr2_(const int *stream);
-int IMWrHdr_(const int *stream, const char *title, const int *title_mode, const float *min, const float *max, const float *mean);
-int IMWrHdr2_(const int *stream, const int *with_extended_header);
-int IMCrHdr3_(const int *stream, const int *nx, const int *ny, const int *nz, const int *nw, const int *nt, const int *np, const int *sequence, const int *mode);
-int IMReportInfo_(const int *stream);
-int IMRtStreamTypeFromName_(const char *name, int *kind, int *window);
-int IMPosn_(const int *stream, const int *section, const int *line);
-int IMPosnZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p);
-int IMRtSecNum2_(const int *stream, const int *z, const int *w, const int *t, const int *p, int *section);
-int IMRtSecNum_(const int *stream, const int *z, const int *w, const int *t, int *section);
-int IMRtZWTPNum_(const int *stream, const int *section, int *z, int *w, int *t, int *p);
-int IMRtPosn_(const int *stream, int *z, int *w, int *t, int *p, int *section);
-int IMALCon_(const int *stream, const int *flag);
-int IMRtCon_(const int *stream, int *flag);
-int IMRdSec_(const int *stream, void *buffer);
-int IMWrSec_(const int *stream, const void *buffer);
-int IMRdLin_(const int *stream, void *buffer);
-int IMWrLin_(const int *stream, const void *buffer);
-int IMRdPal_(const int *stream, void *buffer, const int *line_length);
-int IMRdPas_(const int *stream, void *buffer, const int *columns, const int *rows, const int *first_col, const int *last_col, const int *first_row, const int *last_row);
-int IMWrPas_(const int *stream, const void *buffer, const int *columns, const int *rows, const int *first_col, const int *last_col, const int *first_row, const int *last_row);
-int IMCalcDen_(const int *stream, const float *section, const int *first_col, const int *last_col, const int *first_row, const int *last_row, float *min, float *max, float *mean);
-int IMRtSiz_(const int *stream, int *nx, int *ny, int *sections);
-int IMAlSiz_(const int *stream, const int *nx, const int *ny, const int *sections);
-int IMRtZWTP_(const int *stream, int *nz, int *nw, int *nt, int *np);
-int IMAlZWTP_(const int *stream, const int *nz, const int *nw, const int *nt, const int *np);
-int IMRtSequence_(const int *stream, int *sequence);
-int IMAlSequence_(const int *stream, const int *sequence);
-int IMRtMode_(const int *stream, int *mode);
-int IMAlMode_(const int *stream, const int *mode);
-int IMRtBytesPerPixel_(const int *stream, int *bytes);
-int IMRtDataTypeMinMax_(const int *stream, float *min, float *max);
-int IMRtMst_(const int *stream, int start[3]);
-int IMAlMst_(const int *stream, const int start[3]);
-int IMRtSam_(const int *stream, int sampling[3]);
-int IMAlSam_(const int *stream, const int sampling[3]);
-int IMRtMap_(const int *stream, int map[3]);
-int IMAlMap_(const int *stream, const int map[3]);
-int IMRtCel_(const int *stream, float cell[6]);
-int IMALCel_(const int *stream, const float cell[6]);
-int IMRtDel_(const int *stream, float delta[3]);
-int IMAlDel_(const int *stream, const float delta[3]);
-int IMRtOrig_(const int *stream, float *x, float *y, float *z);
-int IMAlOrig_(const int *stream, const float *x, const float *y, const float *z);
-int IMRtDat_(const int *stream, int *image_type, int *lens_id, int *n1, int *n2, float *v1, float *v2);
-int IMAlDat_(const int *stream, const int *image_type, const int *lens_id, const int *n1, const int *n2, const float *v1, const float *v2);
-int IMRtLensID_(const int *stream, int *lens_id);
-int IMAlLensID_(const int *stream, const int *lens_id);
-int IMRtFileType_(const int *stream, int *image_type);
-int IMAlFileType_(const int *stream, const int *image_type);
-int IMRtWav_(const int *stream, int *nw, float *waves);
-int IMAlWav_(const int *stream, const int *nw, const float *waves);
-int IMAlWav2_(const int *stream, const int *w, const float *wavelength);
-int IMRtScl_(const int *stream, const int *w, float mmm[3]);
-int IMAlScl_(const int *stream, const int *w, const float mmm[3]);
-int IMAlScl2_(const int *stream, const int *w, const float *min, const float *max);
-int IMAlWavMM_(const int *stream, const int *w, const float *min, const float *max);
-int IMAlWavMMM_(const int *stream, const int *w, const float *min, const float *max, const float *mean);
-int IMRtWavValues_(const int *stream, const int *w, int values[3]);
-int IMAlWavValues_(const int *stream, const int *w, const int values[3]);
-int IMRtSym_(const int *stream, int *space_group, int *symmetry_bytes);
-int IMAlSym_(const int *stream, const int *space_group, const int *symmetry_bytes);
-int IMRtFileID_(const int *stream, int *file_id);
-int IMRtDataBitsPerPixel_(const int *stream, int *bits);
-int IMAlDataBitsPerPixel_(const int *stream, const int *bits);
-int IMRtLab2_(const int *stream, const int *count, char *titles);
-int IMAlLab_(const int *stream, const int *count, const char *titles);
-int IMAlLab2_(const int *stream, const int *count, const char *titles);
-int IMAlNumLab_(const int *stream, const int *count);
-int IMRtNumLab_(const int *stream, int *count);
-int IMRtMaxNumLab_(const int *stream, int *count);
-int IMRtRot_(const int *stream, float angles[3]);
-int IMAlRot_(const int *stream, const float angles[3]);
-int IMRtTimeStamp_(const int *stream, double *seconds);
-int IMAlTimeStamp_(const int *stream, const double *seconds);
-int IMRtHdrValues_(const int *stream, int *value132, float *value134);
-int IMAlHdrValues_(const int *stream, const int *value132, const float *value134);
-int IMAlDis2_(const int *stream, const int *display);
-int IMRtWID_(const int *stream, int *window);
-int IMRtSwap_(const int *stream, int *swapped);
-int IMRtOpenMode_(const int *stream, int *mode, int *io_kind);
-int IMRtExt_(const int *stream);
-int IMAlTltRot_(const int *stream);
-int IMInterp_(const int *stream);
-int IMClLim_(const int *stream);
-int IMWrPal_(const int *stream);
-int IMAlDis_(const int *stream, const int *display);
-int IMCrExHdr_(const int *stream, const int *type, const int *field_blocks);
-int IMAlExHdrSize2_(const int *stream, const int *ints, const int *floats, const int *sections, const int *field_blocks);
-int IMAlExHdrInfo_(const int *stream, const int *type, const int *ints, const int *floats);
-int IMRtExHdrInfo_(const int *stream, int *type, int *ints, int *floats);
-int IMRtExHdrSize_(const int *stream, int *bytes);
-int IMRtExHdrType_(const int *stream, int *type);
-int IMAlExHdrZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, const int *ints, const float *floats);
-int IMRtExHdrZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, int *ints, float *floats);
-int IMAlExHdr_(const int *stream, const int *section, const int *ints, const float *floats);
-int IMRtExHdr_(const int *stream, const int *section, int *ints, float *floats);
-int IMRtExHdrValueZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, const int *index, double *value);
-int IMAlExHdrValueZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, const int *index, const double *value);
-int IMAlField_(const int *stream, const char *name, const void *value, const char *type, const int *size);
-int IMAlFieldBinary_(const int *stream, const char *name, const void *value, const int *size);
-int IMAlFieldChar_(const int *stream, const char *name, const char *value);
-int IMAlFieldDouble_(const int *stream, const char *name, const double *value);
-int IMAlFieldFloat_(const int *stream, const char *name, const float *value);
-int IMAlFieldInt_(const int *stream, const char *name, const int *value);
-int IMRtField_(const int *stream, const char *name, char *value, const int *value_size, char *type, int *size);
-int IMRtFieldBinary_(const int *stream, const char *name, void *value, const int *value_size, int *size);
-int IMRtFieldChar_(const int *stream, const char *name, char *value, const int *value_size);
-int IMRtFieldDouble_(const int *stream, const char *name, double *value);
-int IMRtFieldFloat_(const int *stream, const char *name, float *value);
-int IMRtFieldInt_(const int *stream, const char *name, int *value);
-int IMFindFieldNum_(const int *stream, const char *name, int *number);
-int IMRtFieldNum_(const int *stream, const int *number, char *name, char *type, int *size);
-int IMRtNumFields_(const int *stream, int *count);
-int IMRtFieldHdr_(const int *stream, char *text, const int *text_size, int *length);
-int IMRtFieldHdrSize_(const int *stream, int *used);
-int IMRtFieldHdrSpace_(const int *stream, int *usable);
-int IMRdFieldHdr_(const int *stream);
-int IMTrExHdr_(const int *from, const int *to);
-int IMTrExHdr4_(const int *from, const int *to, const int *z_first, const int *z_step, const int *t_first, const int *t_step);
-int IMTrExHdr2_(const int *from, const int *to, const int *z_first, const int *z_step);
-int IMTrHdr_(const int *from, const int *to);
-/* The lower-case compatibility entry of IMTrExHdr2 (prints its own notice). */
-int itrexhdr2_(const int *from, const int *to, const int *z_first, const int *z_step);
 
 #ifdef __cplusplus
 }
