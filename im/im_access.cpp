@@ -100,9 +100,9 @@ int IMAlZWTP(int stream, int nz, int nw, int nt, int np)
         }
         if (s.kind == kWindow && sections > s.sections) {
             say(" %d: warning. increasing the number of sections in an existing window.\n",
-                         stream);
+                stream);
             emit("Current num sections = %d. Requested NZ,NW,NT,NP=(%d,%d,%d,%d).\n", s.sections, nz, nw,
-                         nt, np);
+                 nt, np);
         }
         s.nz = nz;
         s.nw = nw;
@@ -352,7 +352,7 @@ int IMAlFileType(int stream, int image_type)
         const int titles = limit_titles(image_type, s.kind == kWindow);
         if (s.title_count > titles) {
             say(" %d: the current number of titles (%d) is too large for file type %d.\n",
-                         stream, s.title_count, image_type);
+                stream, s.title_count, image_type);
             say(" %d: setting the number of titles to %d.\n", stream, titles);
             s.title_count = titles;
         }
@@ -405,7 +405,7 @@ int IMAlWav2(int stream, int w, float wavelength)
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (!valid_wave(s, w)) {
             say(" %d: %d is an invalid wavelength number (min=0, max=%d).\n", stream, w,
-                         s.max_waves - 1);
+                s.max_waves - 1);
             return IM_ERR_WAVE_NUMBER;
         }
         s.wave[w] = wavelength;
@@ -543,7 +543,7 @@ int IMAlDataBitsPerPixel(int stream, int bits)
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (s.image_type < IM_EXTENDED_TYPE_MIN) {
             say(" %d: file type %d does not support storage of data bits.\n", stream,
-                         s.image_type);
+                s.image_type);
             return IM_ERR_DATA_BITS;
         }
         if (bits < 1 || bits > 8 * s.bytes_per_pixel || bits > 255) {
@@ -560,7 +560,7 @@ int IMRtLab2(int stream, int count, char *titles)
     return returning(__func__, stream, [&](Stream &s) -> int {
         if (count > s.max_titles) {
             say(" %d: %d is too many titles. Max is %d. No titles returned.\n", stream, count,
-                         s.max_titles);
+                s.max_titles);
             return IM_ERR_TITLES;
         }
         for (int i = 0; i < count; ++i)
@@ -596,7 +596,7 @@ int IMAlLab2(int stream, int count, const char *titles)
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (count > s.max_titles) {
             say(" %d: %d is too many titles. Max is %d. No changes made.\n", stream, count,
-                         s.max_titles);
+                s.max_titles);
             return IM_ERR_TITLES;
         }
         put_titles(s, std::max(0, count), titles);
@@ -609,7 +609,7 @@ int IMAlNumLab(int stream, int count)
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (count < 0 || count > s.max_titles) {
             say(": %d is an invalid number of labels. Valid range: 0-%d.\n", count,
-                         s.max_titles);
+                s.max_titles);
             return IM_ERR_TITLES;
         }
         s.title_count = count;

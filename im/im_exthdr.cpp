@@ -100,12 +100,12 @@ int ext_resize(Stream &s, int ints, int floats, int sections, int field_blocks)
 {
     if (ints < 0 || floats < 0 || ints > SHRT_MAX || floats > SHRT_MAX) {
         emit("IMAlExHdrSize2 %d: invalid number of values per section (%d,%d).\n", s.number, ints,
-                     floats);
+             floats);
         return IM_ERR_EXT_TYPE;
     }
     if (sections < s.sections) {
         emit("IMAlExHdrSize2 %d: requested number of sections is less than current image size (%d < %d).\n",
-                     s.number, sections, s.sections);
+             s.number, sections, s.sections);
         sections = s.sections;
     }
     sections = std::max(1, sections);
@@ -155,7 +155,7 @@ int create_ext_header(Stream &s, int type, int field_blocks)
     if (field_blocks < 0) {
         if (field_blocks != -1)
             say(" %d: invalid number of field blocks (%d). Setting to %d...\n", s.number,
-                         field_blocks, 4);
+                field_blocks, 4);
         field_blocks = 4;
     }
     if (s.sections < 1) {
@@ -272,7 +272,7 @@ int IMAlExHdr(int stream, int section, const int *ints, const float *floats)
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (section < 0 || record_fits(s, section) == IM_ERR_EXT_TOO_SMALL) {
             say(" iStream %d: invalid section number (%d). Extended header is too small (%d bytes).\n",
-                         stream, section, s.ext_size);
+                stream, section, s.ext_size);
             return section < 0 ? IM_ERR_SECTION : IM_ERR_EXT_TOO_SMALL;
         }
         if (record_fits(s, section) == IM_ERR_NO_EXT_HEADER)

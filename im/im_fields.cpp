@@ -67,8 +67,8 @@ int set_field(Stream &s, const std::string &name, const std::string &value, char
     const long long needed = area_bytes(fields);
     if (needed > s.field_space) {
         emit("Stream %d out of field header space. (Field %d,size=%d,max allowed=%d,ext hdr size=%d).\n",
-                     s.number, index, static_cast<int>(std::min<long long>(needed, INT32_MAX)), s.field_space,
-                     s.ext_size);
+             s.number, index, static_cast<int>(std::min<long long>(needed, INT32_MAX)), s.field_space,
+             s.ext_size);
         return IM_ERR_FIELD_SPACE;
     }
     s.fields = std::move(fields);
@@ -233,22 +233,22 @@ int parse_fields(Stream &s, bool quiet)
             if (value_end - pos < size && static_cast<long long>(pos) + size < end && area[pos + size] == '\n') {
                 if (!quiet)
                     emit("iReadAllFields: field %d (%s) holds a line feed; read as %d bytes.\n",
-                                 static_cast<int>(s.fields.size()), name.c_str(), size);
+                         static_cast<int>(s.fields.size()), name.c_str(), size);
                 value_end = pos + size;
             }
             if (value_end - pos < size) {
                 if (!quiet)
                     emit("iReadAllFields: field %d (%s) holds %d of its %d bytes.\n",
-                                 static_cast<int>(s.fields.size()), name.c_str(), value_end - pos, size);
+                         static_cast<int>(s.fields.size()), name.c_str(), value_end - pos, size);
                 return IM_ERR_FIELD_BYTE_COUNT;
             }
         }
         if (value_end >= end || area[value_end] != '\n') {
             if (!quiet)
                 emit("iReadAllFields: field size mismatch or delimiter problem:\nfield %d\nfield=\"%s\"\nfield "
-                             "size=%d\nlast char=%d/%d\npos=%d/%d\n",
-                             static_cast<int>(s.fields.size()), name.c_str(), size,
-                             value_end < end ? area[value_end] : -1, '\n', value_end, end);
+                     "size=%d\nlast char=%d/%d\npos=%d/%d\n",
+                     static_cast<int>(s.fields.size()), name.c_str(), size,
+                     value_end < end ? area[value_end] : -1, '\n', value_end, end);
             return IM_ERR_FIELD_SIZE;
         }
         s.fields.push_back(Field{name, std::string(area + pos, value_end - pos), type, size});
@@ -304,12 +304,12 @@ int IMAlField(int stream, const char *name, const void *value, char type, int si
             formatted = text;
         if (type == 'c' && formatted.find('\n') != std::string::npos) {
             say(" %d: field %s not set: a line feed ends a field and cannot be in its value.\n",
-                         stream, name ? name : "");
+                stream, name ? name : "");
             return IM_ERR_FIELD_CONTENTS;
         }
         if (s.kind == kWindow) {
             say(" %d: field %s not set. Fields not supported in image windows.\n", stream,
-                         name ? name : "");
+                name ? name : "");
             return IM_ERR_FIELD_WINDOW;
         }
         if (!name || !*name || std::strchr(name, ',')) {

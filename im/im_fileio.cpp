@@ -186,7 +186,7 @@ long long stream_file_read(Stream &s, void *buffer, long long size, long long co
         });
         if (attempts == kMaxTransferAttempts)
             emit("iStreamFileRead: too many retries (%d), only %lld elements read...\n", attempts,
-                         done / size);
+                 done / size);
         return done / size;
     }
     if (s.io_kind == IM_IO_COMPRESSED)
@@ -210,7 +210,7 @@ long long stream_file_write(Stream &s, const void *buffer, long long size, long 
         });
         if (attempts == kMaxTransferAttempts)
             emit("iStreamFileWrite: too many retries (%d), only %lld elements written...\n",
-                         attempts, done / size);
+                 attempts, done / size);
         return done / size;
     }
     if (s.io_kind == IM_IO_COMPRESSED)

@@ -241,7 +241,7 @@ int decode_header(Stream &s)
             s.swap = true;
         } else {
             emit("[%d] IMSubs %d: warning, unrecognized file ID (%d).\n", static_cast<int>(getpid()),
-                         s.number, id);
+                 s.number, id);
         }
     }
     const int image_type = load<int16_t>(raw, 160);

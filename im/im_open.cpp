@@ -105,7 +105,7 @@ int read_ext_header(Stream &s)
     int status = 0;
     if (got != s.ext_size) {
         say(" %d: error reading extended header (%d,%d,%s,\"%s\").\n", stream,
-                     static_cast<int>(got), s.ext_size, s.attribute.c_str(), s.name.c_str());
+            static_cast<int>(got), s.ext_size, s.attribute.c_str(), s.name.c_str());
         status = IM_ERR_READ_EXT_HEADER;
     }
     if (s.swap) {
@@ -119,7 +119,7 @@ int read_ext_header(Stream &s)
     const int parsed = parse_fields(s, false);
     if (parsed != 0 && parsed != IM_ERR_FIELDS_EMPTY)
         say(" %d: fields after field %d not read: %s.\n", stream,
-                     static_cast<int>(s.fields.size()), IMRtStatusText(parsed));
+            static_cast<int>(s.fields.size()), IMRtStatusText(parsed));
     return status;
 }
 
@@ -271,7 +271,7 @@ int IMOpen(int stream, const char *name, const char *attribute)
         }
         if (Stream *old = stream_slot(stream)) {
             emit("[%d] %s %d: stream (name %s) is already open. Continuing...\n",
-                         static_cast<int>(getpid()), call_name(), stream, old->name.c_str());
+                 static_cast<int>(getpid()), call_name(), stream, old->name.c_str());
             if (old->kind == kFile && (old->file || old->fd >= 0))
                 close_file(*old);
             else if (old->kind == kWindow)
@@ -467,7 +467,7 @@ int IMWrHdr2(int stream, int with_extended_header)
                 say(" %d: field header overrun\n", stream);
                 emit("  num fields=%d out of %d expected\n", stored, static_cast<int>(s.fields.size()));
                 emit("  num bytes stored=%d out of %d expected (max allowed=%d\n", s.field_used, needed,
-                             s.field_space);
+                     s.field_space);
                 result = IM_ERR_EXT_OVERRUN;
             }
             // The per-section values go back in the file's byte order; a short extended header read
@@ -482,7 +482,7 @@ int IMWrHdr2(int stream, int with_extended_header)
             const long long wrote_ext = stream_file_write(s, ext.data(), 1, static_cast<long long>(ext.size()));
             if (wrote_ext != static_cast<long long>(ext.size())) {
                 say(" %d: only %d bytes written to extended header. Expected %d.\n", stream,
-                             static_cast<int>(wrote_ext), s.ext_size);
+                    static_cast<int>(wrote_ext), s.ext_size);
                 return IM_ERR_WRITE_EXT_HEADER;
             }
         }

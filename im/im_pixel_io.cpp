@@ -87,12 +87,12 @@ int check_rectangle(const Stream &s, int columns, int rows, int first_col, int l
     const long long height = static_cast<long long>(last_row) - first_row + 1;
     if (first_col < 0 || last_col >= s.nx || width < 1 || width > columns) {
         say(" %d: too many columns (%d/%d/%d).\n", s.number, static_cast<int>(width), columns,
-                     s.nx);
+            s.nx);
         return IM_ERR_COLUMNS;
     }
     if (first_row < 0 || last_row >= s.ny || height < 1 || height > rows) {
         say(" %d: too many rows (%d/%d/%d).\n", s.number, static_cast<int>(height), rows,
-                     s.ny);
+            s.ny);
         return IM_ERR_ROWS;
     }
     return 0;
@@ -142,7 +142,7 @@ void report_short_read(Stream &s, long long pixels, int error, const char *detai
 {
     const int eof = stream_file_eof(s);
     say(" %d: only %d pixels read (EOF=%d).\n", s.number,
-                 static_cast<int>(std::min<long long>(pixels, INT_MAX)), eof);
+        static_cast<int>(std::min<long long>(pixels, INT_MAX)), eof);
     if (detail)
         std::fputs(detail, stderr);
     emit("        %s\n", std::strerror(error));
@@ -197,8 +197,8 @@ int finish_write(Stream &s, const pixel::ClampCounts &clamped, bool flush)
 {
     if ((clamped.low > 0 || clamped.high > 0) && g_verbose)
         say(" %d: intensity truncation (hi=%d, lo=%d).\n", s.number,
-                     static_cast<int>(std::min<size_t>(clamped.high, INT_MAX)),
-                     static_cast<int>(std::min<size_t>(clamped.low, INT_MAX)));
+            static_cast<int>(std::min<size_t>(clamped.high, INT_MAX)),
+            static_cast<int>(std::min<size_t>(clamped.low, INT_MAX)));
     if (!flush)
         return 0;
     errno = 0;

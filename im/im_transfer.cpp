@@ -76,7 +76,7 @@ int IMTrExHdr(int from, int to)
         if (src->ext_type != dst->ext_type || src->ints_per_section != dst->ints_per_section ||
             src->floats_per_section != dst->floats_per_section) {
             say(" %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type,
-                         dst->ext_type);
+                dst->ext_type);
             return IM_ERR_EXT_MISMATCH;
         }
         if (src->ext.empty())
@@ -91,7 +91,7 @@ int IMTrExHdr(int from, int to)
         }
         if (static_cast<long long>(dst->ext.size()) < bytes) {
             say(" %d->%d: extended header size (%d, %d) is too small.\n", from, to,
-                         src->ext_size, dst->ext_size);
+                src->ext_size, dst->ext_size);
             return IM_ERR_EXT_TOO_SMALL;
         }
         if (bytes > 0)
@@ -113,7 +113,7 @@ int IMTrExHdr4(int from, int to, int z_first, int z_step, int t_first, int t_ste
         if (src->ext_type != dst->ext_type || src->ints_per_section != dst->ints_per_section ||
             src->floats_per_section != dst->floats_per_section) {
             say(" %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type,
-                         dst->ext_type);
+                dst->ext_type);
             return IM_ERR_EXT_MISMATCH;
         }
         if (t_step < 1) {

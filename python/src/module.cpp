@@ -172,9 +172,9 @@ py::tuple section_values(Stream &s)
     check(IMRtExHdrSize(n, &size), "IMRtExHdrSize", s.path());
     check(IMRtSiz(n, &nx, &ny, &sections), "IMRtSiz", s.path());
     if (ni < 0 || nr < 0)
-        throw StatusError(702, "extended header of " + s.path() + " counts negative values per section");
+        throw StatusError(IM_ERR_EXT_TYPE, "extended header of " + s.path() + " counts negative values per section");
     if (sections < 0 || 4.0 * sections * (ni + nr) > size)
-        throw StatusError(704, "extended header of " + s.path() + " holds too few bytes for its sections");
+        throw StatusError(IM_ERR_EXT_TOO_SMALL, "extended header of " + s.path() + " holds too few bytes for its sections");
     py::array_t<int32_t> ints({sections, ni});
     py::array_t<float> floats({sections, nr});
     std::vector<int32_t> ibuf(static_cast<size_t>(ni) + 1);
