@@ -124,7 +124,7 @@ int IMRtSequence(int stream, int *sequence)
 int IMAlSequence(int stream, int sequence)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
-        if (sequence < 0 || sequence > 14) {
+        if (sequence < IM_SEQ_ZTWP || sequence > IM_SEQ_TPWZ) {
             say(" %d: invalid image sequence %d\n", stream, sequence);
             return IM_ERR_SEQUENCE;
         }

@@ -323,7 +323,7 @@ int IMOpen(int stream, const char *name, const char *attribute)
         if (!s.has_header()) {
             if (s.kind == kFile && s.open_mode == IM_MODE_NEW) {
                 s.raw.assign(IM_HEADER_BYTES, 0);
-                if (int status = IMCrHdr3(stream, 1, 1, 1, 1, 1, 1, 2, IM_PIXEL_UINT16)) {
+                if (int status = IMCrHdr3(stream, 1, 1, 1, 1, 1, 1, IM_SEQ_ZWTP, IM_PIXEL_UINT16)) {
                     close_file(s);
                     return fail_open(stream, status);
                 }
@@ -530,7 +530,7 @@ int IMWrHdr(int stream, const char *title, int title_mode, float min, float max,
 int IMCrHdr3(int stream, int nx, int ny, int nz, int nw, int nt, int np, int sequence, int mode)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
-        if (sequence < 0 || sequence >= 15)
+        if (sequence < IM_SEQ_ZTWP || sequence > IM_SEQ_TPWZ)
             return IM_ERR_SEQUENCE;
         if (mode < IM_PIXEL_BYTE || mode > IM_PIXEL_DOUBLE || mode == 5)
             return IM_ERR_PIXEL_MODE;

@@ -43,7 +43,7 @@ int section_number(const Stream &s, int z, int w, int t, int p, int *section)
 void section_position(const Stream &s, int section, int *z, int *w, int *t, int *p)
 {
     int pos[4] = {0, 0, 0, 0}; // z, w, t, p
-    if (s.sequence >= 0 && s.sequence <= 14 && section >= 0) {
+    if (s.sequence >= IM_SEQ_ZTWP && s.sequence <= IM_SEQ_TPWZ && section >= 0) {
         const char *name = IMRtSequenceName(s.sequence);
         long long rest = section;
         for (int i = 0; i < 4; ++i) {
@@ -88,7 +88,7 @@ int IMRtSecNum2(int stream, int z, int w, int t, int p, int *section)
                 *section = 0;
             return IM_ERR_ZWTP;
         }
-        if (s.sequence < 0 || s.sequence >= 15) {
+        if (s.sequence < IM_SEQ_ZTWP || s.sequence > IM_SEQ_TPWZ) {
             say(" %d: invalid image sequence %d\n", stream, s.sequence);
             return IM_ERR_SEQUENCE;
         }
@@ -107,7 +107,7 @@ int IMRtSecNum(int stream, int z, int w, int t, int *section) { return IMRtSecNu
 int IMRtZWTPNum(int stream, int section, int *z, int *w, int *t, int *p)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
-        if (s.sequence < 0 || s.sequence >= 15) {
+        if (s.sequence < IM_SEQ_ZTWP || s.sequence > IM_SEQ_TPWZ) {
             say(" %d: invalid image sequence %d\n", stream, s.sequence);
             return IM_ERR_SEQUENCE;
         }

@@ -167,7 +167,7 @@ const char *IMRtStatusText(int status)
 
 const char *IMRtSequenceName(int sequence)
 {
-    if (sequence < 0 || sequence > 14)
+    if (sequence < IM_SEQ_ZTWP || sequence > IM_SEQ_TPWZ)
         return "Undefined";
     return kSequenceNames[sequence];
 }

@@ -186,9 +186,9 @@ const char *mode_name(int mode)
 const char *sequence_text(int sequence)
 {
     switch (sequence) {
-    case 0: return "Z -> T -> W";
-    case 1: return "W -> Z -> T";
-    case 2: return "Z -> W -> T";
+    case IM_SEQ_ZTWP: return "Z -> T -> W";
+    case IM_SEQ_WZTP: return "W -> Z -> T";
+    case IM_SEQ_ZWTP: return "Z -> W -> T";
     default: return IMRtSequenceName(sequence);
     }
 }

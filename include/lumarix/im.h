@@ -35,6 +35,26 @@ enum {
     IM_PIXEL_DOUBLE = 8          /* 64-bit float */
 };
 
+/* Image sequences: the order of the Z, W, T and P dimensions in the file, fastest first
+ * (IMRtSequenceName gives the four letters). */
+enum {
+    IM_SEQ_ZTWP = 0,
+    IM_SEQ_WZTP = 1,
+    IM_SEQ_ZWTP = 2,
+    IM_SEQ_ZPWT = 3,
+    IM_SEQ_ZWPT = 4,
+    IM_SEQ_WZPT = 5,
+    IM_SEQ_WPTZ = 6,
+    IM_SEQ_PWTZ = 7,
+    IM_SEQ_PTWZ = 8,
+    IM_SEQ_PZWT = 9,
+    IM_SEQ_PWZT = 10,
+    IM_SEQ_WPZT = 11,
+    IM_SEQ_WTPZ = 12,
+    IM_SEQ_TWPZ = 13,
+    IM_SEQ_TPWZ = 14
+};
+
 /* Open modes kept in the stream record. */
 #define IM_MODE_NEW 0
 #define IM_MODE_OLD 2
@@ -150,7 +170,7 @@ enum {
 
 /* Fixed text of a status code; "Unspecified error" for codes not in the table. Never null. */
 const char *IMRtStatusText(int status);
-/* Four-letter name of image sequence 0..14 (fastest dimension first); "Undefined" otherwise. */
+/* Four-letter name of an image sequence (IM_SEQ_ZTWP..IM_SEQ_TPWZ); "Undefined" otherwise. */
 const char *IMRtSequenceName(int sequence);
 
 /* ---- Messages ------------------------------------------------------------------------------ */
@@ -294,7 +314,7 @@ int IMRtZWTP(int stream, int *nz, int *nw, int *nt, int *np);
 int IMAlZWTP(int stream, int nz, int nw, int nt, int np);
 /* Image sequence code. */
 int IMRtSequence(int stream, int *sequence);
-/* IM_ERR_SEQUENCE for codes outside 0..14. */
+/* IM_ERR_SEQUENCE for codes outside IM_SEQ_ZTWP..IM_SEQ_TPWZ. */
 int IMAlSequence(int stream, int sequence);
 /* Pixel mode (an IM_PIXEL_ value). */
 int IMRtMode(int stream, int *mode);
