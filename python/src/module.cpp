@@ -3,6 +3,8 @@
 // pixels and turns failing statuses into lumarix.ImageError.
 #include <lumarix/im.h>
 
+#include <utility>
+
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
@@ -343,6 +345,29 @@ PYBIND11_MODULE(_im, m)
         .def("set_statistics", &set_statistics)
         .def("set_titles", &set_titles);
 
+    // The library's names for the codes the package checks or raises itself.
+    const std::pair<const char *, int> names[] = {
+        {"IM_ERR_FILE", IM_ERR_FILE},
+        {"IM_ERR_SHORT_READ", IM_ERR_SHORT_READ},
+        {"IM_ERR_COLUMNS", IM_ERR_COLUMNS},
+        {"IM_ERR_ROWS", IM_ERR_ROWS},
+        {"IM_ERR_PIXEL_MODE", IM_ERR_PIXEL_MODE},
+        {"IM_ERR_SEQUENCE", IM_ERR_SEQUENCE},
+        {"IM_ERR_COMPLEX16", IM_ERR_COMPLEX16},
+        {"IM_ERR_SWAPPED_FILE", IM_ERR_SWAPPED_FILE},
+        {"IM_PIXEL_BYTE", IM_PIXEL_BYTE},
+        {"IM_PIXEL_INT16", IM_PIXEL_INT16},
+        {"IM_PIXEL_FLOAT", IM_PIXEL_FLOAT},
+        {"IM_PIXEL_COMPLEX_INT16", IM_PIXEL_COMPLEX_INT16},
+        {"IM_PIXEL_COMPLEX_FLOAT", IM_PIXEL_COMPLEX_FLOAT},
+        {"IM_PIXEL_UINT16", IM_PIXEL_UINT16},
+        {"IM_PIXEL_INT32", IM_PIXEL_INT32},
+        {"IM_PIXEL_DOUBLE", IM_PIXEL_DOUBLE},
+        {"IM_SEQ_ZTWP", IM_SEQ_ZTWP},
+        {"IM_SEQ_TPWZ", IM_SEQ_TPWZ},
+    };
+    for (const auto &[name, value] : names)
+        m.attr(name) = value;
     m.def("status_text", &IMRtStatusText, "The library's fixed text of a status code.");
     m.def("sequence_name", &IMRtSequenceName, "Four-letter name of an image sequence code, fastest first.");
 }
