@@ -75,7 +75,7 @@ class ImageFile:
         if sequence is None:
             sequence = _layout.sequence_for(axes)
         self._stream.create([sizes["X"], sizes["Y"]] + [sizes.get(a, 1) for a in "ZWTP"],
-                            2 if sequence is None else sequence, _layout.mode_of(dtype))
+                            _im.IM_SEQ_ZWTP if sequence is None else sequence, _layout.mode_of(dtype))
 
     def _refresh(self):
         h = self._stream.header()

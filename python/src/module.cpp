@@ -364,6 +364,7 @@ PYBIND11_MODULE(_im, m)
         {"IM_PIXEL_INT32", IM_PIXEL_INT32},
         {"IM_PIXEL_DOUBLE", IM_PIXEL_DOUBLE},
         {"IM_SEQ_ZTWP", IM_SEQ_ZTWP},
+        {"IM_SEQ_ZWTP", IM_SEQ_ZWTP},
         {"IM_SEQ_TPWZ", IM_SEQ_TPWZ},
     };
     for (const auto &[name, value] : names)
