@@ -5,19 +5,19 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "im_stream.h"
+#include "im_call.h"
 
 using namespace lx::im;
 
 extern "C" int IMCalcDen(int stream, const float *section, int first_col, int last_col, int first_row, int last_row,
                          float *min, float *max, float *mean)
 {
-    return guarded(stream, "IMCalcDen", [&](Stream &s) {
+    return boundary(__func__, stream, [&](Stream &s) -> int {
         const bool columns_ok = first_col >= 0 && first_col <= last_col && last_col < s.nx;
         const bool rows_ok = first_row >= 0 && first_row <= last_row && last_row < s.ny;
         if (!columns_ok || !rows_ok || !section || !min || !max || !mean) {
-            std::fprintf(stderr, "IMCalcDen: invalid ROI.\n");
-            return columns_ok ? 403 : 402;
+            say(": invalid ROI.\n");
+            return columns_ok ? IM_ERR_ROWS : IM_ERR_COLUMNS;
         }
         double low = section[static_cast<long long>(first_row) * s.nx + first_col], high = low, sum = 0;
         for (long long row = first_row; row <= last_row; ++row) {

@@ -8,8 +8,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
-#include "im_stream.h"
+#include "im_call.h"
 
 namespace lx::im {
 namespace {
@@ -35,6 +36,7 @@ long long area_bytes(const std::vector<Field> &fields)
     return total;
 }
 
+// Lookup ignores case and setting does not (see IMAlField in lumarix/im.h).
 int find_field(const Stream &s, const char *name)
 {
     for (size_t i = 0; i < s.fields.size(); ++i)
@@ -64,10 +66,10 @@ int set_field(Stream &s, const std::string &name, const std::string &value, char
     }
     const long long needed = area_bytes(fields);
     if (needed > s.field_space) {
-        std::fprintf(stderr, "Stream %d out of field header space. (Field %d,size=%d,max allowed=%d,ext hdr size=%d).\n",
-                     s.number, index, static_cast<int>(std::min<long long>(needed, INT32_MAX)), s.field_space,
-                     s.ext_size);
-        return 720;
+        emit("Stream %d out of field header space. (Field %d,size=%d,max allowed=%d,ext hdr size=%d).\n",
+             s.number, index, static_cast<int>(std::min<long long>(needed, INT32_MAX)), s.field_space,
+             s.ext_size);
+        return IM_ERR_FIELD_SPACE;
     }
     s.fields = std::move(fields);
     int total = 0;
@@ -75,32 +77,78 @@ int set_field(Stream &s, const std::string &name, const std::string &value, char
     return 0;
 }
 
-int null_argument(const char *caller)
+int null_argument()
 {
-    std::fprintf(stderr, "%s: NULL field argument.\n", caller);
-    return 734;
+    say(": NULL field argument.\n");
+    return IM_ERR_FIELD_NULL;
 }
 
-// Finds a field for a typed return: 0 with its index, or 731/733/734 with a message.
-int typed_lookup(Stream &s, const char *caller, const char *name, const void *result, char type, int *index)
+int bad_contents(int stream, const char *name)
+{
+    say(" %d: field %s does not hold a valid value.\n", stream, name);
+    return IM_ERR_FIELD_CONTENTS;
+}
+
+// Index of the carriage return that ends the field area (its last one), or -1.
+int area_terminator(const Stream &s)
+{
+    if (s.ext.empty())
+        return -1;
+    const unsigned char *area = s.ext.data() + s.field_start;
+    for (int i = s.field_space - 1; i >= 0; --i)
+        if (area[i] == 13)
+            return i;
+    return -1;
+}
+
+// The typed returns: the field called name (found as IMFindFieldNum finds it) must have the type;
+// take(field) then gives the value and the status.
+template <class Take> int typed_field(Stream &s, const char *name, const void *result, char type, Take &&take)
 {
     if (!name || !result)
-        return null_argument(caller);
+        return null_argument();
     int number = -1;
     if (int status = IMFindFieldNum(s.number, name, &number))
         return status;
-    if (s.fields[number].type != type) {
-        std::fprintf(stderr, "%s %d: field %s has type %c.\n", caller, s.number, name, s.fields[number].type);
-        return 733;
+    const Field &f = s.fields[number];
+    if (f.type != type) {
+        say(" %d: field %s has type %c.\n", s.number, name, f.type);
+        return IM_ERR_FIELD_MISMATCH;
     }
-    *index = number;
-    return 0;
+    return take(f);
 }
 
-int bad_contents(const char *caller, int stream, const char *name)
+// The whole text of a numeric field as T (an int also within its range).
+template <class T> bool parse_number(const std::string &text, T *value)
 {
-    std::fprintf(stderr, "%s %d: field %s does not hold a valid value.\n", caller, stream, name);
-    return 726;
+    char *end = nullptr;
+    T parsed;
+    if constexpr (std::is_same_v<T, int>) {
+        errno = 0;
+        const long wide = std::strtol(text.c_str(), &end, 10);
+        if (errno || wide < INT32_MIN || wide > INT32_MAX)
+            return false;
+        parsed = static_cast<int>(wide);
+    } else if constexpr (std::is_same_v<T, float>) {
+        parsed = std::strtof(text.c_str(), &end);
+    } else {
+        parsed = std::strtod(text.c_str(), &end);
+    }
+    if (text.empty() || *end)
+        return false;
+    *value = parsed;
+    return true;
+}
+
+template <class T> int number_field(Stream &s, const char *name, T *value, char type)
+{
+    return typed_field(s, name, value, type, [&](const Field &f) -> int {
+        if (!parse_number(f.value, value))
+            return bad_contents(s.number, name);
+        if (g_verbose)
+            std::printf("%s: \"%s\" resolved %s\n", call_name(), name, std::to_string(*value).c_str());
+        return 0;
+    });
 }
 
 } // namespace
@@ -136,51 +184,46 @@ int parse_fields(Stream &s, bool quiet)
     s.fields.clear();
     s.field_used = 0;
     if (s.field_space <= 0 || s.ext.empty())
-        return 730;
+        return IM_ERR_FIELDS_EMPTY;
     const char *area = reinterpret_cast<const char *>(s.ext.data() + s.field_start);
-    int end = -1;
-    for (int i = s.field_space - 1; i >= 0; --i)
-        if (area[i] == 13) {
-            end = i;
-            break;
-        }
+    const int end = area_terminator(s);
     if (end < 6)
-        return 730;
+        return IM_ERR_FIELDS_EMPTY;
     int pos = 0;
     while (pos < end) {
         const int name_start = pos;
         while (pos < end && area[pos] != ',')
             ++pos;
         if (pos - name_start > kMaxNameLength)
-            return 736;
+            return IM_ERR_FIELD_NAME_LONG;
         if (pos >= end || pos == name_start)
-            return 721;
+            return IM_ERR_FIELD_NAME;
         std::string name(area + name_start, pos - name_start);
         ++pos;
         if (pos + 1 >= end || area[pos + 1] != ',')
-            return 722;
+            return IM_ERR_FIELD_TYPE;
         const char type = area[pos];
         if (!std::strchr("bcdfi", type) || type == 0)
-            return 722;
+            return IM_ERR_FIELD_TYPE;
         pos += 2;
         const int size_start = pos;
         while (pos < end && area[pos] != '=')
             ++pos;
         if (pos >= end)
-            return 723;
+            return IM_ERR_FIELD_SIZE;
         std::string size_text(area + size_start, pos - size_start);
         if (size_text.empty() || size_text.size() > 9 ||
             !std::all_of(size_text.begin(), size_text.end(), [](char c) { return c >= '0' && c <= '9'; })) {
             if (!quiet)
-                std::fprintf(stderr, "Error parsing field size from %s\n", size_text.c_str());
-            return 724;
+                emit("Error parsing field size from %s\n", size_text.c_str());
+            return IM_ERR_FIELD_SIZE_TEXT;
         }
         const int size = std::atoi(size_text.c_str());
         ++pos;
         int value_end = pos;
         if (type == 'b') {
             if (static_cast<long long>(pos) + size > end)
-                return 725;
+                return IM_ERR_FIELD_BYTE_COUNT;
             value_end = pos + size;
         } else {
             while (value_end < end && value_end - pos < size && area[value_end] != '\n')
@@ -189,25 +232,24 @@ int parse_fields(Stream &s, bool quiet)
             // its full size ends at a line feed.
             if (value_end - pos < size && static_cast<long long>(pos) + size < end && area[pos + size] == '\n') {
                 if (!quiet)
-                    std::fprintf(stderr, "iReadAllFields: field %d (%s) holds a line feed; read as %d bytes.\n",
-                                 static_cast<int>(s.fields.size()), name.c_str(), size);
+                    emit("iReadAllFields: field %d (%s) holds a line feed; read as %d bytes.\n",
+                         static_cast<int>(s.fields.size()), name.c_str(), size);
                 value_end = pos + size;
             }
             if (value_end - pos < size) {
                 if (!quiet)
-                    std::fprintf(stderr, "iReadAllFields: field %d (%s) holds %d of its %d bytes.\n",
-                                 static_cast<int>(s.fields.size()), name.c_str(), value_end - pos, size);
-                return 725;
+                    emit("iReadAllFields: field %d (%s) holds %d of its %d bytes.\n",
+                         static_cast<int>(s.fields.size()), name.c_str(), value_end - pos, size);
+                return IM_ERR_FIELD_BYTE_COUNT;
             }
         }
         if (value_end >= end || area[value_end] != '\n') {
             if (!quiet)
-                std::fprintf(stderr,
-                             "iReadAllFields: field size mismatch or delimiter problem:\nfield %d\nfield=\"%s\"\nfield "
-                             "size=%d\nlast char=%d/%d\npos=%d/%d\n",
-                             static_cast<int>(s.fields.size()), name.c_str(), size,
-                             value_end < end ? area[value_end] : -1, '\n', value_end, end);
-            return 723;
+                emit("iReadAllFields: field size mismatch or delimiter problem:\nfield %d\nfield=\"%s\"\nfield "
+                     "size=%d\nlast char=%d/%d\npos=%d/%d\n",
+                     static_cast<int>(s.fields.size()), name.c_str(), size,
+                     value_end < end ? area[value_end] : -1, '\n', value_end, end);
+            return IM_ERR_FIELD_SIZE;
         }
         s.fields.push_back(Field{name, std::string(area + pos, value_end - pos), type, size});
         pos = value_end + 1;
@@ -226,11 +268,9 @@ extern "C" {
 
 int IMAlField(int stream, const char *name, const void *value, char type, int size)
 {
-    int status;
-    Stream *s = checked(stream, "IMAlField", &status);
-    if (!s)
-        return status;
-    try {
+    return boundary(
+        __func__, stream,
+        [&](Stream &s) -> int {
         char text[kMaxFormatted + 1] = {};
         std::string formatted;
         switch (type) {
@@ -240,15 +280,15 @@ int IMAlField(int stream, const char *name, const void *value, char type, int si
         case 'f':
         case 'i':
             if (!value)
-                return null_argument("IMAlField");
+                return null_argument();
             break;
-        default: std::fprintf(stderr, "IMAlField: unrecognized field type (%c).\n", type); return 722;
+        default: say(": unrecognized field type (%c).\n", type); return IM_ERR_FIELD_TYPE;
         }
         switch (type) {
         case 'b':
             if (size < 0) {
-                std::fprintf(stderr, "IMAlField %d: invalid field size (%d).\n", stream, size);
-                return 723;
+                say(" %d: invalid field size (%d).\n", stream, size);
+                return IM_ERR_FIELD_SIZE;
             }
             formatted.assign(static_cast<const char *>(value), size);
             break;
@@ -263,28 +303,26 @@ int IMAlField(int stream, const char *name, const void *value, char type, int si
         if (type == 'd' || type == 'f' || type == 'i')
             formatted = text;
         if (type == 'c' && formatted.find('\n') != std::string::npos) {
-            std::fprintf(stderr, "IMAlField %d: field %s not set: a line feed ends a field and cannot be in its value.\n",
-                         stream, name ? name : "");
-            return 726;
+            say(" %d: field %s not set: a line feed ends a field and cannot be in its value.\n",
+                stream, name ? name : "");
+            return IM_ERR_FIELD_CONTENTS;
         }
-        if (s->kind == kWindow) {
-            std::fprintf(stderr, "IMAlField %d: field %s not set. Fields not supported in image windows.\n", stream,
-                         name ? name : "");
-            return 735;
+        if (s.kind == kWindow) {
+            say(" %d: field %s not set. Fields not supported in image windows.\n", stream,
+                name ? name : "");
+            return IM_ERR_FIELD_WINDOW;
         }
         if (!name || !*name || std::strchr(name, ',')) {
-            std::fprintf(stderr, "IMAlField %d: invalid field name.\n", stream);
-            return 721;
+            say(" %d: invalid field name.\n", stream);
+            return IM_ERR_FIELD_NAME;
         }
         if (std::strlen(name) >= kMaxNameLength + 1) {
-            std::fprintf(stderr, "IMAlField %d: field name is too long.\n", stream);
-            return 736;
+            say(" %d: field name is too long.\n", stream);
+            return IM_ERR_FIELD_NAME_LONG;
         }
-        return set_field(*s, name, formatted, type);
-    } catch (...) {
-        std::fprintf(stderr, "IMAlField %d: field header memory alloc problem.\n", stream);
-        return 732;
-    }
+        return set_field(s, name, formatted, type);
+        },
+        IM_ERR_FIELD_MEMORY);
 }
 
 int IMAlFieldBinary(int stream, const char *name, const void *value, int size)
@@ -301,290 +339,215 @@ int IMAlFieldInt(int stream, const char *name, int value) { return IMAlField(str
 
 int IMFindFieldNum(int stream, const char *name, int *number)
 {
-    int status;
-    Stream *s = checked(stream, "IMFindFieldNum", &status);
-    if (!s)
-        return status;
-    if (!name) {
-        std::fprintf(stderr, "IMFindFieldNum: NULL field name requested.\n");
-        return 734;
-    }
-    if (s->fields.empty()) {
-        std::fprintf(stderr, "IMFindFieldNum %d: no fields; %s not found.\n", stream, name);
-        return 731;
-    }
-    for (size_t i = 0; i < s->fields.size(); ++i)
-        if (s->fields[i].name.empty()) {
-            std::fprintf(stderr, "IMFindFieldNum %d: field %d has no name.\n", stream, static_cast<int>(i));
-            return 721;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (!name) {
+            say(": NULL field name requested.\n");
+            return IM_ERR_FIELD_NULL;
         }
-    const int index = find_field(*s, name);
-    if (index < 0) {
-        std::fprintf(stderr, "IMFindFieldNum %d: field %s not found.\n", stream, name);
-        return 731;
-    }
-    if (number)
-        *number = index;
-    return 0;
+        if (s.fields.empty()) {
+            say(" %d: no fields; %s not found.\n", stream, name);
+            return IM_ERR_FIELD_NOT_FOUND;
+        }
+        for (size_t i = 0; i < s.fields.size(); ++i)
+            if (s.fields[i].name.empty()) {
+                say(" %d: field %d has no name.\n", stream, static_cast<int>(i));
+                return IM_ERR_FIELD_NAME;
+            }
+        const int index = find_field(s, name);
+        if (index < 0) {
+            say(" %d: field %s not found.\n", stream, name);
+            return IM_ERR_FIELD_NOT_FOUND;
+        }
+        if (number)
+            *number = index;
+        return 0;
+    });
 }
 
 int IMRtField(int stream, const char *name, char *value, int value_size, char *type, int *size)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtField", &status);
-    if (!s)
-        return status;
-    if (!name) {
-        std::fprintf(stderr, "IMRtField: NULL field name requested.\n");
-        return 734;
-    }
-    if (s->kind == kWindow) {
-        std::fprintf(stderr, "IMRtField %d: field %s not found. Fields not supported in image windows.\n", stream, name);
-        return 735;
-    }
-    int index = -1;
-    if (int bad = IMFindFieldNum(stream, name, &index))
-        return bad;
-    const Field &f = s->fields[index];
-    if (value) {
-        if (value_size < f.size) {
-            std::fprintf(stderr, "IMRtField %d: field %s needs %d bytes.\n", stream, name, f.size);
-            return 723;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (!name) {
+            say(": NULL field name requested.\n");
+            return IM_ERR_FIELD_NULL;
         }
-        std::memcpy(value, f.value.data(), f.size);
-        if (value_size > f.size)
-            value[f.size] = 0;
-    }
-    if (type)
-        *type = f.type;
-    if (size)
-        *size = f.size;
-    return 0;
+        if (s.kind == kWindow) {
+            say(" %d: field %s not found. Fields not supported in image windows.\n", stream, name);
+            return IM_ERR_FIELD_WINDOW;
+        }
+        int index = -1;
+        if (int bad = IMFindFieldNum(stream, name, &index))
+            return bad;
+        const Field &f = s.fields[index];
+        if (value) {
+            if (value_size < f.size) {
+                say(" %d: field %s needs %d bytes.\n", stream, name, f.size);
+                return IM_ERR_FIELD_SIZE;
+            }
+            std::memcpy(value, f.value.data(), f.size);
+            if (value_size > f.size)
+                value[f.size] = 0;
+        }
+        if (type)
+            *type = f.type;
+        if (size)
+            *size = f.size;
+        return 0;
+    });
 }
 
 int IMRtFieldInt(int stream, const char *name, int *value)
 {
-    int status, index = 0;
-    Stream *s = checked(stream, "IMRtFieldInt", &status);
-    if (!s)
-        return status;
-    if (int bad = typed_lookup(*s, "IMRtFieldInt", name, value, 'i', &index))
-        return bad;
-    const std::string &text = s->fields[index].value;
-    char *end = nullptr;
-    errno = 0;
-    const long parsed = std::strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end || errno || parsed < INT32_MIN || parsed > INT32_MAX)
-        return bad_contents("IMRtFieldInt", stream, name);
-    *value = static_cast<int>(parsed);
-    if (g_verbose)
-        std::printf("IMRtFieldInt: \"%s\" resolved %d\n", name, *value);
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int { return number_field(s, name, value, 'i'); });
 }
 
 int IMRtFieldFloat(int stream, const char *name, float *value)
 {
-    int status, index = 0;
-    Stream *s = checked(stream, "IMRtFieldFloat", &status);
-    if (!s)
-        return status;
-    if (int bad = typed_lookup(*s, "IMRtFieldFloat", name, value, 'f', &index))
-        return bad;
-    const std::string &text = s->fields[index].value;
-    char *end = nullptr;
-    const float parsed = std::strtof(text.c_str(), &end);
-    if (text.empty() || *end)
-        return bad_contents("IMRtFieldFloat", stream, name);
-    *value = parsed;
-    if (g_verbose)
-        std::printf("IMRtFieldFloat: \"%s\" resolved %f\n", name, static_cast<double>(*value));
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int { return number_field(s, name, value, 'f'); });
 }
 
 int IMRtFieldDouble(int stream, const char *name, double *value)
 {
-    int status, index = 0;
-    Stream *s = checked(stream, "IMRtFieldDouble", &status);
-    if (!s)
-        return status;
-    if (int bad = typed_lookup(*s, "IMRtFieldDouble", name, value, 'd', &index))
-        return bad;
-    const std::string &text = s->fields[index].value;
-    char *end = nullptr;
-    const double parsed = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end)
-        return bad_contents("IMRtFieldDouble", stream, name);
-    *value = parsed;
-    if (g_verbose)
-        std::printf("IMRtFieldDouble: \"%s\" resolved %lf\n", name, *value);
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int { return number_field(s, name, value, 'd'); });
 }
 
 int IMRtFieldChar(int stream, const char *name, char *value, int value_size)
 {
-    int status, index = 0;
-    Stream *s = checked(stream, "IMRtFieldChar", &status);
-    if (!s)
-        return status;
-    if (int bad = typed_lookup(*s, "IMRtFieldChar", name, value, 'c', &index))
-        return bad;
-    const std::string &text = s->fields[index].value;
-    if (text.empty())
-        return bad_contents("IMRtFieldChar", stream, name);
-    if (value_size < static_cast<int>(text.size()) + 1) {
-        std::fprintf(stderr, "IMRtFieldChar %d: field %s needs %d bytes.\n", stream, name,
-                     static_cast<int>(text.size()) + 1);
-        return 723;
-    }
-    std::memcpy(value, text.c_str(), text.size() + 1);
-    if (g_verbose)
-        std::printf("IMRtFieldChar: \"%s\" resolved %s\n", name, value);
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        return typed_field(s, name, value, 'c', [&](const Field &f) -> int {
+            if (f.value.empty())
+                return bad_contents(stream, name);
+            const int needed = static_cast<int>(f.value.size()) + 1;
+            if (value_size < needed) {
+                say(" %d: field %s needs %d bytes.\n", stream, name, needed);
+                return IM_ERR_FIELD_SIZE;
+            }
+            std::memcpy(value, f.value.c_str(), f.value.size() + 1);
+            if (g_verbose)
+                std::printf("%s: \"%s\" resolved %s\n", call_name(), name, value);
+            return 0;
+        });
+    });
 }
 
 int IMRtFieldBinary(int stream, const char *name, void *value, int value_size, int *size)
 {
-    int status, index = 0;
-    Stream *s = checked(stream, "IMRtFieldBinary", &status);
-    if (!s)
-        return status;
-    if (int bad = typed_lookup(*s, "IMRtFieldBinary", name, value, 'b', &index))
-        return bad;
-    const Field &f = s->fields[index];
-    if (f.size <= 0)
-        return bad_contents("IMRtFieldBinary", stream, name);
-    if (value_size < f.size) {
-        std::fprintf(stderr, "IMRtFieldBinary %d: field %s needs %d bytes.\n", stream, name, f.size);
-        return 723;
-    }
-    std::memcpy(value, f.value.data(), f.size);
-    if (size)
-        *size = f.size;
-    if (g_verbose)
-        std::printf("IMRtFieldBinary: \"%s\" resolved binary field containing %d bytes\n", name, f.size);
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        return typed_field(s, name, value, 'b', [&](const Field &f) -> int {
+            if (f.size <= 0)
+                return bad_contents(stream, name);
+            if (value_size < f.size) {
+                say(" %d: field %s needs %d bytes.\n", stream, name, f.size);
+                return IM_ERR_FIELD_SIZE;
+            }
+            std::memcpy(value, f.value.data(), f.size);
+            if (size)
+                *size = f.size;
+            if (g_verbose)
+                std::printf("%s: \"%s\" resolved binary field containing %d bytes\n", call_name(), name, f.size);
+            return 0;
+        });
+    });
 }
 
 int IMRtFieldNum(int stream, int number, char *name, char *type, int *size)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtFieldNum", &status);
-    if (!s)
-        return status;
-    if (number < 0 || number >= static_cast<int>(s->fields.size())) {
-        std::fprintf(stderr, "IMRtFieldNum %d: %d is an invalid field number.\n", stream, number);
-        return 729;
-    }
-    const Field &f = s->fields[number];
-    if (name)
-        std::snprintf(name, kMaxNameLength + 1, "%s", f.name.c_str());
-    if (type)
-        *type = f.type;
-    if (size)
-        *size = f.size;
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (number < 0 || number >= static_cast<int>(s.fields.size())) {
+            say(" %d: %d is an invalid field number.\n", stream, number);
+            return IM_ERR_FIELD_NUMBER;
+        }
+        const Field &f = s.fields[number];
+        if (name)
+            std::snprintf(name, kMaxNameLength + 1, "%s", f.name.c_str());
+        if (type)
+            *type = f.type;
+        if (size)
+            *size = f.size;
+        return 0;
+    });
 }
 
 int IMRtFieldValueNum(int stream, int number, char *value, int value_size, int *size)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtFieldValueNum", &status);
-    if (!s)
-        return status;
-    if (number < 0 || number >= static_cast<int>(s->fields.size())) {
-        std::fprintf(stderr, "IMRtFieldValueNum %d: %d is an invalid field number.\n", stream, number);
-        return 729;
-    }
-    const Field &f = s->fields[number];
-    if (!value || value_size < f.size) {
-        std::fprintf(stderr, "IMRtFieldValueNum %d: field %d needs %d bytes.\n", stream, number, f.size);
-        return 723;
-    }
-    std::memcpy(value, f.value.data(), f.size);
-    if (value_size > f.size)
-        value[f.size] = 0;
-    if (size)
-        *size = f.size;
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (number < 0 || number >= static_cast<int>(s.fields.size())) {
+            say(" %d: %d is an invalid field number.\n", stream, number);
+            return IM_ERR_FIELD_NUMBER;
+        }
+        const Field &f = s.fields[number];
+        if (!value || value_size < f.size) {
+            say(" %d: field %d needs %d bytes.\n", stream, number, f.size);
+            return IM_ERR_FIELD_SIZE;
+        }
+        std::memcpy(value, f.value.data(), f.size);
+        if (value_size > f.size)
+            value[f.size] = 0;
+        if (size)
+            *size = f.size;
+        return 0;
+    });
 }
 
 int IMRtNumFields(int stream, int *count)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtNumFields", &status);
-    if (!s)
-        return status;
-    if (s->kind == kWindow) {
-        std::fprintf(stderr, "IMRtNumFields %d: Fields not supported in image windows.\n", stream);
-        return 735;
-    }
-    *count = static_cast<int>(s->fields.size());
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (s.kind == kWindow) {
+            say(" %d: Fields not supported in image windows.\n", stream);
+            return IM_ERR_FIELD_WINDOW;
+        }
+        *count = static_cast<int>(s.fields.size());
+        return 0;
+    });
 }
 
 int IMRtFieldHdr(int stream, char *text, int text_size, int *length)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtFieldHdr", &status);
-    if (!s)
-        return status;
-    const char *area = s->ext.empty() ? nullptr : reinterpret_cast<const char *>(s->ext.data() + s->field_start);
-    int end = -1;
-    for (int i = s->field_space - 1; area && i >= 0; --i)
-        if (area[i] == 13) {
-            end = i;
-            break;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        const int end = area_terminator(s);
+        if (end < 0) {
+            say(" %d: field header empty.\n", stream);
+            return IM_ERR_FIELDS_EMPTY;
         }
-    if (end < 0) {
-        std::fprintf(stderr, "IMRtFieldHdr %d: field header empty.\n", stream);
-        return 730;
-    }
-    if (!text || text_size < end + 2) {
-        std::fprintf(stderr, "IMRtFieldHdr %d: %d bytes needed.\n", stream, end + 2);
-        return 720;
-    }
-    std::memcpy(text, area, end + 1);
-    text[end + 1] = 0;
-    if (length)
-        *length = end + 1;
-    return 0;
+        if (!text || text_size < end + 2) {
+            say(" %d: %d bytes needed.\n", stream, end + 2);
+            return IM_ERR_FIELD_SPACE;
+        }
+        std::memcpy(text, s.ext.data() + s.field_start, end + 1);
+        text[end + 1] = 0;
+        if (length)
+            *length = end + 1;
+        return 0;
+    });
 }
 
 int IMRtFieldHdrSize(int stream, int *used)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtFieldHdrSize", &status);
-    if (!s)
-        return status;
-    *used = s->field_used;
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        *used = s.field_used;
+        return 0;
+    });
 }
 
 int IMRtFieldHdrSpace(int stream, int *usable)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtFieldHdrSpace", &status);
-    if (!s)
-        return status;
-    *usable = s->field_space;
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        *usable = s.field_space;
+        return 0;
+    });
 }
 
 int IMRdFieldHdr(int stream)
 {
-    int status;
-    Stream *s = checked(stream, "IMRdFieldHdr", &status);
-    if (!s)
-        return status;
-    try {
-        const int parsed = parse_fields(*s, false);
-        if (parsed && parsed != 723 && parsed != 724)
-            std::fprintf(stderr, "IMRdFieldHdr %d: %s.\n", stream, IMRtStatusText(parsed));
-        return parsed;
-    } catch (...) {
-        std::fprintf(stderr, "IMRdFieldHdr %d: field header memory alloc problem.\n", stream);
-        return 732;
-    }
+    return boundary(
+        __func__, stream,
+        [&](Stream &s) -> int {
+            const int parsed = parse_fields(s, false);
+            if (parsed && parsed != IM_ERR_FIELD_SIZE && parsed != IM_ERR_FIELD_SIZE_TEXT)
+                say(" %d: %s.\n", stream, IMRtStatusText(parsed));
+            return parsed;
+        },
+        IM_ERR_FIELD_MEMORY);
 }
 
 } // extern "C"

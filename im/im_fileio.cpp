@@ -9,7 +9,7 @@
 
 #include <lumarix/im.h>
 
-#include "im_stream.h"
+#include "im_call.h"
 
 namespace lx::im {
 namespace {
@@ -22,7 +22,7 @@ const char *buffered_mode(int open_mode)
     case IM_MODE_OLD:
     case IM_MODE_APPEND: return "rb+";
     }
-    std::fprintf(stderr, "iCreateBufferedIOModeArgs: %d is an invalid open mode.\n", open_mode);
+    emit("iCreateBufferedIOModeArgs: %d is an invalid open mode.\n", open_mode);
     return nullptr;
 }
 
@@ -34,7 +34,7 @@ int unbuffered_flags(int open_mode)
     case IM_MODE_OLD:
     case IM_MODE_APPEND: return O_RDWR;
     }
-    std::fprintf(stderr, "iCreateUnbufferedIOModeArgs: %d is an invalid open mode.\n", open_mode);
+    emit("iCreateUnbufferedIOModeArgs: %d is an invalid open mode.\n", open_mode);
     return -1;
 }
 
@@ -55,10 +55,10 @@ int open_file(Stream &s)
     case IM_IO_BUFFERED: {
         const char *mode = buffered_mode(s.open_mode);
         if (!mode)
-            return 206;
+            return IM_ERR_OPEN_FAILED;
         s.file = std::fopen(s.name.c_str(), mode);
         if (!s.file)
-            return 206;
+            return IM_ERR_OPEN_FAILED;
         s.io_buffer = std::make_unique_for_overwrite<char[]>(kBufferedBytes);
         std::setvbuf(s.file, s.io_buffer.get(), _IOFBF, kBufferedBytes);
         return 0;
@@ -66,22 +66,22 @@ int open_file(Stream &s)
     case IM_IO_UNBUFFERED: {
         const int flags = unbuffered_flags(s.open_mode);
         if (flags < 0)
-            return 206;
+            return IM_ERR_OPEN_FAILED;
         s.fd = ::open(s.name.c_str(), flags | O_CLOEXEC, 0644);
-        return s.fd < 0 ? 206 : 0;
+        return s.fd < 0 ? IM_ERR_OPEN_FAILED : 0;
     }
-    case IM_IO_COMPRESSED: std::fprintf(stderr, "iStreamFileOpen: compressed IO not supported.\n"); return 206;
-    default: return 206; // the database service is not part of this build
+    case IM_IO_COMPRESSED: emit("iStreamFileOpen: compressed IO not supported.\n"); return IM_ERR_OPEN_FAILED;
+    default: return IM_ERR_OPEN_FAILED; // the database service is not part of this build
     }
 }
 
 void close_file(Stream &s)
 {
     if (s.io_kind == IM_IO_COMPRESSED)
-        std::fprintf(stderr, "iStreamFileClose: compressed IO not supported.\n");
+        emit("iStreamFileClose: compressed IO not supported.\n");
     const bool open = s.file || s.fd >= 0;
     if (!open && s.io_kind != IM_IO_DATABASE) {
-        std::fprintf(stderr, "iStreamFileClose %d: an unopened file was requested to be closed.\n", s.number);
+        emit("iStreamFileClose %d: an unopened file was requested to be closed.\n", s.number);
         return;
     }
     if (s.file)
@@ -185,12 +185,12 @@ long long stream_file_read(Stream &s, void *buffer, long long size, long long co
             return g_file_calls.read(s.fd, static_cast<char *>(buffer) + at, static_cast<size_t>(left));
         });
         if (attempts == kMaxTransferAttempts)
-            std::fprintf(stderr, "iStreamFileRead: too many retries (%d), only %lld elements read...\n", attempts,
-                         done / size);
+            emit("iStreamFileRead: too many retries (%d), only %lld elements read...\n", attempts,
+                 done / size);
         return done / size;
     }
     if (s.io_kind == IM_IO_COMPRESSED)
-        std::fprintf(stderr, "iStreamFileRead: compressed IO not supported.\n");
+        emit("iStreamFileRead: compressed IO not supported.\n");
     return 0;
 }
 
@@ -209,12 +209,12 @@ long long stream_file_write(Stream &s, const void *buffer, long long size, long 
             return g_file_calls.write(s.fd, static_cast<const char *>(buffer) + at, static_cast<size_t>(left));
         });
         if (attempts == kMaxTransferAttempts)
-            std::fprintf(stderr, "iStreamFileWrite: too many retries (%d), only %lld elements written...\n",
-                         attempts, done / size);
+            emit("iStreamFileWrite: too many retries (%d), only %lld elements written...\n",
+                 attempts, done / size);
         return done / size;
     }
     if (s.io_kind == IM_IO_COMPRESSED)
-        std::fprintf(stderr, "iStreamFileWrite: compressed IO is unsupported.\n");
+        emit("iStreamFileWrite: compressed IO is unsupported.\n");
     return 0;
 }
 
@@ -238,7 +238,7 @@ bool stream_file_seek(Stream &s, long long offset, int whence)
     if (s.io_kind == IM_IO_UNBUFFERED && s.fd >= 0)
         return ::lseek(s.fd, static_cast<off_t>(offset), whence) >= 0;
     if (s.io_kind == IM_IO_COMPRESSED)
-        std::fprintf(stderr, "iStreamFileSeek: compressed IO not supported.\n");
+        emit("iStreamFileSeek: compressed IO not supported.\n");
     return false;
 }
 
@@ -249,7 +249,7 @@ long long stream_file_tell(Stream &s)
     if (s.io_kind == IM_IO_UNBUFFERED && s.fd >= 0)
         return ::lseek(s.fd, 0, SEEK_CUR);
     if (s.io_kind == IM_IO_COMPRESSED)
-        std::fprintf(stderr, "dStreamFileTell: compressed IO not supported.\n");
+        emit("dStreamFileTell: compressed IO not supported.\n");
     return -1;
 }
 
@@ -270,7 +270,7 @@ bool stream_file_flush(Stream &s)
 int stream_file_eof(Stream &s)
 {
     if (s.io_kind == IM_IO_UNBUFFERED) {
-        std::fprintf(stderr, "iStreamFileEOF() is unavailable with unbuffered file IO.\n");
+        emit("iStreamFileEOF() is unavailable with unbuffered file IO.\n");
         return 0;
     }
     return s.file && std::feof(s.file) ? 1 : 0;

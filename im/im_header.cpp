@@ -12,7 +12,7 @@
 #include <limits>
 #include <vector>
 
-#include "im_stream.h"
+#include "im_call.h"
 
 namespace lx::im {
 namespace {
@@ -240,8 +240,8 @@ int decode_header(Stream &s)
             s.file_id = IM_FILE_ID;
             s.swap = true;
         } else {
-            std::fprintf(stderr, "[%d] IMSubs %d: warning, unrecognized file ID (%d).\n", static_cast<int>(getpid()),
-                         s.number, id);
+            emit("[%d] IMSubs %d: warning, unrecognized file ID (%d).\n", static_cast<int>(getpid()),
+                 s.number, id);
         }
     }
     const int image_type = load<int16_t>(raw, 160);
@@ -264,15 +264,15 @@ int decode_header(Stream &s)
         s.wave_min[w] = s.wave_max[w] = s.wave_mean[w] = s.wave[w] = 0;
 
     if (s.nx < 0 || s.ny < 0 || s.sections < 0) {
-        std::fprintf(stderr, "IMSubs %d: invalid image size (%d,%d,%d).\n", s.number, s.nx, s.ny, s.sections);
-        return 207;
+        emit("IMSubs %d: invalid image size (%d,%d,%d).\n", s.number, s.nx, s.ny, s.sections);
+        return IM_ERR_READ_HEADER;
     }
     if (s.nw == 0) {
-        std::fprintf(stderr, "IMSubs: number of wavelengths must be > 0.\n");
+        emit("IMSubs: number of wavelengths must be > 0.\n");
         s.nw = 1;
     }
     if (s.nt == 0) {
-        std::fprintf(stderr, "IMSubs: number of time-points must be > 0.\n");
+        emit("IMSubs: number of time-points must be > 0.\n");
         s.nt = 1;
     }
     if (ext) {
@@ -293,8 +293,8 @@ int decode_header(Stream &s)
     for (auto &m : s.sampling)
         if (m < 1)
             m = 1;
-    if (bytes_per_pix(s.number, s.mode, &s.bytes_per_pixel, true) == 503) {
-        std::fprintf(stderr, "IMSubs: internal error involving the number of bytes per pixel.\n");
+    if (bytes_per_pix(s.number, s.mode, &s.bytes_per_pixel, true) == IM_ERR_PIXEL_MODE) {
+        emit("IMSubs: internal error involving the number of bytes per pixel.\n");
         s.bytes_per_pixel = 2;
     }
     for (int i = 0; i < 3; ++i)

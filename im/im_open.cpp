@@ -11,9 +11,10 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <string>
 
-#include "im_stream.h"
+#include "im_call.h"
 #include "im_window.h"
 
 namespace lx::im {
@@ -62,26 +63,26 @@ int check_access(Stream &s)
     if (s.open_mode == IM_MODE_NEW) {
         if (!s.directory.empty() && access(s.directory.c_str(), R_OK | W_OK) != 0) {
             if (errno == ENOENT || errno == ENOTDIR) {
-                std::fprintf(stderr, "IMOpen %d: unable to find directory:\n        %s\n", stream, s.directory.c_str());
-                return 203;
+                say(" %d: unable to find directory:\n        %s\n", stream, s.directory.c_str());
+                return IM_ERR_NO_DIRECTORY;
             }
-            std::fprintf(stderr, "IMOpen %d: unable to obtain read/write access to\n%s\n", stream, s.directory.c_str());
-            return 204;
+            say(" %d: unable to obtain read/write access to\n%s\n", stream, s.directory.c_str());
+            return IM_ERR_NO_READ_WRITE_ACCESS;
         }
         return 0;
     }
     const bool ro = s.open_mode == IM_MODE_RO;
     if (access(s.name.c_str(), ro ? R_OK : R_OK | W_OK) != 0) {
         if (errno == ENOENT || errno == ENOTDIR) {
-            std::fprintf(stderr, "IMOpen %d: unable to find file\n%s\n", stream, s.name.c_str());
-            return 202;
+            say(" %d: unable to find file\n%s\n", stream, s.name.c_str());
+            return IM_ERR_NO_FILE;
         }
         if (ro) {
-            std::fprintf(stderr, "IMOpen %d: unable to obtain read access to\n%s\n", stream, s.name.c_str());
-            return 205;
+            say(" %d: unable to obtain read access to\n%s\n", stream, s.name.c_str());
+            return IM_ERR_NO_READ_ACCESS;
         }
-        std::fprintf(stderr, "IMOpen %d: unable to obtain read/write access to\n%s\n", stream, s.name.c_str());
-        return 204;
+        say(" %d: unable to obtain read/write access to\n%s\n", stream, s.name.c_str());
+        return IM_ERR_NO_READ_WRITE_ACCESS;
     }
     return 0;
 }
@@ -96,16 +97,16 @@ int read_ext_header(Stream &s)
     const long long held = std::min<long long>(available, s.ext_size);
     s.ext.assign(static_cast<size_t>(held), 0);
     if (!stream_file_seek(s, IM_HEADER_BYTES, SEEK_SET)) {
-        std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMOpen", stream);
+        say(" %d: error positioning stream.\n", stream);
         s.ext.clear();
-        return 301;
+        return IM_ERR_POSITION;
     }
     const long long got = held > 0 ? stream_file_read(s, s.ext.data(), 1, held) : 0;
     int status = 0;
     if (got != s.ext_size) {
-        std::fprintf(stderr, "IMOpen %d: error reading extended header (%d,%d,%s,\"%s\").\n", stream,
-                     static_cast<int>(got), s.ext_size, s.attribute.c_str(), s.name.c_str());
-        status = 210;
+        say(" %d: error reading extended header (%d,%d,%s,\"%s\").\n", stream,
+            static_cast<int>(got), s.ext_size, s.attribute.c_str(), s.name.c_str());
+        status = IM_ERR_READ_EXT_HEADER;
     }
     if (s.swap) {
         const long long words = std::min<long long>(
@@ -116,9 +117,9 @@ int read_ext_header(Stream &s)
     }
     place_field_area(s);
     const int parsed = parse_fields(s, false);
-    if (parsed != 0 && parsed != 730)
-        std::fprintf(stderr, "IMOpen %d: fields after field %d not read: %s.\n", stream,
-                     static_cast<int>(s.fields.size()), IMRtStatusText(parsed));
+    if (parsed != 0 && parsed != IM_ERR_FIELDS_EMPTY)
+        say(" %d: fields after field %d not read: %s.\n", stream,
+            static_cast<int>(s.fields.size()), IMRtStatusText(parsed));
     return status;
 }
 
@@ -130,17 +131,17 @@ int open_window(Stream &s, const char *attribute)
         s.open_mode = IM_MODE_OLD;
     WindowRuntime &rt = window_runtime();
     if (s.open_mode != IM_MODE_NEW && !rt.exists(s.window)) {
-        std::fprintf(stderr, "IMOpen: unable to open window connected to stream %d.\n", s.number);
-        return 810;
+        say(": unable to open window connected to stream %d.\n", s.number);
+        return IM_ERR_NO_WINDOW;
     }
     if (!rt.open(s.window, attribute)) {
-        std::fprintf(stderr, "IMOpen: unable to open window connected to stream %d.\n", s.number);
-        return 803;
+        say(": unable to open window connected to stream %d.\n", s.number);
+        return IM_ERR_WINDOW_OPEN;
     }
     const unsigned char *header = rt.header(s.window);
     if (!header) {
-        std::fprintf(stderr, "IMOpen %d: error getting header information from window.\n", s.number);
-        return 809;
+        say(" %d: error getting header information from window.\n", s.number);
+        return IM_ERR_WINDOW_HEADER;
     }
     s.raw.assign(header, header + IM_HEADER_BYTES);
     if (int status = decode_header(s))
@@ -163,13 +164,23 @@ int attach_window_ext_header(Stream &s)
 {
     unsigned char *memory = window_runtime().allocate_ext_header(s.window, static_cast<size_t>(s.ext_size));
     if (!memory) {
-        std::fprintf(stderr, "IMOpen %d: extended header memory allocation error.\n", s.number);
-        return 902;
+        say(" %d: extended header memory allocation error.\n", s.number);
+        return IM_ERR_ALLOC;
     }
     s.ext.attach(memory, static_cast<size_t>(s.ext_size));
     place_field_area(s);
     return 0;
 }
+
+struct ResetOnThrow {
+    int stream;
+    int exceptions = std::uncaught_exceptions();
+    ~ResetOnThrow()
+    {
+        if (std::uncaught_exceptions() > exceptions && stream >= 1 && stream <= IM_MAX_STREAMS)
+            take_stream_slot(stream).reset();
+    }
+};
 
 int fail_open(int stream, int status)
 {
@@ -182,37 +193,37 @@ int fail_open(int stream, int status)
 int bytes_per_pix(int stream, int mode, int *bytes, bool quiet)
 {
     switch (mode) {
-    case 0: *bytes = 1; return 0;
-    case 1:
-    case 6: *bytes = 2; return 0;
-    case 2:
-    case 7: *bytes = 4; return 0;
-    case 4:
-    case 8: *bytes = 8; return 0;
-    case 3:
+    case IM_PIXEL_BYTE: *bytes = 1; return 0;
+    case IM_PIXEL_INT16:
+    case IM_PIXEL_UINT16: *bytes = 2; return 0;
+    case IM_PIXEL_FLOAT:
+    case IM_PIXEL_INT32: *bytes = 4; return 0;
+    case IM_PIXEL_COMPLEX_FLOAT:
+    case IM_PIXEL_DOUBLE: *bytes = 8; return 0;
+    case IM_PIXEL_COMPLEX_INT16:
         *bytes = 4;
         if (!quiet)
-            std::fprintf(stderr, "IMRtBytesPerPix %d: 16 bit complex data not supported.\n", stream);
-        return 905;
+            emit("IMRtBytesPerPix %d: 16 bit complex data not supported.\n", stream);
+        return IM_ERR_COMPLEX16;
     default:
         *bytes = 2;
         if (!quiet)
-            std::fprintf(stderr, "IMRtBytesPerPix %d: %d is an invalid pixel data type.\n", stream, mode);
-        return 503;
+            emit("IMRtBytesPerPix %d: %d is an invalid pixel data type.\n", stream, mode);
+        return IM_ERR_PIXEL_MODE;
     }
 }
 
 const char *mode_name(int mode)
 {
     switch (mode) {
-    case 0: return "1 byte integer";
-    case 1: return "2 byte signed integer";
-    case 2: return "4 byte floating-point";
-    case 3: return "2 byte integer complex";
-    case 4: return "4 byte floating-point complex";
-    case 6: return "2 byte unsigned integer";
-    case 7: return "4 byte signed integer";
-    case 8: return "8 byte floating-point";
+    case IM_PIXEL_BYTE: return "1 byte integer";
+    case IM_PIXEL_INT16: return "2 byte signed integer";
+    case IM_PIXEL_FLOAT: return "4 byte floating-point";
+    case IM_PIXEL_COMPLEX_INT16: return "2 byte integer complex";
+    case IM_PIXEL_COMPLEX_FLOAT: return "4 byte floating-point complex";
+    case IM_PIXEL_UINT16: return "2 byte unsigned integer";
+    case IM_PIXEL_INT32: return "4 byte signed integer";
+    case IM_PIXEL_DOUBLE: return "8 byte floating-point";
     default: return "unknown";
     }
 }
@@ -225,25 +236,29 @@ extern "C" {
 
 int IMRtStreamTypeFromName(const char *name, int *kind, int *window)
 {
-    if (!name || !*name) {
-        std::fprintf(stderr, "IMRtStreamTypeFromName: invalid stream name.\n");
-        return 504;
-    }
-    int number = -1;
-    const size_t length = std::strlen(name);
-    if (length < 5 && name[0] != '0' && std::all_of(name, name + length, [](char c) { return c >= '0' && c <= '9'; }))
-        number = std::atoi(name);
-    const bool is_window = number >= 1 && number <= 1023;
-    if (kind)
-        *kind = is_window ? kWindow : kFile;
-    if (window)
-        *window = is_window ? number : -1;
-    return 0;
+    return boundary(__func__, [&]() -> int {
+        if (!name || !*name) {
+            say(": invalid stream name.\n");
+            return IM_ERR_STREAM_NAME;
+        }
+        int number = -1;
+        const size_t length = std::strlen(name);
+        if (length < 5 && name[0] != '0' && std::all_of(name, name + length, [](char c) { return c >= '0' && c <= '9'; }))
+            number = std::atoi(name);
+        const bool is_window = number >= 1 && number <= 1023;
+        if (kind)
+            *kind = is_window ? kWindow : kFile;
+        if (window)
+            *window = is_window ? number : -1;
+        return 0;
+    });
 }
 
 int IMOpen(int stream, const char *name, const char *attribute)
 {
-    try {
+    return boundary(__func__, stream, [&]() -> int {
+        // A record left half made by an exception does not stay in the table.
+        const ResetOnThrow reset{stream};
         if (g_first_open) {
             g_first_open = false;
             if (std::getenv("IMSUBS_VERBOSE"))
@@ -251,12 +266,12 @@ int IMOpen(int stream, const char *name, const char *attribute)
             clear_stream_table();
         }
         if (stream < 1 || stream > IM_MAX_STREAMS) {
-            std::fprintf(stderr, "IMOpen %d: invalid stream number.\n", stream);
-            return 1;
+            say(" %d: invalid stream number.\n", stream);
+            return IM_ERR_STREAM_NUMBER;
         }
         if (Stream *old = stream_slot(stream)) {
-            std::fprintf(stderr, "[%d] IMOpen %d: stream (name %s) is already open. Continuing...\n",
-                         static_cast<int>(getpid()), stream, old->name.c_str());
+            emit("[%d] %s %d: stream (name %s) is already open. Continuing...\n",
+                 static_cast<int>(getpid()), call_name(), stream, old->name.c_str());
             if (old->kind == kFile && (old->file || old->fd >= 0))
                 close_file(*old);
             else if (old->kind == kWindow)
@@ -273,8 +288,8 @@ int IMOpen(int stream, const char *name, const char *attribute)
         s.kind = kind;
         const Attribute parsed = parse_attribute(attribute);
         if (parsed.open_mode < 0) {
-            std::fprintf(stderr, "IMOpen %d: %s is an invalid stream attribute.\n", stream, s.attribute.c_str());
-            return fail_open(stream, 201);
+            say(" %d: %s is an invalid stream attribute.\n", stream, s.attribute.c_str());
+            return fail_open(stream, IM_ERR_ATTRIBUTE);
         }
         s.open_mode = parsed.open_mode;
         s.io_kind = is_database_name(s.name) ? IM_IO_DATABASE : parsed.io_kind;
@@ -287,16 +302,16 @@ int IMOpen(int stream, const char *name, const char *attribute)
             if (slash != std::string::npos && s.io_kind != IM_IO_DATABASE)
                 s.directory = s.name.substr(0, slash == 0 ? 1 : slash);
             if (int status = check_access(s)) {
-                if (status == 202 && s.open_mode == IM_MODE_RO)
+                if (status == IM_ERR_NO_FILE && s.open_mode == IM_MODE_RO)
                     return status; // the record stays in the slot
                 return fail_open(stream, status);
             }
             if (open_file(s) != 0) {
                 if (s.io_kind == IM_IO_DATABASE)
-                    std::fprintf(stderr, "IMOpen %d: no image database service for\n%s.\n", stream, s.name.c_str());
+                    say(" %d: no image database service for\n%s.\n", stream, s.name.c_str());
                 else
-                    std::fprintf(stderr, "IMOpen %d: unable to open file\n%s.\n", stream, s.name.c_str());
-                return fail_open(stream, 206);
+                    say(" %d: unable to open file\n%s.\n", stream, s.name.c_str());
+                return fail_open(stream, IM_ERR_OPEN_FAILED);
             }
             if (s.open_mode != IM_MODE_NEW)
                 if (int status = IMRdHdr2(stream)) {
@@ -308,30 +323,30 @@ int IMOpen(int stream, const char *name, const char *attribute)
         if (!s.has_header()) {
             if (s.kind == kFile && s.open_mode == IM_MODE_NEW) {
                 s.raw.assign(IM_HEADER_BYTES, 0);
-                if (int status = IMCrHdr3(stream, 1, 1, 1, 1, 1, 1, 2, 6)) {
+                if (int status = IMCrHdr3(stream, 1, 1, 1, 1, 1, 1, IM_SEQ_ZWTP, IM_PIXEL_UINT16)) {
                     close_file(s);
                     return fail_open(stream, status);
                 }
                 return 0;
             }
-            std::fprintf(stderr, "IMOpen %d: critical SW error. Header is NULL.\n", stream);
+            say(" %d: critical SW error. Header is NULL.\n", stream);
             close_file(s);
-            return fail_open(stream, 106);
+            return fail_open(stream, IM_ERR_NEW_HEADER);
         }
 
         int status = 0;
         if (s.ext_size < 0) {
-            std::fprintf(stderr, "IMOpen %d: invalid extended header size (%d).\n", stream, s.ext_size);
+            say(" %d: invalid extended header size (%d).\n", stream, s.ext_size);
             if (s.kind == kFile)
                 close_file(s);
-            return fail_open(stream, 210);
+            return fail_open(stream, IM_ERR_READ_EXT_HEADER);
         }
         if (s.ext_size != 0 && s.open_mode != IM_MODE_NEW) {
             if (s.kind == kFile)
                 status = read_ext_header(s);
-            else if ((status = attach_window_ext_header(s)) == 902)
+            else if ((status = attach_window_ext_header(s)) == IM_ERR_ALLOC)
                 return fail_open(stream, status);
-            if (status == 301) {
+            if (status == IM_ERR_POSITION) {
                 close_file(s);
                 return fail_open(stream, status);
             }
@@ -346,274 +361,255 @@ int IMOpen(int stream, const char *name, const char *attribute)
             return fail_open(stream, posn);
         }
         return status;
-    } catch (...) {
-        std::fprintf(stderr, "IMOpen %d: memory allocation error.\n", stream);
-        if (stream >= 1 && stream <= IM_MAX_STREAMS)
-            take_stream_slot(stream).reset();
-        return 902;
-    }
+    });
 }
 
 int IMClose(int stream)
 {
-    if (stream < 1 || stream > IM_MAX_STREAMS) {
-        std::fprintf(stderr, "IMClose %d: invalid stream number.\n", stream);
-        return 1;
-    }
-    if (!stream_slot(stream)) {
-        std::fprintf(stderr, "IMClose %d: attempt to close an unopened stream.\n", stream);
-        return 104;
-    }
-    if (int status = check_stream(stream, "IMClose"))
-        return status;
-    std::unique_ptr<Stream> s = take_stream_slot(stream);
-    if (s->kind == kWindow)
-        window_runtime().close(s->window);
-    else
-        close_file(*s);
-    return 0;
+    return boundary(__func__, stream, [&]() -> int {
+        if (stream < 1 || stream > IM_MAX_STREAMS) {
+            say(" %d: invalid stream number.\n", stream);
+            return IM_ERR_STREAM_NUMBER;
+        }
+        if (!stream_slot(stream)) {
+            say(" %d: attempt to close an unopened stream.\n", stream);
+            return IM_ERR_CLOSE_UNOPENED;
+        }
+        if (int status = check_stream(stream, call_name()))
+            return status;
+        std::unique_ptr<Stream> s = take_stream_slot(stream);
+        if (s->kind == kWindow)
+            window_runtime().close(s->window);
+        else
+            close_file(*s);
+        return 0;
+    });
 }
 
 int IMFileSync(int stream)
 {
-    if (stream < 1 || stream > IM_MAX_STREAMS || !stream_slot(stream))
-        return 1;
-    Stream &s = *stream_slot(stream);
-    if (s.kind != kFile || s.io_kind != IM_IO_BUFFERED)
+    return boundary(__func__, stream, [&]() -> int {
+        if (stream < 1 || stream > IM_MAX_STREAMS || !stream_slot(stream))
+            return IM_ERR_STREAM_NUMBER;
+        Stream &s = *stream_slot(stream);
+        if (s.kind != kFile || s.io_kind != IM_IO_BUFFERED)
+            return 0;
+        if (!s.file)
+            return IM_ERR_STREAM_NUMBER;
+        std::fflush(s.file);
+        const int fd = fileno(s.file);
+        fdatasync(fd);
+        posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
         return 0;
-    if (!s.file)
-        return 1;
-    std::fflush(s.file);
-    const int fd = fileno(s.file);
-    fdatasync(fd);
-    posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
-    return 0;
+    });
 }
 
 int IMRdHdr2(int stream)
 {
-    int status;
-    Stream *s = checked(stream, "IMRdHdr2", &status);
-    if (!s)
-        return status;
-    try {
-        if (s->kind == kWindow) {
-            const unsigned char *header = window_runtime().header(s->window);
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (s.kind == kWindow) {
+            const unsigned char *header = window_runtime().header(s.window);
             if (!header) {
-                std::fprintf(stderr, "IMRdHdr2 %d: unable to read header from window.\n", stream);
-                return 809;
+                say(" %d: unable to read header from window.\n", stream);
+                return IM_ERR_WINDOW_HEADER;
             }
-            s->raw.assign(header, header + IM_HEADER_BYTES);
-            return decode_header(*s);
+            s.raw.assign(header, header + IM_HEADER_BYTES);
+            return decode_header(s);
         }
         std::vector<unsigned char> raw(IM_HEADER_BYTES, 0);
-        if (!stream_file_seek(*s, 0, SEEK_SET)) {
-            std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMRdHdr2", stream);
-            return 301;
+        if (!stream_file_seek(s, 0, SEEK_SET)) {
+            say(" %d: error positioning stream.\n", stream);
+            return IM_ERR_POSITION;
         }
-        const long long got = stream_file_read(*s, raw.data(), 1, IM_HEADER_BYTES);
+        const long long got = stream_file_read(s, raw.data(), 1, IM_HEADER_BYTES);
         if (got != IM_HEADER_BYTES) {
-            std::fprintf(stderr, "IMRdHdr2 %d: only %d bytes read from header.\n", stream, static_cast<int>(got));
-            return 207;
+            say(" %d: only %d bytes read from header.\n", stream, static_cast<int>(got));
+            return IM_ERR_READ_HEADER;
         }
-        s->raw = std::move(raw);
-        s->swap = false;
-        const int decoded = decode_header(*s);
+        s.raw = std::move(raw);
+        s.swap = false;
+        const int decoded = decode_header(s);
         if (decoded)
-            s->raw.clear();
+            s.raw.clear();
         return decoded;
-    } catch (...) {
-        std::fprintf(stderr, "IMRdHdr2 %d: memory allocation error.\n", stream);
-        return 902;
-    }
+    });
 }
 
 int IMWrHdr2(int stream, int with_extended_header)
 {
-    int status;
-    Stream *s = checked(stream, "IMWrHdr2", &status);
-    if (!s)
-        return status;
-    try {
-        encode_header(*s);
-        if (s->kind == kWindow) {
-            if (unsigned char *header = window_runtime().header(s->window))
-                std::memcpy(header, s->raw.data(), IM_HEADER_BYTES);
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        encode_header(s);
+        if (s.kind == kWindow) {
+            if (unsigned char *header = window_runtime().header(s.window))
+                std::memcpy(header, s.raw.data(), IM_HEADER_BYTES);
             return 0;
         }
-        if (!stream_file_seek(*s, 0, SEEK_SET)) {
-            std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMWrHdr2", stream);
-            return 301;
+        if (!stream_file_seek(s, 0, SEEK_SET)) {
+            say(" %d: error positioning stream.\n", stream);
+            return IM_ERR_POSITION;
         }
-        std::vector<unsigned char> on_disk = s->raw;
-        header_in_file_order(*s, on_disk.data());
-        const long long wrote = stream_file_write(*s, on_disk.data(), 1, IM_HEADER_BYTES);
+        std::vector<unsigned char> on_disk = s.raw;
+        header_in_file_order(s, on_disk.data());
+        const long long wrote = stream_file_write(s, on_disk.data(), 1, IM_HEADER_BYTES);
         if (wrote != IM_HEADER_BYTES) {
-            std::fprintf(stderr, "IMWrHdr2 %d: only %d bytes written to header.\n", stream, static_cast<int>(wrote));
-            return 209;
+            say(" %d: only %d bytes written to header.\n", stream, static_cast<int>(wrote));
+            return IM_ERR_WRITE_HEADER;
         }
         int result = 0;
-        if (with_extended_header && s->ext_size > 0) {
-            if (s->ext.empty()) {
-                std::fprintf(stderr, "IMWrHdr2 %d: ext header buffer is NULL, size is %d.\n", stream, s->ext_size);
-                return 706;
+        if (with_extended_header && s.ext_size > 0) {
+            if (s.ext.empty()) {
+                say(" %d: ext header buffer is NULL, size is %d.\n", stream, s.ext_size);
+                return IM_ERR_NO_EXT_HEADER;
             }
             int needed = 0;
-            const int stored = write_fields(*s, &needed);
-            if (stored < static_cast<int>(s->fields.size())) {
-                std::fprintf(stderr, "IMWrHdr2 %d: field header overrun\n", stream);
-                std::fprintf(stderr, "  num fields=%d out of %d expected\n", stored, static_cast<int>(s->fields.size()));
-                std::fprintf(stderr, "  num bytes stored=%d out of %d expected (max allowed=%d\n", s->field_used, needed,
-                             s->field_space);
-                result = 707;
+            const int stored = write_fields(s, &needed);
+            if (stored < static_cast<int>(s.fields.size())) {
+                say(" %d: field header overrun\n", stream);
+                emit("  num fields=%d out of %d expected\n", stored, static_cast<int>(s.fields.size()));
+                emit("  num bytes stored=%d out of %d expected (max allowed=%d\n", s.field_used, needed,
+                     s.field_space);
+                result = IM_ERR_EXT_OVERRUN;
             }
             // The per-section values go back in the file's byte order; a short extended header read
             // from a damaged file is written back as far as it was read.
-            std::vector<unsigned char> ext(s->ext.data(), s->ext.data() + std::min<size_t>(s->ext.size(), s->ext_size));
-            if (s->swap)
-                for (long long i = 0; i < std::min<long long>(static_cast<long long>(s->sections) *
-                                                                   (s->ints_per_section + s->floats_per_section),
+            std::vector<unsigned char> ext(s.ext.data(), s.ext.data() + std::min<size_t>(s.ext.size(), s.ext_size));
+            if (s.swap)
+                for (long long i = 0; i < std::min<long long>(static_cast<long long>(s.sections) *
+                                                                   (s.ints_per_section + s.floats_per_section),
                                                                static_cast<long long>(ext.size()) / 4);
                      ++i)
                     std::reverse(ext.data() + 4 * i, ext.data() + 4 * i + 4);
-            const long long wrote_ext = stream_file_write(*s, ext.data(), 1, static_cast<long long>(ext.size()));
+            const long long wrote_ext = stream_file_write(s, ext.data(), 1, static_cast<long long>(ext.size()));
             if (wrote_ext != static_cast<long long>(ext.size())) {
-                std::fprintf(stderr, "IMWrHdr2 %d: only %d bytes written to extended header. Expected %d.\n", stream,
-                             static_cast<int>(wrote_ext), s->ext_size);
-                return 211;
+                say(" %d: only %d bytes written to extended header. Expected %d.\n", stream,
+                    static_cast<int>(wrote_ext), s.ext_size);
+                return IM_ERR_WRITE_EXT_HEADER;
             }
         }
         // Buffered bytes reach the file only here: a full disk shows up now, not at the writes.
         errno = 0;
-        if (!stream_file_flush(*s)) {
-            std::fprintf(stderr, "IMWrHdr2 %d: unable to write the header: %s\n", stream, std::strerror(errno));
-            return 209;
+        if (!stream_file_flush(s)) {
+            say(" %d: unable to write the header: %s\n", stream, std::strerror(errno));
+            return IM_ERR_WRITE_HEADER;
         }
         const int posn = IMPosn(stream, 0, 0);
         return result ? result : posn;
-    } catch (...) {
-        std::fprintf(stderr, "IMWrHdr2 %d: memory allocation error.\n", stream);
-        return 902;
-    }
+    });
 }
 
 int IMWrHdr(int stream, const char *title, int title_mode, float min, float max, float mean)
 {
-    int status;
-    Stream *s = checked(stream, "IMWrHdr", &status);
-    if (!s)
-        return status;
-    auto put = [&](int index) {
-        auto &slot = s->titles[index];
-        slot.fill(0);
-        std::strncpy(slot.data(), title ? title : "", 79);
-    };
-    if (title_mode == 0) {
-        put(0);
-        s->title_count = 1;
-    } else {
-        if (title_mode == 2)
-            std::fprintf(stderr, "IMWrHdr: add title to top of list not yet supported. Adding to bottom.\n");
-        if (s->title_count < s->max_titles)
-            put(s->title_count++);
-        else if (s->max_titles > 0)
-            put(s->max_titles - 1);
-    }
-    if (s->title_count < 1) {
-        std::fprintf(stderr, "IMWrHdr: the number of titles appears to be less than 1.\n");
-        s->title_count = 1;
-    }
-    s->wave_min[0] = min;
-    s->wave_max[0] = max;
-    s->wave_mean[0] = mean;
-    return IMWrHdr2(stream, 1);
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        auto put = [&](int index) {
+            auto &slot = s.titles[index];
+            slot.fill(0);
+            std::strncpy(slot.data(), title ? title : "", 79);
+        };
+        if (title_mode == 0) {
+            put(0);
+            s.title_count = 1;
+        } else {
+            if (title_mode == 2)
+                say(": add title to top of list not yet supported. Adding to bottom.\n");
+            if (s.title_count < s.max_titles)
+                put(s.title_count++);
+            else if (s.max_titles > 0)
+                put(s.max_titles - 1);
+        }
+        if (s.title_count < 1) {
+            say(": the number of titles appears to be less than 1.\n");
+            s.title_count = 1;
+        }
+        s.wave_min[0] = min;
+        s.wave_max[0] = max;
+        s.wave_mean[0] = mean;
+        return IMWrHdr2(stream, 1);
+    });
 }
 
 int IMCrHdr3(int stream, int nx, int ny, int nz, int nw, int nt, int np, int sequence, int mode)
 {
-    int status;
-    Stream *s = checked(stream, "IMCrHdr3", &status);
-    if (!s)
-        return status;
-    if (sequence < 0 || sequence >= 15)
-        return 505;
-    if (mode < 0 || mode >= 9 || mode == 5)
-        return 503;
-    if (nx < 0 || ny < 0) {
-        std::fprintf(stderr, "IMCrHdr3 %d: invalid image size (%d,%d).\n", stream, nx, ny);
-        return nx < 0 ? 402 : 403;
-    }
-    int result = 0;
-    const bool window = s->kind == kWindow;
-    if (window && nw >= 6) {
-        nw = 5;
-        result = 404;
-    }
-    const double sections = static_cast<double>(nt) * nz * np * nw;
-    if (nz <= 0 || nw <= 0 || nt <= 0 || np <= 0 || sections > INT_MAX) {
-        std::fprintf(stderr, "IMOpen2 %d: invalid number of sections (%d,%d,%d)\n", stream, nz, nw, nt);
-        return 510;
-    }
-    if (nw > IM_MAX_WAVES_EXTENDED || nt > 65535) {
-        std::fprintf(stderr, "IMCrHdr3 %d: invalid number of wavelengths or time points (%d,%d)\n", stream, nw, nt);
-        return nw > IM_MAX_WAVES_EXTENDED ? 501 : 510;
-    }
-    if (s->raw.empty())
-        s->raw.assign(IM_HEADER_BYTES, 0);
-    s->nx = nx;
-    s->ny = ny;
-    s->nz = nz;
-    s->nw = nw;
-    s->nt = nt;
-    s->np = np;
-    s->sections = static_cast<int>(sections);
-    s->sequence = sequence;
-    s->swap = false;
-    s->data_bits = 0;
-    s->mode = mode;
-    bytes_per_pix(stream, mode, &s->bytes_per_pixel, true);
-    s->lens_id = 0;
-    s->data_int = {};
-    s->data_float = {};
-    s->image_type = 100;
-    s->max_titles = limit_titles(100, window);
-    s->max_waves = window ? kWindowMaxWaves : IM_MAX_WAVES_EXTENDED;
-    s->start = {};
-    s->cell = {1, 1, 1};
-    s->sampling = {1, 1, 1};
-    s->pixel_size = {1, 1, 1};
-    s->axis_map = {1, 2, 3};
-    s->angle = {90, 90, 90};
-    s->space_group = 0;
-    s->ext.clear();
-    s->fields.clear();
-    s->ext_size = 0;
-    s->ints_per_section = s->floats_per_section = 0;
-    s->field_start = s->field_space = s->field_used = 0;
-    s->value132 = 1;
-    s->value134 = 1.0f;
-    s->wave_min = {};
-    s->wave_max = {};
-    s->wave_mean = {};
-    s->wave = {};
-    s->wave_values = {};
-    s->wave_max[0] = 1000.0f;
-    s->wave_mean[0] = 500.0f;
-    s->wave[0] = 500.0f;
-    s->rotation = {};
-    s->origin_x = s->origin_y = s->origin_z = 0;
-    s->time_stamp = 0;
-    s->title_count = 0;
-    for (auto &title : s->titles)
-        title.fill(0);
-    if (window)
-        if (unsigned char *header = window_runtime().header(s->window)) {
-            encode_header(*s);
-            std::memcpy(header, s->raw.data(), IM_HEADER_BYTES);
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (sequence < IM_SEQ_ZTWP || sequence > IM_SEQ_TPWZ)
+            return IM_ERR_SEQUENCE;
+        if (mode < IM_PIXEL_BYTE || mode > IM_PIXEL_DOUBLE || mode == 5)
+            return IM_ERR_PIXEL_MODE;
+        if (nx < 0 || ny < 0) {
+            say(" %d: invalid image size (%d,%d).\n", stream, nx, ny);
+            return nx < 0 ? IM_ERR_COLUMNS : IM_ERR_ROWS;
         }
-    if (int ext = IMCrExHdr(stream, 4, 3))
-        return ext;
-    return result;
+        int result = 0;
+        const bool window = s.kind == kWindow;
+        if (window && nw >= 6) {
+            nw = 5;
+            result = IM_ERR_WAVE_CHANNELS;
+        }
+        const double sections = static_cast<double>(nt) * nz * np * nw;
+        if (nz <= 0 || nw <= 0 || nt <= 0 || np <= 0 || sections > INT_MAX) {
+            emit("IMOpen2 %d: invalid number of sections (%d,%d,%d)\n", stream, nz, nw, nt);
+            return IM_ERR_SECTION_COUNT;
+        }
+        if (nw > IM_MAX_WAVES_EXTENDED || nt > 65535) {
+            say(" %d: invalid number of wavelengths or time points (%d,%d)\n", stream, nw, nt);
+            return nw > IM_MAX_WAVES_EXTENDED ? IM_ERR_WAVE_COUNT : IM_ERR_SECTION_COUNT;
+        }
+        if (s.raw.empty())
+            s.raw.assign(IM_HEADER_BYTES, 0);
+        s.nx = nx;
+        s.ny = ny;
+        s.nz = nz;
+        s.nw = nw;
+        s.nt = nt;
+        s.np = np;
+        s.sections = static_cast<int>(sections);
+        s.sequence = sequence;
+        s.swap = false;
+        s.data_bits = 0;
+        s.mode = mode;
+        bytes_per_pix(stream, mode, &s.bytes_per_pixel, true);
+        s.lens_id = 0;
+        s.data_int = {};
+        s.data_float = {};
+        s.image_type = 100;
+        s.max_titles = limit_titles(100, window);
+        s.max_waves = window ? kWindowMaxWaves : IM_MAX_WAVES_EXTENDED;
+        s.start = {};
+        s.cell = {1, 1, 1};
+        s.sampling = {1, 1, 1};
+        s.pixel_size = {1, 1, 1};
+        s.axis_map = {1, 2, 3};
+        s.angle = {90, 90, 90};
+        s.space_group = 0;
+        s.ext.clear();
+        s.fields.clear();
+        s.ext_size = 0;
+        s.ints_per_section = s.floats_per_section = 0;
+        s.field_start = s.field_space = s.field_used = 0;
+        s.value132 = 1;
+        s.value134 = 1.0f;
+        s.wave_min = {};
+        s.wave_max = {};
+        s.wave_mean = {};
+        s.wave = {};
+        s.wave_values = {};
+        s.wave_max[0] = 1000.0f;
+        s.wave_mean[0] = 500.0f;
+        s.wave[0] = 500.0f;
+        s.rotation = {};
+        s.origin_x = s.origin_y = s.origin_z = 0;
+        s.time_stamp = 0;
+        s.title_count = 0;
+        for (auto &title : s.titles)
+            title.fill(0);
+        if (window)
+            if (unsigned char *header = window_runtime().header(s.window)) {
+                encode_header(s);
+                std::memcpy(header, s.raw.data(), IM_HEADER_BYTES);
+            }
+        if (int ext = IMCrExHdr(stream, 4, 3))
+            return ext;
+        return result;
+    });
 }
 
 } // extern "C"

@@ -24,15 +24,15 @@ unsigned char *write_scratch()
 
 } // namespace
 
-int report_kernel_status(const Stream &s, const char *caller, int status)
+int report_kernel_status(const Stream &s, int status)
 {
     switch (status) {
     case pixel::kStatusOk: return 0;
-    case pixel::kStatusSwapFailed: std::fprintf(stderr, "%s %d: byte swap failed\n", caller, s.number); break;
+    case pixel::kStatusSwapFailed: say(" %d: byte swap failed\n", s.number); break;
     case pixel::kStatusComplex16:
-        std::fprintf(stderr, "%s %d: 16 bit complex data not supported.\n", caller, s.number);
+        say(" %d: 16 bit complex data not supported.\n", s.number);
         break;
-    default: std::fprintf(stderr, "%s %d: %d is an invalid pixel data type.\n", caller, s.number, s.mode);
+    default: say(" %d: %d is an invalid pixel data type.\n", s.number, s.mode);
     }
     return status;
 }
@@ -55,45 +55,45 @@ int caller_write_bytes(const Stream &s)
     return converts_on_write(s) ? static_cast<int>(sizeof(float)) : s.bytes_per_pixel;
 }
 
-int check_section_size(const Stream &s, const char *caller)
+int check_section_size(const Stream &s)
 {
     if (s.nx >= 0 && s.ny >= 0)
         return 0;
-    std::fprintf(stderr, "%s %d: invalid section size (%d x %d).\n", caller, s.number, s.nx, s.ny);
-    return s.nx < 0 ? 402 : 403;
+    say(" %d: invalid section size (%d x %d).\n", s.number, s.nx, s.ny);
+    return s.nx < 0 ? IM_ERR_COLUMNS : IM_ERR_ROWS;
 }
 
-int report_positioning_failed(const Stream &s, const char *caller)
+int report_positioning_failed(const Stream &s)
 {
-    std::fprintf(stderr, "%s %d: error positioning stream.\n", caller, s.number);
-    return 301;
+    say(" %d: error positioning stream.\n", s.number);
+    return IM_ERR_POSITION;
 }
 
-int report_no_buffer(const Stream &s, const char *caller)
+int report_no_buffer(const Stream &s)
 {
-    std::fprintf(stderr, "%s %d: no buffer given.\n", caller, s.number);
-    return 901;
+    say(" %d: no buffer given.\n", s.number);
+    return IM_ERR_MEMORY;
 }
 
-int check_transfer(const Stream &s, const char *caller, bool have_buffer)
+int check_transfer(const Stream &s, bool have_buffer)
 {
-    return have_buffer ? check_section_size(s, caller) : report_no_buffer(s, caller);
+    return have_buffer ? check_section_size(s) : report_no_buffer(s);
 }
 
-int check_rectangle(const Stream &s, const char *caller, int columns, int rows, int first_col, int last_col,
+int check_rectangle(const Stream &s, int columns, int rows, int first_col, int last_col,
                     int first_row, int last_row)
 {
     const long long width = static_cast<long long>(last_col) - first_col + 1;
     const long long height = static_cast<long long>(last_row) - first_row + 1;
     if (first_col < 0 || last_col >= s.nx || width < 1 || width > columns) {
-        std::fprintf(stderr, "%s %d: too many columns (%d/%d/%d).\n", caller, s.number, static_cast<int>(width), columns,
-                     s.nx);
-        return 402;
+        say(" %d: too many columns (%d/%d/%d).\n", s.number, static_cast<int>(width), columns,
+            s.nx);
+        return IM_ERR_COLUMNS;
     }
     if (first_row < 0 || last_row >= s.ny || height < 1 || height > rows) {
-        std::fprintf(stderr, "%s %d: too many rows (%d/%d/%d).\n", caller, s.number, static_cast<int>(height), rows,
-                     s.ny);
-        return 403;
+        say(" %d: too many rows (%d/%d/%d).\n", s.number, static_cast<int>(height), rows,
+            s.ny);
+        return IM_ERR_ROWS;
     }
     return 0;
 }
@@ -107,7 +107,7 @@ void prepare_direction(Stream &s, int op)
         stream_file_seek(s, 0, SEEK_CUR);
 }
 
-Moved read_pixels(Stream &s, const char *caller, void *buffer, long long pixels)
+Moved read_pixels(Stream &s, void *buffer, long long pixels)
 {
     Moved moved;
     prepare_direction(s, kRead);
@@ -123,7 +123,7 @@ Moved read_pixels(Stream &s, const char *caller, void *buffer, long long pixels)
     moved.error = errno;
     s.last_op = kRead;
     if (moved.pixels < pixels) {
-        moved.status = 212;
+        moved.status = IM_ERR_SHORT_READ;
         return moved;
     }
     const auto n = static_cast<size_t>(pixels);
@@ -134,37 +134,37 @@ Moved read_pixels(Stream &s, const char *caller, void *buffer, long long pixels)
         status = pixel::swap_pixels(s.mode, buffer, n);
     else if (s.convert)
         status = pixel::widen_to_float(s.mode, buffer, n, pairs.get());
-    moved.status = report_kernel_status(s, caller, status);
+    moved.status = report_kernel_status(s, status);
     return moved;
 }
 
-void report_short_read(Stream &s, const char *caller, long long pixels, int error, const char *detail)
+void report_short_read(Stream &s, long long pixels, int error, const char *detail)
 {
     const int eof = stream_file_eof(s);
-    std::fprintf(stderr, "%s %d: only %d pixels read (EOF=%d).\n", caller, s.number,
-                 static_cast<int>(std::min<long long>(pixels, INT_MAX)), eof);
+    say(" %d: only %d pixels read (EOF=%d).\n", s.number,
+        static_cast<int>(std::min<long long>(pixels, INT_MAX)), eof);
     if (detail)
         std::fputs(detail, stderr);
-    std::fprintf(stderr, "        %s\n", std::strerror(error));
+    emit("        %s\n", std::strerror(error));
 }
 
-static Moved short_write(const Stream &s, const char *caller, Moved moved)
+static Moved short_write(const Stream &s, Moved moved)
 {
-    std::fprintf(stderr, "%s %d: incorrect number of pixels written.\n", caller, s.number);
-    std::fprintf(stderr, "        %s\n", std::strerror(moved.error));
-    moved.status = 213;
+    say(" %d: incorrect number of pixels written.\n", s.number);
+    emit("        %s\n", std::strerror(moved.error));
+    moved.status = IM_ERR_SHORT_WRITE;
     return moved;
 }
 
-Moved write_pixels(Stream &s, const char *caller, const void *buffer, long long pixels, pixel::ClampCounts &clamped)
+Moved write_pixels(Stream &s, const void *buffer, long long pixels, pixel::ClampCounts &clamped)
 {
     Moved moved;
     if (s.mode == pixel::kModeComplexInt16) {
-        moved.status = report_kernel_status(s, caller, pixel::kStatusComplex16);
+        moved.status = report_kernel_status(s, pixel::kStatusComplex16);
         return moved;
     }
     if (s.convert && pixel::file_bytes_per_pixel(s.mode) == 0) {
-        moved.status = report_kernel_status(s, caller, pixel::kStatusInvalidMode);
+        moved.status = report_kernel_status(s, pixel::kStatusInvalidMode);
         return moved;
     }
     prepare_direction(s, kWrite);
@@ -174,7 +174,7 @@ Moved write_pixels(Stream &s, const char *caller, const void *buffer, long long 
         errno = 0;
         moved.pixels = stream_file_write(s, buffer, bytes, pixels);
         moved.error = errno;
-        return moved.pixels < pixels ? short_write(s, caller, moved) : moved;
+        return moved.pixels < pixels ? short_write(s, moved) : moved;
     }
     const auto chunk = static_cast<long long>(pixel::write_chunk_pixels(s.mode));
     const auto *floats = static_cast<const float *>(buffer);
@@ -187,18 +187,18 @@ Moved write_pixels(Stream &s, const char *caller, const void *buffer, long long 
         moved.pixels += wrote;
         if (wrote < n) {
             moved.error = errno;
-            return short_write(s, caller, moved);
+            return short_write(s, moved);
         }
     }
     return moved;
 }
 
-int finish_write(Stream &s, const char *caller, const pixel::ClampCounts &clamped, bool flush)
+int finish_write(Stream &s, const pixel::ClampCounts &clamped, bool flush)
 {
     if ((clamped.low > 0 || clamped.high > 0) && g_verbose)
-        std::fprintf(stderr, "%s %d: intensity truncation (hi=%d, lo=%d).\n", caller, s.number,
-                     static_cast<int>(std::min<size_t>(clamped.high, INT_MAX)),
-                     static_cast<int>(std::min<size_t>(clamped.low, INT_MAX)));
+        say(" %d: intensity truncation (hi=%d, lo=%d).\n", s.number,
+            static_cast<int>(std::min<size_t>(clamped.high, INT_MAX)),
+            static_cast<int>(std::min<size_t>(clamped.low, INT_MAX)));
     if (!flush)
         return 0;
     errno = 0;
@@ -206,7 +206,7 @@ int finish_write(Stream &s, const char *caller, const pixel::ClampCounts &clampe
         return 0;
     Moved failed;
     failed.error = errno;
-    return short_write(s, caller, failed).status;
+    return short_write(s, failed).status;
 }
 
 void advance_position(Stream &s, long long pixels)
@@ -240,10 +240,10 @@ bool seek_pixel(Stream &s, long long section, long long line, long long column)
     return true;
 }
 
-int move_to_next_section(Stream &s, const char *caller, int section)
+int move_to_next_section(Stream &s, int section)
 {
     if (!seek_pixel(s, section + 1LL, 0, 0))
-        return report_positioning_failed(s, caller);
+        return report_positioning_failed(s);
     set_position(s, section + 1, 0);
     return 0;
 }

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "im_stream.h"
+#include "im_call.h"
 #include "im_window.h"
 
 namespace lx::im {
@@ -43,7 +43,7 @@ int section_number(const Stream &s, int z, int w, int t, int p, int *section)
 void section_position(const Stream &s, int section, int *z, int *w, int *t, int *p)
 {
     int pos[4] = {0, 0, 0, 0}; // z, w, t, p
-    if (s.sequence >= 0 && s.sequence <= 14 && section >= 0) {
+    if (s.sequence >= IM_SEQ_ZTWP && s.sequence <= IM_SEQ_TPWZ && section >= 0) {
         const char *name = IMRtSequenceName(s.sequence);
         long long rest = section;
         for (int i = 0; i < 4; ++i) {
@@ -80,154 +80,139 @@ extern "C" {
 
 int IMRtSecNum2(int stream, int z, int w, int t, int p, int *section)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtSecNum2", &status);
-    if (!s)
-        return status;
-    if (z < 0 || z >= s->nz || w < 0 || w >= s->nw || t < 0 || t >= s->nt || p < 0 || p >= s->np) {
-        std::fprintf(stderr,
-                     "[%d] IMRtSecNum2 %d: invalid Z,W,T,P coordinate.\nRequested %d %d %d %d, Stream has %d %d %d %d.\n",
-                     static_cast<int>(getpid()), stream, z, w, t, p, s->nz, s->nw, s->nt, s->np);
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (z < 0 || z >= s.nz || w < 0 || w >= s.nw || t < 0 || t >= s.nt || p < 0 || p >= s.np) {
+            emit("[%d] %s %d: invalid Z,W,T,P coordinate.\nRequested %d %d %d %d, Stream has %d %d %d %d.\n",
+                 static_cast<int>(getpid()), call_name(), stream, z, w, t, p, s.nz, s.nw, s.nt, s.np);
+            if (section)
+                *section = 0;
+            return IM_ERR_ZWTP;
+        }
+        if (s.sequence < IM_SEQ_ZTWP || s.sequence > IM_SEQ_TPWZ) {
+            say(" %d: invalid image sequence %d\n", stream, s.sequence);
+            return IM_ERR_SEQUENCE;
+        }
+        int result = 0;
+        section_number(s, z, w, t, p, &result);
+        if (g_verbose)
+            std::printf("%s %d: iz=%d, iw=%d, it=%d, ip=%d, sec=%d\n", call_name(), stream, z, w, t, p, result);
         if (section)
-            *section = 0;
-        return 604;
-    }
-    if (s->sequence < 0 || s->sequence >= 15) {
-        std::fprintf(stderr, "IMRtSecNum2 %d: invalid image sequence %d\n", stream, s->sequence);
-        return 505;
-    }
-    int result = 0;
-    section_number(*s, z, w, t, p, &result);
-    if (g_verbose)
-        std::printf("IMRtSecNum2 %d: iz=%d, iw=%d, it=%d, ip=%d, sec=%d\n", stream, z, w, t, p, result);
-    if (section)
-        *section = result;
-    return 0;
+            *section = result;
+        return 0;
+    });
 }
 
 int IMRtSecNum(int stream, int z, int w, int t, int *section) { return IMRtSecNum2(stream, z, w, t, 0, section); }
 
 int IMRtZWTPNum(int stream, int section, int *z, int *w, int *t, int *p)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtZWTPNum", &status);
-    if (!s)
-        return status;
-    if (s->sequence < 0 || s->sequence >= 15) {
-        std::fprintf(stderr, "IMRtZWTPNum %d: invalid image sequence %d\n", stream, s->sequence);
-        return 505;
-    }
-    if (section < 0 || section >= s->sections) {
-        std::fprintf(stderr, "IMRtZWTPNum %d: invalid section number (%d).\n", stream, section);
-        return 601;
-    }
-    int pos[4];
-    section_position(*s, section, &pos[0], &pos[1], &pos[2], &pos[3]);
-    *z = pos[0];
-    *w = pos[1];
-    *t = pos[2];
-    *p = pos[3];
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (s.sequence < IM_SEQ_ZTWP || s.sequence > IM_SEQ_TPWZ) {
+            say(" %d: invalid image sequence %d\n", stream, s.sequence);
+            return IM_ERR_SEQUENCE;
+        }
+        if (section < 0 || section >= s.sections) {
+            say(" %d: invalid section number (%d).\n", stream, section);
+            return IM_ERR_SECTION;
+        }
+        int pos[4];
+        section_position(s, section, &pos[0], &pos[1], &pos[2], &pos[3]);
+        *z = pos[0];
+        *w = pos[1];
+        *t = pos[2];
+        *p = pos[3];
+        return 0;
+    });
 }
 
 int IMRtPosn(int stream, int *z, int *w, int *t, int *p, int *section)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtPosn", &status);
-    if (!s)
-        return status;
-    *z = s->z;
-    *w = s->w;
-    *t = s->t;
-    *p = s->p;
-    *section = s->section;
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        *z = s.z;
+        *w = s.w;
+        *t = s.t;
+        *p = s.p;
+        *section = s.section;
+        return 0;
+    });
 }
 
 int IMPosn(int stream, int section, int line)
 {
-    int status;
-    Stream *s = checked(stream, "IMPosn", &status);
-    if (!s)
-        return status;
-    if (s->kind == kFile) {
-        long long offset = 0;
-        if (!offset_of(*s, section, line, &offset) || !stream_file_seek(*s, offset, SEEK_SET)) {
-            std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMPosn", stream);
-            return 301;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (s.kind == kFile) {
+            long long offset = 0;
+            if (!offset_of(s, section, line, &offset) || !stream_file_seek(s, offset, SEEK_SET)) {
+                say(" %d: error positioning stream.\n", stream);
+                return IM_ERR_POSITION;
+            }
+        } else {
+            window_runtime().set_position(s.window, section);
         }
-    } else {
-        window_runtime().set_position(s->window, section);
-    }
-    s->section = section;
-    s->line = line;
-    section_position(*s, section, &s->z, &s->w, &s->t, &s->p);
-    s->last_op = kSeek;
-    return 0;
+        s.section = section;
+        s.line = line;
+        section_position(s, section, &s.z, &s.w, &s.t, &s.p);
+        s.last_op = kSeek;
+        return 0;
+    });
 }
 
 int IMPosnZWTP(int stream, int z, int w, int t, int p)
 {
-    int status;
-    Stream *s = checked(stream, "IMPosnZWTP", &status);
-    if (!s)
-        return status;
-    if (s->kind == kWindow) {
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (s.kind == kWindow) {
+            int section = 0;
+            if (IMRtSecNum2(stream, z, w, t, p, &section))
+                return IM_ERR_POSITION;
+            s.section = section;
+            s.line = 0;
+            window_runtime().set_position(s.window, section);
+            section_position(s, section, &s.z, &s.w, &s.t, &s.p);
+            if (s.z != z || s.w != w || s.t != t || s.p != p)
+                say(" %d: internal calculation error.\n", stream);
+            return 0;
+        }
+        const long long current = stream_file_tell(s);
+        if (current < 0) {
+            emit("%s %d: error positioning stream.\n", "IMPosnZWTP - current position is invalid.", stream);
+            return IM_ERR_POSITION;
+        }
         int section = 0;
-        if (IMRtSecNum2(stream, z, w, t, p, &section))
-            return 301;
-        s->section = section;
-        s->line = 0;
-        window_runtime().set_position(s->window, section);
-        section_position(*s, section, &s->z, &s->w, &s->t, &s->p);
-        if (s->z != z || s->w != w || s->t != t || s->p != p)
-            std::fprintf(stderr, "IMPosnZWTP %d: internal calculation error.\n", stream);
+        if (IMRtSecNum2(stream, z, w, t, p, &section)) {
+            emit("%s %d: error positioning stream.\n", "IMPosnZWTP 1 - invalid section number", stream);
+            return IM_ERR_POSITION;
+        }
+        long long target = 0;
+        if (!offset_of(s, section, 0, &target) || !stream_file_seek(s, target - current, SEEK_CUR)) {
+            emit("%s %d: error positioning stream.\n", "IMPosnZWTP - unable to seek to new position",
+                 stream);
+            return IM_ERR_POSITION;
+        }
+        s.z = z;
+        s.w = w;
+        s.t = t;
+        s.p = p;
+        s.section = section;
+        s.line = 0;
+        s.last_op = kSeek;
         return 0;
-    }
-    const long long current = stream_file_tell(*s);
-    if (current < 0) {
-        std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMPosnZWTP - current position is invalid.", stream);
-        return 301;
-    }
-    int section = 0;
-    if (IMRtSecNum2(stream, z, w, t, p, &section)) {
-        std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMPosnZWTP 1 - invalid section number", stream);
-        return 301;
-    }
-    long long target = 0;
-    if (!offset_of(*s, section, 0, &target) || !stream_file_seek(*s, target - current, SEEK_CUR)) {
-        std::fprintf(stderr, "%s %d: error positioning stream.\n", "IMPosnZWTP - unable to seek to new position",
-                     stream);
-        return 301;
-    }
-    s->z = z;
-    s->w = w;
-    s->t = t;
-    s->p = p;
-    s->section = section;
-    s->line = 0;
-    s->last_op = kSeek;
-    return 0;
+    });
 }
 
 int IMALCon(int stream, int flag)
 {
-    int status;
-    Stream *s = checked(stream, "IMALCon", &status);
-    if (!s)
-        return status;
-    s->convert = flag != 0;
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        s.convert = flag != 0;
+        return 0;
+    });
 }
 
 int IMRtCon(int stream, int *flag)
 {
-    int status;
-    Stream *s = checked(stream, "IMRtCon", &status);
-    if (!s)
-        return status;
-    *flag = s->convert;
-    return 0;
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        *flag = s.convert;
+        return 0;
+    });
 }
 
 } // extern "C"

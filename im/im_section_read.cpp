@@ -16,30 +16,30 @@ namespace {
 
 SectionRect rect_of(const Stream &s, int x0, int x1, int y0, int y1) { return {s.z, s.w, s.t, s.p, x0, x1, y0, y1}; }
 
-int read_window(Stream &s, const char *caller, const SectionRect &rect, void *buffer, long long row_pixels)
+int read_window(Stream &s, const SectionRect &rect, void *buffer, long long row_pixels)
 {
     if (window_runtime().read_rect(s.window, rect, s.convert, buffer, static_cast<size_t>(row_pixels)))
         return 0;
-    std::fprintf(stderr, "%s %d: unable to read from window.\n", caller, s.number);
-    return 808;
+    say(" %d: unable to read from window.\n", s.number);
+    return IM_ERR_WINDOW_READ;
 }
 
 // `lines` whole lines of a file stream from its position into one buffer.
-int read_file_lines(Stream &s, const char *caller, void *buffer, long long lines)
+int read_file_lines(Stream &s, void *buffer, long long lines)
 {
-    const Moved moved = read_pixels(s, caller, buffer, lines * s.nx);
+    const Moved moved = read_pixels(s, buffer, lines * s.nx);
     advance_position(s, moved.pixels);
-    if (moved.status == 212)
-        report_short_read(s, caller, moved.pixels, moved.error, nullptr);
+    if (moved.status == IM_ERR_SHORT_READ)
+        report_short_read(s, moved.pixels, moved.error, nullptr);
     return moved.status;
 }
 
 // A window stream's whole current section (the reads that take a section leave any partial line
 // behind) into rows row_pixels apart, then on to the next section.
-int read_window_section(Stream &s, const char *caller, void *buffer, long long row_pixels)
+int read_window_section(Stream &s, void *buffer, long long row_pixels)
 {
     s.line = 0;
-    if (int status = read_window(s, caller, rect_of(s, 0, s.nx - 1, 0, s.ny - 1), buffer, row_pixels))
+    if (int status = read_window(s, rect_of(s, 0, s.nx - 1, 0, s.ny - 1), buffer, row_pixels))
         return status;
     advance_position(s, static_cast<long long>(s.nx) * s.ny);
     return 0;
@@ -75,7 +75,7 @@ int read_file_rect(Stream &s, unsigned char *buffer, long long columns, int x0, 
     for (int row = y0; row <= y1; ++row) {
         if (row == y0 || width < s.nx) {
             if (!seek_pixel(s, section, row, x0))
-                return report_positioning_failed(s, "IMRdPas");
+                return report_positioning_failed(s);
             set_position(s, section, row);
         }
         errno = 0;
@@ -86,8 +86,8 @@ int read_file_rect(Stream &s, unsigned char *buffer, long long columns, int x0, 
         if (got < width) {
             char detail[96];
             std::snprintf(detail, sizeof detail, "           cols %d -> %d, rows %d -> %d\n", x0, x1, y0, y1);
-            report_short_read(s, "IMRdPas", read_total, error, detail);
-            return 212;
+            report_short_read(s, read_total, error, detail);
+            return IM_ERR_SHORT_READ;
         }
         unsigned char *to = buffer + (row - y0) * out_row;
         int status = s.swap ? pixel::swap_pixels(s.mode, staging.get(), static_cast<size_t>(width)) : 0;
@@ -96,9 +96,9 @@ int read_file_rect(Stream &s, unsigned char *buffer, long long columns, int x0, 
         else if (status == 0)
             std::memcpy(to, staging.get(), static_cast<size_t>(width * bytes));
         if (status)
-            return report_kernel_status(s, "IMRdPas", status);
+            return report_kernel_status(s, status);
     }
-    return move_to_next_section(s, "IMRdPas", section);
+    return move_to_next_section(s, section);
 }
 
 } // namespace
@@ -107,23 +107,23 @@ extern "C" {
 
 int IMRdSec(int stream, void *buffer)
 {
-    return guarded(stream, "IMRdSec", [&](Stream &s) {
-        if (int status = check_transfer(s, "IMRdSec", buffer != nullptr))
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (int status = check_transfer(s, buffer != nullptr))
             return status;
         if (s.kind == kWindow)
-            return read_window_section(s, "IMRdSec", buffer, s.nx);
-        return read_file_lines(s, "IMRdSec", buffer, s.ny);
+            return read_window_section(s, buffer, s.nx);
+        return read_file_lines(s, buffer, s.ny);
     });
 }
 
 int IMRdLin(int stream, void *buffer)
 {
-    return guarded(stream, "IMRdLin", [&](Stream &s) {
-        if (int status = check_transfer(s, "IMRdLin", buffer != nullptr))
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (int status = check_transfer(s, buffer != nullptr))
             return status;
         if (s.kind == kFile)
-            return read_file_lines(s, "IMRdLin", buffer, 1);
-        if (int status = read_window(s, "IMRdLin", rect_of(s, 0, s.nx - 1, s.line, s.line), buffer, s.nx))
+            return read_file_lines(s, buffer, 1);
+        if (int status = read_window(s, rect_of(s, 0, s.nx - 1, s.line, s.line), buffer, s.nx))
             return status;
         advance_position(s, s.nx);
         return 0;
@@ -132,25 +132,25 @@ int IMRdLin(int stream, void *buffer)
 
 int IMRdSecl(int stream, void *const *lines)
 {
-    return guarded(stream, "IMRdSecl", [&](Stream &s) {
+    return boundary(__func__, stream, [&](Stream &s) -> int {
         const bool have_lines = lines && std::none_of(lines, lines + std::max(0, s.ny), [](void *line) { return !line; });
-        if (int status = check_transfer(s, "IMRdSecl", have_lines))
+        if (int status = check_transfer(s, have_lines))
             return status;
         if (s.kind == kWindow) {
             s.line = 0;
             for (int row = 0; row < s.ny; ++row)
-                if (int status = read_window(s, "IMRdSecl", rect_of(s, 0, s.nx - 1, row, row), lines[row], s.nx))
+                if (int status = read_window(s, rect_of(s, 0, s.nx - 1, row, row), lines[row], s.nx))
                     return status;
             advance_position(s, static_cast<long long>(s.nx) * s.ny);
             return 0;
         }
         long long read_total = 0;
         for (int row = 0; row < s.ny; ++row) {
-            const Moved moved = read_pixels(s, "IMRdSecl", lines[row], s.nx);
+            const Moved moved = read_pixels(s, lines[row], s.nx);
             read_total += moved.pixels;
             advance_position(s, moved.pixels);
-            if (moved.status == 212)
-                report_short_read(s, "IMRdSecl", read_total, moved.error, nullptr);
+            if (moved.status == IM_ERR_SHORT_READ)
+                report_short_read(s, read_total, moved.error, nullptr);
             if (moved.status)
                 return moved.status;
         }
@@ -160,19 +160,19 @@ int IMRdSecl(int stream, void *const *lines)
 
 int IMRdPal(int stream, void *buffer, int line_length)
 {
-    return guarded(stream, "IMRdPal", [&](Stream &s) {
-        if (int status = check_transfer(s, "IMRdPal", buffer != nullptr))
+    return boundary(__func__, stream, [&](Stream &s) -> int {
+        if (int status = check_transfer(s, buffer != nullptr))
             return status;
         if (line_length < s.nx) {
-            std::fprintf(stderr, "IMRdPal %d: line length %d is shorter than a line (%d).\n", stream, line_length, s.nx);
-            return 402;
+            say(" %d: line length %d is shorter than a line (%d).\n", stream, line_length, s.nx);
+            return IM_ERR_COLUMNS;
         }
         auto *bytes = static_cast<unsigned char *>(buffer);
         if (s.kind == kWindow) {
-            if (int status = read_window_section(s, "IMRdPal", buffer, line_length))
+            if (int status = read_window_section(s, buffer, line_length))
                 return status;
         } else {
-            if (int status = read_file_lines(s, "IMRdPal", buffer, s.ny))
+            if (int status = read_file_lines(s, buffer, s.ny))
                 return status;
             spread_lines(bytes, s.nx, s.ny, line_length, caller_read_bytes(s));
         }
@@ -184,16 +184,16 @@ int IMRdPal(int stream, void *buffer, int line_length)
 int IMRdPas(int stream, void *buffer, int columns, int rows, int first_col, int last_col, int first_row,
             int last_row)
 {
-    return guarded(stream, "IMRdPas", [&](Stream &s) {
+    return boundary(__func__, stream, [&](Stream &s) -> int {
         if (!buffer)
-            return report_no_buffer(s, "IMRdPas");
-        if (int status = check_rectangle(s, "IMRdPas", columns, rows, first_col, last_col, first_row, last_row))
+            return report_no_buffer(s);
+        if (int status = check_rectangle(s, columns, rows, first_col, last_col, first_row, last_row))
             return status;
         if (s.kind == kFile)
             return read_file_rect(s, static_cast<unsigned char *>(buffer), columns, first_col, last_col, first_row,
                                   last_row);
         s.line = 0;
-        if (int status = read_window(s, "IMRdPas", rect_of(s, first_col, last_col, first_row, last_row), buffer, columns))
+        if (int status = read_window(s, rect_of(s, first_col, last_col, first_row, last_row), buffer, columns))
             return status;
         advance_position(s, static_cast<long long>(s.nx) * s.ny);
         return 0;

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "im_stream.h"
+#include "im_call.h"
 
 namespace lx::im {
 namespace {
@@ -17,101 +17,101 @@ struct StatusText {
 };
 
 constexpr StatusText kStatusTable[] = {
-    {0, "No error"},
-    {1, "Invalid stream number"},
-    {2, "Invalid file"},
-    {3, "Internal stream numbering error"},
-    {101, "Stream already open"},
-    {102, "File not open"},
-    {103, "File not opened yet"},
-    {104, "Attempt to close an unopened stream"},
-    {105, "File name is too long"},
-    {106, "New file header error"},
-    {110, "No streams are available"},
-    {201, "Invalid stream attribute (use: new, old, append, ro, etc)"},
-    {202, "Unable to find file"},
-    {203, "Unable to find directory/folder"},
-    {204, "Unable to obtain read/write access"},
-    {205, "Unable to obtain read access"},
-    {206, "Unable to open image file"},
-    {207, "Unable to read image header"},
-    {208, "Unable to read image header (2)"},
-    {209, "Unable to write image header"},
-    {210, "Unable to read extended header"},
-    {211, "Unable to write extended header"},
-    {212, "Incorrect byte count during read"},
-    {213, "Incorrect byte count during write"},
-    {214, "Unable to swap bytes"},
-    {301, "Error positioning stream pointer"},
-    {302, "Stream position out of X range"},
-    {303, "Stream position out of Y range"},
-    {304, "Stream position out of Z range"},
-    {305, "Stream position out of W range"},
-    {306, "Stream position out of T range"},
-    {307, "Stream position out of S range"},
-    {401, "Too many titles"},
-    {402, "Too many image columns"},
-    {403, "Too many image rows"},
-    {404, "Too many wavelength channels"},
-    {501, "Invalid number of wavelengths"},
-    {502, "Invalid pixel size"},
-    {503, "Invalid pixel type"},
-    {504, "Invalid stream name"},
-    {505, "Invalid image sequence"},
-    {506, "Unrecognized image file ID"},
-    {507, "Time-stamp not available from image header"},
-    {511, "Invalid number of data bits per pixel"},
-    {512, "Undefined number of data bits per pixel"},
-    {601, "Invalid section number"},
-    {602, "Invalid section number"},
-    {603, "Invalid wavelength number"},
-    {604, "Invalid ZWTP coordinate"},
-    {605, "Wavelength number too large"},
-    {701, "Invalid extended header field"},
-    {702, "Invalid extended header type"},
-    {703, "Invalid symmetry information"},
-    {704, "Extended header size too small"},
-    {705, "Image file has symmetry bytes"},
-    {706, "Nonexistent extended header"},
-    {707, "Extended header overrun"},
-    {708, "Extended header type mismatch"},
-    {720, "Insufficient field header space"},
-    {721, "Invalid field name"},
-    {722, "Invalid field type"},
-    {723, "Invalid field size"},
-    {724, "Invalid field size parameter"},
-    {725, "Invalid field byte count"},
-    {726, "Invalid field contents"},
-    {727, "Invalid field header type"},
-    {728, "Invalid field byte length"},
-    {729, "Invalid field number"},
-    {730, "Field header empty"},
-    {731, "Field header not found"},
-    {732, "Field header memory alloc problem"},
-    {733, "Mismatched field contents"},
-    {734, "NULL field argument"},
-    {735, "Fields not supported in image windows"},
-    {736, "Field name is too long"},
-    {801, "Invalid window number"},
-    {802, "Too many windows"},
-    {803, "Unable to open window"},
-    {804, "Window not open"},
-    {805, "Unable to change window size"},
-    {806, "Display scale not supported"},
-    {807, "Unable to write to window"},
-    {808, "Unable to read from window"},
-    {809, "Invalid header from window"},
-    {810, "Window doesn't exist"},
-    {811, "Window already exists"},
-    {812, "Invalid dislay scale values"},
-    {901, "Memory error"},
-    {902, "Memory allocation error"},
-    {903, "Function not yet implemented"},
-    {904, "Unsupported function"},
-    {905, "16-bit complex numbers not supported"},
-    {906, "Swapped file error"},
-    {907, "Support for IEEE floating-point only"},
-    {908, "Incompatible computer architecture"},
+    {IM_OK, "No error"},
+    {IM_ERR_STREAM_NUMBER, "Invalid stream number"},
+    {IM_ERR_FILE, "Invalid file"},
+    {IM_ERR_STREAM_NUMBERING, "Internal stream numbering error"},
+    {IM_ERR_ALREADY_OPEN, "Stream already open"},
+    {IM_ERR_FILE_NOT_OPEN, "File not open"},
+    {IM_ERR_NOT_OPENED_YET, "File not opened yet"},
+    {IM_ERR_CLOSE_UNOPENED, "Attempt to close an unopened stream"},
+    {IM_ERR_NAME_TOO_LONG, "File name is too long"},
+    {IM_ERR_NEW_HEADER, "New file header error"},
+    {IM_ERR_NO_STREAMS, "No streams are available"},
+    {IM_ERR_ATTRIBUTE, "Invalid stream attribute (use: new, old, append, ro, etc)"},
+    {IM_ERR_NO_FILE, "Unable to find file"},
+    {IM_ERR_NO_DIRECTORY, "Unable to find directory/folder"},
+    {IM_ERR_NO_READ_WRITE_ACCESS, "Unable to obtain read/write access"},
+    {IM_ERR_NO_READ_ACCESS, "Unable to obtain read access"},
+    {IM_ERR_OPEN_FAILED, "Unable to open image file"},
+    {IM_ERR_READ_HEADER, "Unable to read image header"},
+    {IM_ERR_READ_HEADER2, "Unable to read image header (2)"},
+    {IM_ERR_WRITE_HEADER, "Unable to write image header"},
+    {IM_ERR_READ_EXT_HEADER, "Unable to read extended header"},
+    {IM_ERR_WRITE_EXT_HEADER, "Unable to write extended header"},
+    {IM_ERR_SHORT_READ, "Incorrect byte count during read"},
+    {IM_ERR_SHORT_WRITE, "Incorrect byte count during write"},
+    {IM_ERR_SWAP, "Unable to swap bytes"},
+    {IM_ERR_POSITION, "Error positioning stream pointer"},
+    {IM_ERR_POSITION_X, "Stream position out of X range"},
+    {IM_ERR_POSITION_Y, "Stream position out of Y range"},
+    {IM_ERR_POSITION_Z, "Stream position out of Z range"},
+    {IM_ERR_POSITION_W, "Stream position out of W range"},
+    {IM_ERR_POSITION_T, "Stream position out of T range"},
+    {IM_ERR_POSITION_S, "Stream position out of S range"},
+    {IM_ERR_TITLES, "Too many titles"},
+    {IM_ERR_COLUMNS, "Too many image columns"},
+    {IM_ERR_ROWS, "Too many image rows"},
+    {IM_ERR_WAVE_CHANNELS, "Too many wavelength channels"},
+    {IM_ERR_WAVE_COUNT, "Invalid number of wavelengths"},
+    {IM_ERR_PIXEL_SIZE, "Invalid pixel size"},
+    {IM_ERR_PIXEL_MODE, "Invalid pixel type"},
+    {IM_ERR_STREAM_NAME, "Invalid stream name"},
+    {IM_ERR_SEQUENCE, "Invalid image sequence"},
+    {IM_ERR_FILE_ID, "Unrecognized image file ID"},
+    {IM_ERR_TIME_STAMP, "Time-stamp not available from image header"},
+    {IM_ERR_DATA_BITS, "Invalid number of data bits per pixel"},
+    {IM_ERR_DATA_BITS_UNDEFINED, "Undefined number of data bits per pixel"},
+    {IM_ERR_SECTION, "Invalid section number"},
+    {IM_ERR_SECTION2, "Invalid section number"},
+    {IM_ERR_WAVE_NUMBER, "Invalid wavelength number"},
+    {IM_ERR_ZWTP, "Invalid ZWTP coordinate"},
+    {IM_ERR_WAVE_TOO_LARGE, "Wavelength number too large"},
+    {IM_ERR_EXT_FIELD, "Invalid extended header field"},
+    {IM_ERR_EXT_TYPE, "Invalid extended header type"},
+    {IM_ERR_SYMMETRY, "Invalid symmetry information"},
+    {IM_ERR_EXT_TOO_SMALL, "Extended header size too small"},
+    {IM_ERR_HAS_SYMMETRY, "Image file has symmetry bytes"},
+    {IM_ERR_NO_EXT_HEADER, "Nonexistent extended header"},
+    {IM_ERR_EXT_OVERRUN, "Extended header overrun"},
+    {IM_ERR_EXT_MISMATCH, "Extended header type mismatch"},
+    {IM_ERR_FIELD_SPACE, "Insufficient field header space"},
+    {IM_ERR_FIELD_NAME, "Invalid field name"},
+    {IM_ERR_FIELD_TYPE, "Invalid field type"},
+    {IM_ERR_FIELD_SIZE, "Invalid field size"},
+    {IM_ERR_FIELD_SIZE_TEXT, "Invalid field size parameter"},
+    {IM_ERR_FIELD_BYTE_COUNT, "Invalid field byte count"},
+    {IM_ERR_FIELD_CONTENTS, "Invalid field contents"},
+    {IM_ERR_FIELD_HEADER_TYPE, "Invalid field header type"},
+    {IM_ERR_FIELD_BYTE_LENGTH, "Invalid field byte length"},
+    {IM_ERR_FIELD_NUMBER, "Invalid field number"},
+    {IM_ERR_FIELDS_EMPTY, "Field header empty"},
+    {IM_ERR_FIELD_NOT_FOUND, "Field header not found"},
+    {IM_ERR_FIELD_MEMORY, "Field header memory alloc problem"},
+    {IM_ERR_FIELD_MISMATCH, "Mismatched field contents"},
+    {IM_ERR_FIELD_NULL, "NULL field argument"},
+    {IM_ERR_FIELD_WINDOW, "Fields not supported in image windows"},
+    {IM_ERR_FIELD_NAME_LONG, "Field name is too long"},
+    {IM_ERR_WINDOW_NUMBER, "Invalid window number"},
+    {IM_ERR_TOO_MANY_WINDOWS, "Too many windows"},
+    {IM_ERR_WINDOW_OPEN, "Unable to open window"},
+    {IM_ERR_WINDOW_NOT_OPEN, "Window not open"},
+    {IM_ERR_WINDOW_SIZE, "Unable to change window size"},
+    {IM_ERR_DISPLAY_SCALE, "Display scale not supported"},
+    {IM_ERR_WINDOW_WRITE, "Unable to write to window"},
+    {IM_ERR_WINDOW_READ, "Unable to read from window"},
+    {IM_ERR_WINDOW_HEADER, "Invalid header from window"},
+    {IM_ERR_NO_WINDOW, "Window doesn't exist"},
+    {IM_ERR_WINDOW_EXISTS, "Window already exists"},
+    {IM_ERR_DISPLAY_SCALE_VALUES, "Invalid dislay scale values"},
+    {IM_ERR_MEMORY, "Memory error"},
+    {IM_ERR_ALLOC, "Memory allocation error"},
+    {IM_ERR_NOT_IMPLEMENTED, "Function not yet implemented"},
+    {IM_ERR_UNSUPPORTED, "Unsupported function"},
+    {IM_ERR_COMPLEX16, "16-bit complex numbers not supported"},
+    {IM_ERR_SWAPPED_FILE, "Swapped file error"},
+    {IM_ERR_NOT_IEEE, "Support for IEEE floating-point only"},
+    {IM_ERR_ARCHITECTURE, "Incompatible computer architecture"},
 };
 
 constexpr const char *kSequenceNames[] = {"ZTWP", "WZTP", "ZWTP", "ZPWT", "ZWPT", "WZPT", "WPTZ", "PWTZ",
@@ -135,12 +135,12 @@ void clear_stream_table()
 int check_stream(int number, const char *caller)
 {
     if (number < 1 || number > IM_MAX_STREAMS) {
-        std::fprintf(stderr, "%s %d: invalid stream number.\n", caller, number);
-        return 1;
+        emit("%s %d: invalid stream number.\n", caller, number);
+        return IM_ERR_STREAM_NUMBER;
     }
     if (!g_table[number] || g_table[number]->number != number) {
-        std::fprintf(stderr, "%s %d: internal stream numbering error.\n", caller, number);
-        return 3;
+        emit("%s %d: internal stream numbering error.\n", caller, number);
+        return IM_ERR_STREAM_NUMBERING;
     }
     return 0;
 }
@@ -167,7 +167,7 @@ const char *IMRtStatusText(int status)
 
 const char *IMRtSequenceName(int sequence)
 {
-    if (sequence < 0 || sequence > 14)
+    if (sequence < IM_SEQ_ZTWP || sequence > IM_SEQ_TPWZ)
         return "Undefined";
     return kSequenceNames[sequence];
 }
@@ -178,9 +178,11 @@ int IMRtMaxStreams(void) { return IM_MAX_STREAMS; }
 
 int IMAlVerboseMode(void)
 {
-    std::printf("IMAlVerboseMode: verbose mode is always on.");
-    std::fflush(stdout);
-    return 0;
+    return boundary(__func__, []() -> int {
+        std::printf("%s: verbose mode is always on.", call_name());
+        std::fflush(stdout);
+        return 0;
+    });
 }
 
 int IMAlVerbose(int flag)
@@ -191,40 +193,52 @@ int IMAlVerbose(int flag)
 
 int IMRtVerbose(void) { return g_verbose; }
 
-int IMRtExt(int)
+int IMRtExt(int stream)
 {
-    std::fprintf(stderr, "IMRtExt: function not supported.\n");
-    return 904;
+    return boundary(__func__, stream, []() -> int {
+        say(": function not supported.\n");
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
-int IMAlTltRot(int)
+int IMAlTltRot(int stream)
 {
-    std::fprintf(stderr, "IMAlTltRot: function not supported.\n");
-    return 904;
+    return boundary(__func__, stream, []() -> int {
+        say(": function not supported.\n");
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
-int IMInterp(int)
+int IMInterp(int stream)
 {
-    std::fprintf(stderr, "IMInterp: unsupported function.\n");
-    return 904;
+    return boundary(__func__, stream, []() -> int {
+        say(": unsupported function.\n");
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
-int IMClLim(int)
+int IMClLim(int stream)
 {
-    std::fprintf(stderr, "IMClLim: unsupported function.\n");
-    return 904;
+    return boundary(__func__, stream, []() -> int {
+        say(": unsupported function.\n");
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
 int IMWrPal(int stream)
 {
-    std::fprintf(stderr, "IMWrPal %d: unsupported function.\n", stream);
-    return 904;
+    return boundary(__func__, stream, [&]() -> int {
+        say(" %d: unsupported function.\n", stream);
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
-int IMAlDis(int, int)
+int IMAlDis(int stream, int)
 {
-    std::fprintf(stderr, "IMAlDis: use IMAlDis2(iStream,iWinDisplayFlag) instead.\n");
-    return 904;
+    return boundary(__func__, stream, []() -> int {
+        say(": use IMAlDis2(iStream,iWinDisplayFlag) instead.\n");
+        return IM_ERR_UNSUPPORTED;
+    });
 }
 
 } // extern "C"

@@ -1,6 +1,7 @@
 // The stream record and the stream table of the image stream library.
 #pragma once
 
+#include <lumarix/im.h>
 #include <sys/types.h>
 
 #include <algorithm>
@@ -133,22 +134,6 @@ void clear_stream_table();
 int check_stream(int number, const char *caller);
 // check_stream and the record in one step (null when the check fails; status in *status).
 Stream *checked(int number, const char *caller, int *status);
-
-// The boundary of a public call: the stream check, then body(record). An exception (only memory
-// can run out) becomes 902 with a line naming the call, so that none crosses the C interface.
-template <class Body> int guarded(int number, const char *caller, Body &&body)
-{
-    int status;
-    Stream *s = checked(number, caller, &status);
-    if (!s)
-        return status;
-    try {
-        return body(*s);
-    } catch (...) {
-        std::fprintf(stderr, "%s %d: memory allocation error.\n", caller, number);
-        return 902;
-    }
-}
 
 // Bytes per pixel of a mode: 0 ok, 503 (2 assumed), 905 (mode 3, 4 bytes). Prints its line.
 int bytes_per_pix(int stream, int mode, int *bytes, bool quiet = false);

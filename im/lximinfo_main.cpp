@@ -186,9 +186,9 @@ const char *mode_name(int mode)
 const char *sequence_text(int sequence)
 {
     switch (sequence) {
-    case 0: return "Z -> T -> W";
-    case 1: return "W -> Z -> T";
-    case 2: return "Z -> W -> T";
+    case IM_SEQ_ZTWP: return "Z -> T -> W";
+    case IM_SEQ_WZTP: return "W -> Z -> T";
+    case IM_SEQ_ZWTP: return "Z -> W -> T";
     default: return IMRtSequenceName(sequence);
     }
 }
@@ -348,7 +348,7 @@ void print_json(const std::string &path, int status, const Facts &f)
 int show(const char *path, bool json)
 {
     const int status = IMOpen(g_stream, path, "ro");
-    if (status == 0 || status == 210) { // 210: the extended header is shorter than its size
+    if (status == 0 || status == IM_ERR_READ_EXT_HEADER) { // 210: the extended header is shorter than its size
         const Facts facts = read_facts(g_stream);
         if (json)
             print_json(path, status, facts);
@@ -361,7 +361,7 @@ int show(const char *path, bool json)
                                     ",\"error\":" + json_string(IMRtStatusText(status)) + "}\n";
             std::fwrite(out.data(), 1, out.size(), stdout);
         }
-        if (status == 202 && g_stream < IM_MAX_STREAMS)
+        if (status == IM_ERR_NO_FILE && g_stream < IM_MAX_STREAMS)
             ++g_stream;
     }
     std::fflush(stdout);

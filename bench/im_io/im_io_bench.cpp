@@ -324,7 +324,7 @@ void write_case(const Options& o, std::size_t side, int mode, float lo_source, f
     return t;
   };
   const std::vector<std::string> numpy_extra = {source_file.path(), "0",
-                                                mode == 0 ? "255" : "65535"};
+                                                mode == px::kModeByte ? "255" : "65535"};
 
   floor();
   Best b;
@@ -334,7 +334,7 @@ void write_case(const Options& o, std::size_t side, int mode, float lo_source, f
     b.take(b.library, library());
     b.take(b.library_first, first_pass_seconds(o, {"write", file.path(), source_file.path()}));
     const NumpyTimes n =
-        numpy_times(o, "write", file.path(), mode == 0 ? "uint8" : "uint16", l, numpy_extra);
+        numpy_times(o, "write", file.path(), mode == px::kModeByte ? "uint8" : "uint16", l, numpy_extra);
     b.take(b.numpy.first, n.first);
     b.take(b.numpy.later, n.later);
   }

@@ -1,5 +1,7 @@
 #include "plain_loops.h"
 
+#include <lumarix/im.h>
+
 #include <cstring>
 
 namespace im_io {
@@ -38,7 +40,7 @@ void narrow(const float* in, Out* out, std::size_t n, float lo, float hi, std::s
 
 void plain_narrow(int mode, const float* in, void* out, std::size_t pixels, std::size_t& low,
                   std::size_t& high) {
-  if (mode == 0)
+  if (mode == IM_PIXEL_BYTE)
     narrow(in, static_cast<std::uint8_t*>(out), pixels, 0.0f, 255.0f, low, high);
   else
     narrow(in, static_cast<std::uint16_t*>(out), pixels, 0.0f, 65535.0f, low, high);

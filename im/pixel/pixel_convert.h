@@ -10,27 +10,29 @@
 // definitions given with each function, for every input and in both variants.
 #pragma once
 
+#include <lumarix/im.h>
+
 #include <cstddef>
 
 namespace lx::im::pixel {
 
 // Pixel modes of the image file (header byte 12).
 enum Mode : int {
-  kModeByte = 0,          // unsigned 8-bit
-  kModeInt16 = 1,         // signed 16-bit
-  kModeFloat = 2,         // 32-bit float
-  kModeComplexInt16 = 3,  // 2 x 16-bit complex: refused everywhere
-  kModeComplexFloat = 4,  // 2 x 32-bit float complex
-  kModeUInt16 = 6,        // unsigned 16-bit
-  kModeInt32 = 7,         // signed 32-bit
-  kModeDouble = 8,        // 64-bit float, never swapped nor converted
+  kModeByte = IM_PIXEL_BYTE,  // unsigned 8-bit
+  kModeInt16 = IM_PIXEL_INT16,  // signed 16-bit
+  kModeFloat = IM_PIXEL_FLOAT,  // 32-bit float
+  kModeComplexInt16 = IM_PIXEL_COMPLEX_INT16,  // 2 x 16-bit complex: refused everywhere
+  kModeComplexFloat = IM_PIXEL_COMPLEX_FLOAT,  // 2 x 32-bit float complex
+  kModeUInt16 = IM_PIXEL_UINT16,  // unsigned 16-bit
+  kModeInt32 = IM_PIXEL_INT32,  // signed 32-bit
+  kModeDouble = IM_PIXEL_DOUBLE,  // 64-bit float, never swapped nor converted
 };
 
 // Library status codes these kernels answer with.
-inline constexpr int kStatusOk = 0;
-inline constexpr int kStatusSwapFailed = 214;        // "Unable to swap bytes"
-inline constexpr int kStatusInvalidMode = 503;       // not a pixel mode
-inline constexpr int kStatusComplex16 = 905;         // "16-bit complex numbers not supported"
+inline constexpr int kStatusOk = IM_OK;
+inline constexpr int kStatusSwapFailed = IM_ERR_SWAP;  // "Unable to swap bytes"
+inline constexpr int kStatusInvalidMode = IM_ERR_PIXEL_MODE;  // not a pixel mode
+inline constexpr int kStatusComplex16 = IM_ERR_COMPLEX16;  // "16-bit complex numbers not supported"
 
 // Pixels per chunk when a section of floats is written with conversion through the scratch
 // buffer; every chunk is 128 KiB of file data.

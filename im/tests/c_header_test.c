@@ -3,6 +3,7 @@
  * reacts to IMSUBS_VERBOSE). */
 #include <lumarix/im.h>
 #include <lumarix/im_format.h>
+#include <lumarix/im_fortran.h>
 
 #include <stdio.h>
 #include <string.h>

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "im_test_support.h"
+
 #include <string>
 
 namespace {
@@ -35,11 +37,19 @@ TEST(SequenceName, FifteenCodes)
     EXPECT_STREQ(IMRtSequenceName(-1), "Undefined");
 }
 
-TEST(LibraryConstants, VersionAndLimits)
+// Every message reaches the caller's handler and names the call that failed.
+TEST(Messages, GoToTheHandlerNamingTheirCall)
 {
-    EXPECT_EQ(IMRtLibraryVersion(), 2.000011);
-    EXPECT_EQ(IMRtLibraryRevision(), 11);
-    EXPECT_EQ(IMRtMaxStreams(), 10000);
+    imtest::ScratchDir dir;
+    std::string got;
+    IMMessageHandler collect = [](const char *text, void *to) { *static_cast<std::string *>(to) += text; };
+    EXPECT_EQ(IMSetMessageHandler(collect, &got), nullptr);
+    EXPECT_EQ(IMOpen(1, dir.file("m.img").c_str(), "new"), IM_OK);
+    EXPECT_EQ(IMAlZWTP(1, 1, 0, 1, 1), IM_ERR_WAVE_COUNT);
+    EXPECT_EQ(IMRtMode(2, nullptr), IM_ERR_STREAM_NUMBERING);
+    EXPECT_EQ(IMSetMessageHandler(nullptr, nullptr), collect);
+    IMClose(1);
+    EXPECT_EQ(got, "IMAlZWTP 1: 0 is an invalid number of wavelengths.\nIMRtMode 2: internal stream numbering error.\n");
 }
 
 TEST(CompatibilityCalls, PrintAndReturn904)
@@ -53,13 +63,6 @@ TEST(CompatibilityCalls, PrintAndReturn904)
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "IMRtExt: function not supported.\nIMAlTltRot: function not supported.\n"
               "IMInterp: unsupported function.\nIMClLim: unsupported function.\nIMWrPal 3: unsupported function.\n");
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(IMAlVerboseMode(), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "IMAlVerboseMode: verbose mode is always on.");
-    EXPECT_EQ(IMRtVerbose(), 0);
-    IMAlVerbose(7);
-    EXPECT_EQ(IMRtVerbose(), 7);
-    IMAlVerbose(0);
 }
 
 } // namespace

@@ -2,13 +2,15 @@
  *
  * A caller opens stream 1..IM_MAX_STREAMS on a file name (or an image window number), reads or
  * alters header values through IMRt (return) and IMAl (alter) calls, keeps per-section values and
- * named fields in the extended header, writes the header with IMWrHdr and closes the stream.
- * Every call returns a status (0 = success; IMRtStatusText gives its text) and prints one line on
- * standard error when it fails. Outputs are returned through pointers after the inputs.
- * Wavelength numbers are 0-based (0 .. NW-1). Z, W, T, P coordinates are 0-based.
- * Each call also has a Fortran form whose name ends in an underscore and that takes every
- * argument by pointer; character arguments are NUL-terminated.
- * The library is not thread-safe: one thread per process uses it.
+ * named fields in the extended header, writes the header with IMWrHdr and closes the stream. Every
+ * call returns a status (IM_OK = 0 for success, else an IM_ERR_ code below; IMRtStatusText gives
+ * its text) and sends one message (see IMSetMessageHandler) when it fails. Each call that takes a
+ * stream may return IM_ERR_STREAM_NUMBER (outside 1..IM_MAX_STREAMS) and IM_ERR_STREAM_NUMBERING
+ * (no stream open there); the notes at each call list its other statuses. Outputs are returned
+ * through pointers after the inputs. Wavelength numbers are 0-based (0 .. NW-1). Z, W, T, P
+ * coordinates are 0-based. Most calls also have a Fortran form whose name ends in an underscore and
+ * that takes every argument by pointer (lumarix/im_fortran.h). The library is not
+ * thread-safe: one thread per process uses it.
  */
 #ifndef LUMARIX_IM_H
 #define LUMARIX_IM_H
@@ -20,6 +22,38 @@ extern "C" {
 #define IM_MAX_STREAMS 10000
 #define IM_LIBRARY_VERSION 2.000011
 #define IM_LIBRARY_REVISION 11
+
+/* Pixel modes: the type of each pixel in the file (the header's mode value). */
+enum {
+    IM_PIXEL_BYTE = 0,           /* unsigned 8-bit */
+    IM_PIXEL_INT16 = 1,          /* signed 16-bit */
+    IM_PIXEL_FLOAT = 2,          /* 32-bit float */
+    IM_PIXEL_COMPLEX_INT16 = 3,  /* two signed 16-bit values: refused (IM_ERR_COMPLEX16) */
+    IM_PIXEL_COMPLEX_FLOAT = 4,  /* two 32-bit floats */
+    IM_PIXEL_UINT16 = 6,         /* unsigned 16-bit */
+    IM_PIXEL_INT32 = 7,          /* signed 32-bit */
+    IM_PIXEL_DOUBLE = 8          /* 64-bit float */
+};
+
+/* Image sequences: the order of the Z, W, T and P dimensions in the file, fastest first
+ * (IMRtSequenceName gives the four letters). */
+enum {
+    IM_SEQ_ZTWP = 0,
+    IM_SEQ_WZTP = 1,
+    IM_SEQ_ZWTP = 2,
+    IM_SEQ_ZPWT = 3,
+    IM_SEQ_ZWPT = 4,
+    IM_SEQ_WZPT = 5,
+    IM_SEQ_WPTZ = 6,
+    IM_SEQ_PWTZ = 7,
+    IM_SEQ_PTWZ = 8,
+    IM_SEQ_PZWT = 9,
+    IM_SEQ_PWZT = 10,
+    IM_SEQ_WPZT = 11,
+    IM_SEQ_WTPZ = 12,
+    IM_SEQ_TWPZ = 13,
+    IM_SEQ_TPWZ = 14
+};
 
 /* Open modes kept in the stream record. */
 #define IM_MODE_NEW 0
@@ -34,10 +68,121 @@ extern "C" {
 
 /* ---- Status codes ------------------------------------------------------------------------- */
 
+/* The status every call returns; IMRtStatusText gives each its fixed text. */
+enum {
+    IM_OK = 0,
+    IM_ERR_STREAM_NUMBER = 1,        /* "Invalid stream number" */
+    IM_ERR_FILE = 2,                 /* "Invalid file" */
+    IM_ERR_STREAM_NUMBERING = 3,     /* "Internal stream numbering error" (no stream open there) */
+    IM_ERR_ALREADY_OPEN = 101,
+    IM_ERR_FILE_NOT_OPEN = 102,
+    IM_ERR_NOT_OPENED_YET = 103,
+    IM_ERR_CLOSE_UNOPENED = 104,
+    IM_ERR_NAME_TOO_LONG = 105,
+    IM_ERR_NEW_HEADER = 106,
+    IM_ERR_NO_STREAMS = 110,
+    IM_ERR_ATTRIBUTE = 201,
+    IM_ERR_NO_FILE = 202,
+    IM_ERR_NO_DIRECTORY = 203,
+    IM_ERR_NO_READ_WRITE_ACCESS = 204,
+    IM_ERR_NO_READ_ACCESS = 205,
+    IM_ERR_OPEN_FAILED = 206,
+    IM_ERR_READ_HEADER = 207,
+    IM_ERR_READ_HEADER2 = 208,
+    IM_ERR_WRITE_HEADER = 209,
+    IM_ERR_READ_EXT_HEADER = 210,
+    IM_ERR_WRITE_EXT_HEADER = 211,
+    IM_ERR_SHORT_READ = 212,
+    IM_ERR_SHORT_WRITE = 213,
+    IM_ERR_SWAP = 214,
+    IM_ERR_POSITION = 301,
+    IM_ERR_POSITION_X = 302,
+    IM_ERR_POSITION_Y = 303,
+    IM_ERR_POSITION_Z = 304,
+    IM_ERR_POSITION_W = 305,
+    IM_ERR_POSITION_T = 306,
+    IM_ERR_POSITION_S = 307,
+    IM_ERR_TITLES = 401,
+    IM_ERR_COLUMNS = 402,
+    IM_ERR_ROWS = 403,
+    IM_ERR_WAVE_CHANNELS = 404,
+    IM_ERR_WAVE_COUNT = 501,
+    IM_ERR_PIXEL_SIZE = 502,
+    IM_ERR_PIXEL_MODE = 503,
+    IM_ERR_STREAM_NAME = 504,
+    IM_ERR_SEQUENCE = 505,
+    IM_ERR_FILE_ID = 506,
+    IM_ERR_TIME_STAMP = 507,
+    IM_ERR_SECTION_COUNT = 510,      /* no sections; has no text of its own ("Unspecified error") */
+    IM_ERR_DATA_BITS = 511,
+    IM_ERR_DATA_BITS_UNDEFINED = 512,
+    IM_ERR_SECTION = 601,
+    IM_ERR_SECTION2 = 602,           /* same text as 601 */
+    IM_ERR_WAVE_NUMBER = 603,
+    IM_ERR_ZWTP = 604,
+    IM_ERR_WAVE_TOO_LARGE = 605,
+    IM_ERR_EXT_FIELD = 701,          /* value index outside the extended header type's record */
+    IM_ERR_EXT_TYPE = 702,
+    IM_ERR_SYMMETRY = 703,
+    IM_ERR_EXT_TOO_SMALL = 704,
+    IM_ERR_HAS_SYMMETRY = 705,
+    IM_ERR_NO_EXT_HEADER = 706,
+    IM_ERR_EXT_OVERRUN = 707,
+    IM_ERR_EXT_MISMATCH = 708,
+    IM_ERR_FIELD_SPACE = 720,
+    IM_ERR_FIELD_NAME = 721,
+    IM_ERR_FIELD_TYPE = 722,
+    IM_ERR_FIELD_SIZE = 723,
+    IM_ERR_FIELD_SIZE_TEXT = 724,    /* "Invalid field size parameter" */
+    IM_ERR_FIELD_BYTE_COUNT = 725,
+    IM_ERR_FIELD_CONTENTS = 726,
+    IM_ERR_FIELD_HEADER_TYPE = 727,
+    IM_ERR_FIELD_BYTE_LENGTH = 728,
+    IM_ERR_FIELD_NUMBER = 729,
+    IM_ERR_FIELDS_EMPTY = 730,
+    IM_ERR_FIELD_NOT_FOUND = 731,
+    IM_ERR_FIELD_MEMORY = 732,
+    IM_ERR_FIELD_MISMATCH = 733,     /* the field has another type */
+    IM_ERR_FIELD_NULL = 734,
+    IM_ERR_FIELD_WINDOW = 735,
+    IM_ERR_FIELD_NAME_LONG = 736,
+    IM_ERR_WINDOW_NUMBER = 801,
+    IM_ERR_TOO_MANY_WINDOWS = 802,
+    IM_ERR_WINDOW_OPEN = 803,
+    IM_ERR_WINDOW_NOT_OPEN = 804,
+    IM_ERR_WINDOW_SIZE = 805,
+    IM_ERR_DISPLAY_SCALE = 806,
+    IM_ERR_WINDOW_WRITE = 807,
+    IM_ERR_WINDOW_READ = 808,
+    IM_ERR_WINDOW_HEADER = 809,
+    IM_ERR_NO_WINDOW = 810,
+    IM_ERR_WINDOW_EXISTS = 811,
+    IM_ERR_DISPLAY_SCALE_VALUES = 812,
+    IM_ERR_MEMORY = 901,             /* "Memory error": also a null pixel buffer */
+    IM_ERR_ALLOC = 902,              /* "Memory allocation error" */
+    IM_ERR_NOT_IMPLEMENTED = 903,
+    IM_ERR_UNSUPPORTED = 904,
+    IM_ERR_COMPLEX16 = 905,          /* pixel mode IM_PIXEL_COMPLEX_INT16 */
+    IM_ERR_SWAPPED_FILE = 906,
+    IM_ERR_NOT_IEEE = 907,
+    IM_ERR_ARCHITECTURE = 908
+};
+
 /* Fixed text of a status code; "Unspecified error" for codes not in the table. Never null. */
 const char *IMRtStatusText(int status);
-/* Four-letter name of image sequence 0..14 (fastest dimension first); "Undefined" otherwise. */
+/* Four-letter name of an image sequence (IM_SEQ_ZTWP..IM_SEQ_TPWZ); "Undefined" otherwise. */
 const char *IMRtSequenceName(int sequence);
+
+/* ---- Messages ------------------------------------------------------------------------------ */
+
+/* Receives each message of the library: the text as the library formats it (usually one line,
+ * ending in a line feed; a few messages span two lines) and the context given with the handler. */
+typedef void (*IMMessageHandler)(const char *text, void *context);
+/* Sends every message of the library (failures, warnings) to handler instead of standard error;
+ * a null handler restores standard error. Returns the handler it replaces (null for standard
+ * error). Trace lines of the verbose mode and IMReportInfo still go to standard output. No
+ * Fortran form. */
+IMMessageHandler IMSetMessageHandler(IMMessageHandler handler, void *context);
 
 /* Library version 2.000011. */
 double IMRtLibraryVersion(void);
@@ -56,61 +201,71 @@ int IMRtVerbose(void);
 /* ---- Streams ------------------------------------------------------------------------------ */
 
 /* Opens a stream on a file path or window number. attribute: new, scratch, old, append or ro,
- * optionally with "_buffered"/"_unbuffered". 0, 1 bad stream, 201 attribute, 202 no file,
- * 203 no directory, 204 no read/write access, 205 no read access, 206 open failed (also "rdb:"),
- * 207 header short or unreadable, 210 extended header shorter than its size (stream stays open
- * with what the file holds) or negative (refused), 301 positioning (also for append),
- * 803/810 window (no window runtime), 902 memory. */
+ * optionally with "_buffered"/"_unbuffered". IM_ERR_STREAM_NUMBER, IM_ERR_ATTRIBUTE,
+ * IM_ERR_NO_FILE, IM_ERR_NO_DIRECTORY, IM_ERR_NO_READ_WRITE_ACCESS, IM_ERR_NO_READ_ACCESS,
+ * IM_ERR_OPEN_FAILED (also "rdb:"), IM_ERR_READ_HEADER (header short or unreadable),
+ * IM_ERR_READ_EXT_HEADER (extended header shorter than its size: the stream stays open with what
+ * the file holds; or negative: refused), IM_ERR_POSITION (also for append), IM_ERR_WINDOW_OPEN or
+ * IM_ERR_NO_WINDOW (no window runtime), IM_ERR_ALLOC. */
 int IMOpen(int stream, const char *name, const char *attribute);
-/* Closes the stream and frees its record; never writes the header. 0, 1, 3, 104 empty slot. */
+/* Closes the stream and frees its record; never writes the header. IM_ERR_CLOSE_UNOPENED for an
+ * empty slot. */
 int IMClose(int stream);
-/* Buffered file stream: data sync, then drop cached pages. 0, or 1 when the slot or handle is missing. */
+/* Buffered file stream: data sync, then drop cached pages. IM_ERR_STREAM_NUMBER when the slot or
+ * handle is missing (no message). */
 int IMFileSync(int stream);
-/* Reads and decodes the 1024-byte header. 0, 1, 3, 207 short or unreadable, 301. */
+/* Reads and decodes the 1024-byte header. IM_ERR_READ_HEADER (short or unreadable),
+ * IM_ERR_POSITION. */
 int IMRdHdr2(int stream);
 /* Records a title (title_mode 0 replace all, 1 add, 2 add at the bottom with a message) and the
  * statistics of wavelength 0, then writes the header and extended header. Statuses of IMWrHdr2. */
 int IMWrHdr(int stream, const char *title, int title_mode, float min, float max, float mean);
 /* Encodes and writes the header, and the extended header when the flag is set.
- * 0, 1, 3, 209 short header write, 211 short extended header write, 301, 706 no buffer, 707 overrun. */
+ * IM_ERR_WRITE_HEADER (short header write), IM_ERR_WRITE_EXT_HEADER (short extended header write),
+ * IM_ERR_POSITION, IM_ERR_NO_EXT_HEADER (no buffer), IM_ERR_EXT_OVERRUN (fields do not fit). */
 int IMWrHdr2(int stream, int with_extended_header);
-/* Fresh header in the record: 0, 1, 3, 404 window wavelengths cut to 5, 503 mode, 505 sequence,
- * 510 no sections. */
+/* Fresh header in the record. IM_ERR_WAVE_CHANNELS (window wavelengths cut to 5),
+ * IM_ERR_PIXEL_MODE, IM_ERR_SEQUENCE, IM_ERR_SECTION_COUNT. */
 int IMCrHdr3(int stream, int nx, int ny, int nz, int nw, int nt, int np, int sequence, int mode);
-/* Prints a summary of the stream's header on standard output. 0, 1, 3. */
+/* Prints a summary of the stream's header on standard output. */
 int IMReportInfo(int stream);
-/* 1 for a file name, 0 for a window number (its number in *window). 504 for an empty name. */
+/* *kind 1 for a file name, 0 for a window number (its number in *window). IM_ERR_STREAM_NAME for
+ * an empty name. */
 int IMRtStreamTypeFromName(const char *name, int *kind, int *window);
 
 /* ---- Positioning -------------------------------------------------------------------------- */
 
-/* Positions at a line of a section. 0, 1, 3, 301. */
+/* Positions at a line of a section. IM_ERR_POSITION. */
 int IMPosn(int stream, int section, int line);
-/* Positions at the start of the section at z, w, t, p. 0, 1, 3, 301. */
+/* Positions at the start of the section at z, w, t, p. IM_ERR_POSITION. */
 int IMPosnZWTP(int stream, int z, int w, int t, int p);
-/* Section number of z, w, t, p in the stream's sequence. 0, 1, 3, 505, 604 (section set to 0). */
+/* Section number of z, w, t, p in the stream's sequence. IM_ERR_SEQUENCE, IM_ERR_ZWTP (section
+ * set to 0). */
 int IMRtSecNum2(int stream, int z, int w, int t, int p, int *section);
 /* As IMRtSecNum2 with p = 0. */
 int IMRtSecNum(int stream, int z, int w, int t, int *section);
-/* Position of a section number. 0, 1, 3, 505, 601 section out of range. */
+/* Position of a section number. IM_ERR_SEQUENCE, IM_ERR_SECTION (out of range). */
 int IMRtZWTPNum(int stream, int section, int *z, int *w, int *t, int *p);
-/* Current position of the stream: z, w, t, p and section. 0, 1, 3. */
+/* Current position of the stream: z, w, t, p and section. */
 int IMRtPosn(int stream, int *z, int *w, int *t, int *p, int *section);
-/* Conversion flag (on after IMOpen): pixels seen as floats. 0, 1, 3. */
+/* Conversion flag (on after IMOpen): pixels seen as floats. */
 int IMALCon(int stream, int flag);
 int IMRtCon(int stream, int *flag);
 
 /* ---- Pixels -------------------------------------------------------------------------------
- * Transfers start at the stream's position and move it on. With conversion on, the caller's
- * pixels are 32-bit floats: reading widens modes 0, 1, 6 and 7, keeps mode 2, gives the
- * magnitude of mode 4 pairs and leaves mode 8 as 8-byte values; writing narrows floats to modes
- * 0, 1, 6 and 7 toward zero with clamping (mode 1 stops at -32767) and writes modes 2, 4 and 8
- * as they are. With conversion off the caller sees the file's own pixels. Pixels of a file in the
- * other byte order are swapped on reading (8-byte floats excepted); writing uses this machine's
- * order. A buffered stream is flushed after every section written.
- * Common results: 0; 1, 3 stream; 212 short read, 213 short write (a line each, with the
- * system's error text); 214 swap refused (mode 3); 402/403 negative section size; 503 invalid
- * mode; 901 null buffer; 902 memory; 905 mode 3 converted; 807/808 window transfer failed. */
+ * Transfers start at the stream's position and move it on. With conversion on, the caller's pixels
+ * are 32-bit floats: reading widens IM_PIXEL_BYTE, _INT16, _UINT16 and _INT32, keeps
+ * IM_PIXEL_FLOAT, gives the magnitude of IM_PIXEL_COMPLEX_FLOAT pairs and leaves IM_PIXEL_DOUBLE
+ * as 8-byte values; writing narrows floats to the four integer modes toward zero with clamping
+ * (IM_PIXEL_INT16 stops at -32767) and writes the float, complex float and double modes as they
+ * are. With conversion off the caller sees the file's own pixels. Pixels of a file in the other
+ * byte order are swapped on reading (8-byte floats excepted); writing uses this machine's order. A
+ * buffered stream is flushed after every section written. Common results: IM_ERR_SHORT_READ,
+ * IM_ERR_SHORT_WRITE (a line each, with the system's error text); IM_ERR_SWAP (swap refused:
+ * IM_PIXEL_COMPLEX_INT16); IM_ERR_COLUMNS or IM_ERR_ROWS (negative section size);
+ * IM_ERR_PIXEL_MODE; IM_ERR_MEMORY (null buffer); IM_ERR_ALLOC; IM_ERR_COMPLEX16
+ * (IM_PIXEL_COMPLEX_INT16 converted); IM_ERR_WINDOW_WRITE or IM_ERR_WINDOW_READ (window transfer
+ * failed). */
 
 /* Reads the next section (NX*NY pixels) into buffer. */
 int IMRdSec(int stream, void *buffer);
@@ -119,32 +274,34 @@ int IMRdSec(int stream, void *buffer);
 int IMWrSec(int stream, const void *buffer);
 /* Reads one line (NX pixels). */
 int IMRdLin(int stream, void *buffer);
-/* Writes one line (NX pixels); needs conversion on, else 903. */
+/* Writes one line (NX pixels); needs conversion on, else IM_ERR_NOT_IMPLEMENTED. */
 int IMWrLin(int stream, const void *buffer);
 /* Reads the next section into NY separate lines of NX pixels each (lines[0..NY-1]). */
 int IMRdSecl(int stream, void *const *lines);
-/* Reads the next section into lines line_length pixels apart (line_length >= NX, else 402); the
- * pad after each line is zeroed. */
+/* Reads the next section into lines line_length pixels apart (line_length >= NX, else
+ * IM_ERR_COLUMNS); the pad after each line is zeroed. */
 int IMRdPal(int stream, void *buffer, int line_length);
-/* Not supported: 904. */
+/* Not supported: IM_ERR_UNSUPPORTED. */
 int IMWrPal(int stream);
 /* Reads columns first_col..last_col and rows first_row..last_row of the current section into
  * the top left of a buffer of columns x rows pixels, then stands at the start of the next
- * section. 402 columns outside the section or wider than the buffer, 403 rows likewise, 301. */
+ * section. IM_ERR_COLUMNS (columns outside the section or wider than the buffer), IM_ERR_ROWS
+ * (rows likewise), IM_ERR_POSITION. */
 int IMRdPas(int stream, void *buffer, int columns, int rows, int first_col, int last_col, int first_row,
             int last_row);
 /* Writes the top left of a buffer of columns x rows pixels to columns first_col..last_col and
  * rows first_row..last_row of the current section, leaving the other pixels of the file as they
  * are, then stands at the start of the next section; the whole section from a buffer of its
- * size is IMWrSec. 402, 403, 301 as IMRdPas. */
+ * size is IMWrSec. IM_ERR_COLUMNS, IM_ERR_ROWS, IM_ERR_POSITION as IMRdPas. */
 int IMWrPas(int stream, const void *buffer, int columns, int rows, int first_col, int last_col, int first_row,
             int last_row);
 /* Minimum, maximum and mean of a region of a section held as NX*NY floats (as IMRdSec gives it
- * with conversion). 402/403 with "IMCalcDen: invalid ROI." for a region outside the section. */
+ * with conversion). IM_ERR_COLUMNS or IM_ERR_ROWS with "IMCalcDen: invalid ROI." for a region
+ * outside the section. */
 int IMCalcDen(int stream, const float *section, int first_col, int last_col, int first_row, int last_row,
               float *min, float *max, float *mean);
 
-/* ---- Header accessors (0, 1, 3 unless listed) --------------------------------------------- */
+/* ---- Header accessors --------------------------------------------------------------------- */
 
 /* NX, NY and section count. IMRtSiz prints a line when the count is not NZ*NW*NT*NP. */
 int IMRtSiz(int stream, int *nx, int *ny, int *sections);
@@ -152,19 +309,20 @@ int IMRtSiz(int stream, int *nx, int *ny, int *sections);
 int IMAlSiz(int stream, int nx, int ny, int sections);
 /* NZ, NW, NT, NP. */
 int IMRtZWTP(int stream, int *nz, int *nw, int *nt, int *np);
-/* Sets NZ, NW, NT, NP and the section count. 501 NW outside 1..maximum, 510 no sections. */
+/* Sets NZ, NW, NT, NP and the section count. IM_ERR_WAVE_COUNT (NW outside 1..maximum),
+ * IM_ERR_SECTION_COUNT (no sections). */
 int IMAlZWTP(int stream, int nz, int nw, int nt, int np);
 /* Image sequence code. */
 int IMRtSequence(int stream, int *sequence);
-/* 505 for codes outside 0..14. */
+/* IM_ERR_SEQUENCE for codes outside IM_SEQ_ZTWP..IM_SEQ_TPWZ. */
 int IMAlSequence(int stream, int sequence);
-/* Pixel mode. */
+/* Pixel mode (an IM_PIXEL_ value). */
 int IMRtMode(int stream, int *mode);
-/* 503 invalid mode. */
+/* Sets the pixel mode (an IM_PIXEL_ value). IM_ERR_PIXEL_MODE. */
 int IMAlMode(int stream, int mode);
-/* Bytes per pixel of the stream's mode. 503 invalid mode (2 assumed), 905 mode 3. */
+/* Bytes per pixel of the stream's mode. IM_ERR_PIXEL_MODE (2 assumed), IM_ERR_COMPLEX16. */
 int IMRtBytesPerPixel(int stream, int *bytes);
-/* Range of the stream's pixel type. 503 invalid mode, 905 mode 3. */
+/* Range of the stream's pixel type. IM_ERR_PIXEL_MODE, IM_ERR_COMPLEX16. */
 int IMRtDataTypeMinMax(int stream, float *min, float *max);
 /* Start column, row and section. */
 int IMRtMst(int stream, int start[3]);
@@ -178,7 +336,7 @@ int IMAlMap(int stream, const int map[3]);
 /* Cell sizes X, Y, Z then angles. */
 int IMRtCel(int stream, float cell[6]);
 int IMALCel(int stream, const float cell[6]);
-/* Pixel sizes (cell / sampling). IMAlDel: 502 when a size is not above 0. */
+/* Pixel sizes (cell / sampling). IMAlDel: IM_ERR_PIXEL_SIZE when a size is not above 0. */
 int IMRtDel(int stream, float delta[3]);
 int IMAlDel(int stream, const float delta[3]);
 /* Origin X, Y, Z. */
@@ -194,42 +352,45 @@ int IMRtFileType(int stream, int *image_type);
 int IMAlFileType(int stream, int image_type);
 /* NW and the wavelengths (at least the stream's maximum of floats). */
 int IMRtWav(int stream, int *nw, float *waves);
-/* 501 for a count outside 1..maximum. */
+/* IM_ERR_WAVE_COUNT for a count outside 1..maximum. */
 int IMAlWav(int stream, int nw, const float *waves);
-/* One wavelength. 603 invalid wavelength number. */
+/* One wavelength. IM_ERR_WAVE_NUMBER invalid wavelength number. */
 int IMAlWav2(int stream, int w, float wavelength);
-/* Minimum, maximum, mean of wavelength w. 603. */
+/* Minimum, maximum, mean of wavelength w. IM_ERR_WAVE_NUMBER. */
 int IMRtScl(int stream, int w, float mmm[3]);
 int IMAlScl(int stream, int w, const float mmm[3]);
-/* Minimum and maximum of wavelength w, mean kept. 603. */
+/* Minimum and maximum of wavelength w, mean kept. IM_ERR_WAVE_NUMBER. */
 int IMAlScl2(int stream, int w, float min, float max);
 int IMAlWavMM(int stream, int w, float min, float max);
 int IMAlWavMMM(int stream, int w, float min, float max, float mean);
-/* The three values kept with wavelength w. 603. */
+/* The three values kept with wavelength w. IM_ERR_WAVE_NUMBER. */
 int IMRtWavValues(int stream, int w, int values[3]);
 int IMAlWavValues(int stream, int w, const int values[3]);
-/* Space group and symmetry bytes (always 0). IMAlSym: 703 when symmetry bytes are asked for. */
+/* Space group and symmetry bytes (always 0). IMAlSym: IM_ERR_SYMMETRY when symmetry bytes are
+ * asked for. */
 int IMRtSym(int stream, int *space_group, int *symmetry_bytes);
 int IMAlSym(int stream, int space_group, int symmetry_bytes);
 /* The file ID as the file holds it (IM_FILE_ID for either byte order; else the value read). */
 int IMRtFileID(int stream, int *file_id);
-/* Significant bits per pixel. IMRt: 512 when undefined. IMAl: 511 invalid or ordinary file. */
+/* Significant bits per pixel. IMRt: IM_ERR_DATA_BITS_UNDEFINED when undefined. IMAl:
+ * IM_ERR_DATA_BITS invalid or ordinary file. */
 int IMRtDataBitsPerPixel(int stream, int *bits);
 int IMAlDataBitsPerPixel(int stream, int bits);
-/* Titles: count titles of 80 bytes each. IMRtLab2: 401 above the maximum (nothing returned).
- * IMAlLab: cuts at the maximum. IMAlLab2: 401 above the maximum (nothing changed). */
+/* Titles: count titles of 80 bytes each. IMRtLab2: IM_ERR_TITLES above the maximum (nothing
+ * returned). IMAlLab: cuts at the maximum. IMAlLab2: IM_ERR_TITLES above the maximum (nothing
+ * changed). */
 int IMRtLab2(int stream, int count, char *titles);
 int IMAlLab(int stream, int count, const char *titles);
 int IMAlLab2(int stream, int count, const char *titles);
-/* Title count: 401 outside 0..maximum. */
+/* Title count: IM_ERR_TITLES outside 0..maximum. */
 int IMAlNumLab(int stream, int count);
 int IMRtNumLab(int stream, int *count);
 int IMRtMaxNumLab(int stream, int *count);
 /* Rotation angles alpha, beta, gamma. */
 int IMRtRot(int stream, float angles[3]);
 int IMAlRot(int stream, const float angles[3]);
-/* Time stamp in seconds. IMRt: 507 (value 0) for an ordinary file or a stamp before 1980.
- * IMAl: 507 for an ordinary file. */
+/* Time stamp in seconds. IMRt: IM_ERR_TIME_STAMP (value 0) for an ordinary file or a stamp before
+ * 1980. IMAl: IM_ERR_TIME_STAMP for an ordinary file. */
 int IMRtTimeStamp(int stream, double *seconds);
 int IMAlTimeStamp(int stream, double seconds);
 /* The two values kept at 132 and 134. */
@@ -244,7 +405,7 @@ int IMRtSwap(int stream, int *swapped);
 /* Open mode and I/O kind. */
 int IMRtOpenMode(int stream, int *mode, int *io_kind);
 
-/* ---- Calls kept for compatibility: each prints a line and returns 904 --------------------- */
+/* ---- Calls kept for compatibility: each prints a line and returns IM_ERR_UNSUPPORTED ------ */
 int IMRtExt(int stream);
 int IMAlTltRot(int stream);
 int IMInterp(int stream);
@@ -254,210 +415,90 @@ int IMAlDis(int stream, int display);
 /* ---- Extended header (0, 1, 3 unless listed) ---------------------------------------------- */
 
 /* Fresh extended header of a type (1..4; 0 or less is 4) with field_blocks 1024-byte blocks
- * (below 0: 4). 702 type, 510 no sections, 902 memory. */
+ * (below 0: 4). IM_ERR_EXT_TYPE type, IM_ERR_SECTION_COUNT no sections, IM_ERR_ALLOC memory. */
 int IMCrExHdr(int stream, int type, int field_blocks);
 /* Sets integers and floats per section and reallocates (zeroed) for the sections and blocks.
- * 702 negative counts, 902 memory or size above 2 GiB. */
+ * IM_ERR_EXT_TYPE negative counts, IM_ERR_ALLOC memory or size above 2 GiB. */
 int IMAlExHdrSize2(int stream, int ints, int floats, int sections, int field_blocks);
 /* Type, integers and floats per section. IMAlExHdrInfo reallocates keeping the field blocks. */
 int IMAlExHdrInfo(int stream, int type, int ints, int floats);
 int IMRtExHdrInfo(int stream, int *type, int *ints, int *floats);
 int IMRtExHdrSize(int stream, int *bytes);
 int IMRtExHdrType(int stream, int *type);
-/* One section's integers and floats by position or section number.
- * 604/505 position, 601 section, 704 too small, 706 no buffer, 707 overrun. */
+/* One section's integers and floats by position or section number. IM_ERR_ZWTP/IM_ERR_SEQUENCE
+ * position, IM_ERR_SECTION section, IM_ERR_EXT_TOO_SMALL too small, IM_ERR_NO_EXT_HEADER no
+ * buffer, IM_ERR_EXT_OVERRUN overrun. */
 int IMAlExHdrZWTP(int stream, int z, int w, int t, int p, const int *ints, const float *floats);
 int IMRtExHdrZWTP(int stream, int z, int w, int t, int p, int *ints, float *floats);
 int IMAlExHdr(int stream, int section, const int *ints, const float *floats);
 int IMRtExHdr(int stream, int section, int *ints, float *floats);
-/* One value of a section's record by index (type 1: 0 int, 1 float; 2: 0-1; 3: 0-15;
- * 4: 0-20 floats, 1000-1004 integers returned + 1e-10). 701 index, 704, 1 other types. */
+/* One value of a section's record by index (type 1: 0 int, 1 float; 2: 0-1; 3: 0-15; 4: 0-20
+ * floats, 1000-1004 integers returned + 1e-10). IM_ERR_EXT_FIELD index, IM_ERR_EXT_TOO_SMALL, 1
+ * other types. */
 int IMRtExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double *value);
 int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double value);
 
 /* ---- Extended header fields --------------------------------------------------------------- */
 
+/* Field names: setting matches a name exactly (case included), so "Gain" and "gain" are two
+ * fields; every lookup by name (IMRtField, the typed IMRtField calls, IMFindFieldNum) ignores case
+ * and finds the first of them. Both on purpose: files written by older programs hold such pairs,
+ * and IMRtFieldNum/IMRtFieldValueNum reach each of them by number. */
 /* Sets a field: type 'b' (value points at size bytes), 'c' (string), 'd' (double*), 'f' (float*),
- * 'i' (int*). A double whose %lf text passes 64 characters is stored as %.17g. 720 no space,
- * 721 null name, 722 type, 726 'c' value with a line feed, 735 window, 736 name of 64 or more. */
+ * 'i' (int*). A double whose %lf text passes 64 characters is stored as %.17g. IM_ERR_FIELD_SPACE
+ * no space, IM_ERR_FIELD_NAME null name, IM_ERR_FIELD_TYPE type, IM_ERR_FIELD_CONTENTS 'c' value
+ * with a line feed, IM_ERR_FIELD_WINDOW window, IM_ERR_FIELD_NAME_LONG name of 64 or more. */
 int IMAlField(int stream, const char *name, const void *value, char type, int size);
 int IMAlFieldBinary(int stream, const char *name, const void *value, int size);
 int IMAlFieldChar(int stream, const char *name, const char *value);
 int IMAlFieldDouble(int stream, const char *name, double value);
 int IMAlFieldFloat(int stream, const char *name, float value);
 int IMAlFieldInt(int stream, const char *name, int value);
-/* Raw value (NUL-terminated when it fits), type letter and size of a field.
- * 731 not found, 734 null argument, 723 value_size too small. */
+/* Raw value (NUL-terminated when it fits), type letter and size of a field. IM_ERR_FIELD_NOT_FOUND
+ * not found, IM_ERR_FIELD_NULL null argument, IM_ERR_FIELD_SIZE value_size too small. */
 int IMRtField(int stream, const char *name, char *value, int value_size, char *type, int *size);
-/* Typed values: 726 no value or not convertible, 731 not found, 733 other type, 734 null argument,
- * 723 buffer too small (Char, Binary). */
+/* Typed values: IM_ERR_FIELD_CONTENTS no value or not convertible, IM_ERR_FIELD_NOT_FOUND not
+ * found, IM_ERR_FIELD_MISMATCH other type, IM_ERR_FIELD_NULL null argument, IM_ERR_FIELD_SIZE
+ * buffer too small (Char, Binary). */
 int IMRtFieldBinary(int stream, const char *name, void *value, int value_size, int *size);
 int IMRtFieldChar(int stream, const char *name, char *value, int value_size);
 int IMRtFieldDouble(int stream, const char *name, double *value);
 int IMRtFieldFloat(int stream, const char *name, float *value);
 int IMRtFieldInt(int stream, const char *name, int *value);
-/* Index of a field (name compared without case). 721, 731, 734. */
+/* Index of the first field whose name matches without case. IM_ERR_FIELD_NAME, IM_ERR_FIELD_NOT_FOUND,
+ * IM_ERR_FIELD_NULL. */
 int IMFindFieldNum(int stream, const char *name, int *number);
-/* Name (64 bytes), type letter and size of field number. 729 invalid number. */
+/* Name (64 bytes), type letter and size of field number. IM_ERR_FIELD_NUMBER invalid number. */
 int IMRtFieldNum(int stream, int number, char *name, char *type, int *size);
 /* Value of field number (size bytes, NUL-terminated when value_size leaves room) and its size:
- * reads fields whose names differ only in case. 729 invalid number, 723 value_size too small. */
+ * reads fields whose names differ only in case. IM_ERR_FIELD_NUMBER invalid number,
+ * IM_ERR_FIELD_SIZE value_size too small. */
 int IMRtFieldValueNum(int stream, int number, char *value, int value_size, int *size);
-/* Number of fields. 735 for a window stream. */
+/* Number of fields. IM_ERR_FIELD_WINDOW for a window stream. */
 int IMRtNumFields(int stream, int *count);
 /* Copy of the field area up to its last carriage return, NUL-terminated, and its length.
- * 720 when text_size is too small, 730 empty. */
+ * IM_ERR_FIELD_SPACE when text_size is too small, IM_ERR_FIELDS_EMPTY empty. */
 int IMRtFieldHdr(int stream, char *text, int text_size, int *length);
 /* Used and usable bytes of the field area. */
 int IMRtFieldHdrSize(int stream, int *used);
 int IMRtFieldHdrSpace(int stream, int *usable);
 /* Parses the field area again from the extended header buffer (as on open).
- * 721-726, 730 empty, 736. */
+ * IM_ERR_FIELD_NAME to IM_ERR_FIELD_CONTENTS, IM_ERR_FIELDS_EMPTY empty, IM_ERR_FIELD_NAME_LONG. */
 int IMRdFieldHdr(int stream);
 
 /* ---- Transfers ---------------------------------------------------------------------------- */
 
-/* Per-section values between streams of one type. 704, 708, 902. */
+/* Per-section values between streams of one type. IM_ERR_EXT_TOO_SMALL, IM_ERR_EXT_MISMATCH,
+ * IM_ERR_ALLOC. */
 int IMTrExHdr(int from, int to);
-/* Per-section values with a Z and a time step: target (z, w, t, p) takes source
- * (z_first + z*z_step, w, t_first + t*t_step, p) when it exists; then the fields. 708, 704. */
+/* Per-section values with a Z and a time step: target (z, w, t, p) takes source (z_first +
+ * z*z_step, w, t_first + t*t_step, p) when it exists; then the fields. IM_ERR_EXT_MISMATCH,
+ * IM_ERR_EXT_TOO_SMALL. */
 int IMTrExHdr4(int from, int to, int z_first, int z_step, int t_first, int t_step);
 /* Compatibility form of IMTrExHdr4 with t_first 0 and t_step 1; prints a notice. */
 int IMTrExHdr2(int from, int to, int z_first, int z_step);
 /* Header values and the extended header description; per-section values and fields follow. */
 int IMTrHdr(int from, int to);
-
-/* ---- Fortran forms: every argument by pointer, character arguments NUL-terminated ---------- */
-/* Each forwards to the call of the same name without the underscore and returns its status. */
-int IMAlVerboseMode_(void);
-int IMAlVerbose_(const int *flag);
-int IMOpen_(const int *stream, const char *name, const char *attribute);
-int IMClose_(const int *stream);
-int IMFileSync_(const int *stream);
-int IMRdHdr2_(const int *stream);
-int IMWrHdr_(const int *stream, const char *title, const int *title_mode, const float *min, const float *max, const float *mean);
-int IMWrHdr2_(const int *stream, const int *with_extended_header);
-int IMCrHdr3_(const int *stream, const int *nx, const int *ny, const int *nz, const int *nw, const int *nt, const int *np, const int *sequence, const int *mode);
-int IMReportInfo_(const int *stream);
-int IMRtStreamTypeFromName_(const char *name, int *kind, int *window);
-int IMPosn_(const int *stream, const int *section, const int *line);
-int IMPosnZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p);
-int IMRtSecNum2_(const int *stream, const int *z, const int *w, const int *t, const int *p, int *section);
-int IMRtSecNum_(const int *stream, const int *z, const int *w, const int *t, int *section);
-int IMRtZWTPNum_(const int *stream, const int *section, int *z, int *w, int *t, int *p);
-int IMRtPosn_(const int *stream, int *z, int *w, int *t, int *p, int *section);
-int IMALCon_(const int *stream, const int *flag);
-int IMRtCon_(const int *stream, int *flag);
-int IMRdSec_(const int *stream, void *buffer);
-int IMWrSec_(const int *stream, const void *buffer);
-int IMRdLin_(const int *stream, void *buffer);
-int IMWrLin_(const int *stream, const void *buffer);
-int IMRdPal_(const int *stream, void *buffer, const int *line_length);
-int IMRdPas_(const int *stream, void *buffer, const int *columns, const int *rows, const int *first_col, const int *last_col, const int *first_row, const int *last_row);
-int IMWrPas_(const int *stream, const void *buffer, const int *columns, const int *rows, const int *first_col, const int *last_col, const int *first_row, const int *last_row);
-int IMCalcDen_(const int *stream, const float *section, const int *first_col, const int *last_col, const int *first_row, const int *last_row, float *min, float *max, float *mean);
-int IMRtSiz_(const int *stream, int *nx, int *ny, int *sections);
-int IMAlSiz_(const int *stream, const int *nx, const int *ny, const int *sections);
-int IMRtZWTP_(const int *stream, int *nz, int *nw, int *nt, int *np);
-int IMAlZWTP_(const int *stream, const int *nz, const int *nw, const int *nt, const int *np);
-int IMRtSequence_(const int *stream, int *sequence);
-int IMAlSequence_(const int *stream, const int *sequence);
-int IMRtMode_(const int *stream, int *mode);
-int IMAlMode_(const int *stream, const int *mode);
-int IMRtBytesPerPixel_(const int *stream, int *bytes);
-int IMRtDataTypeMinMax_(const int *stream, float *min, float *max);
-int IMRtMst_(const int *stream, int start[3]);
-int IMAlMst_(const int *stream, const int start[3]);
-int IMRtSam_(const int *stream, int sampling[3]);
-int IMAlSam_(const int *stream, const int sampling[3]);
-int IMRtMap_(const int *stream, int map[3]);
-int IMAlMap_(const int *stream, const int map[3]);
-int IMRtCel_(const int *stream, float cell[6]);
-int IMALCel_(const int *stream, const float cell[6]);
-int IMRtDel_(const int *stream, float delta[3]);
-int IMAlDel_(const int *stream, const float delta[3]);
-int IMRtOrig_(const int *stream, float *x, float *y, float *z);
-int IMAlOrig_(const int *stream, const float *x, const float *y, const float *z);
-int IMRtDat_(const int *stream, int *image_type, int *lens_id, int *n1, int *n2, float *v1, float *v2);
-int IMAlDat_(const int *stream, const int *image_type, const int *lens_id, const int *n1, const int *n2, const float *v1, const float *v2);
-int IMRtLensID_(const int *stream, int *lens_id);
-int IMAlLensID_(const int *stream, const int *lens_id);
-int IMRtFileType_(const int *stream, int *image_type);
-int IMAlFileType_(const int *stream, const int *image_type);
-int IMRtWav_(const int *stream, int *nw, float *waves);
-int IMAlWav_(const int *stream, const int *nw, const float *waves);
-int IMAlWav2_(const int *stream, const int *w, const float *wavelength);
-int IMRtScl_(const int *stream, const int *w, float mmm[3]);
-int IMAlScl_(const int *stream, const int *w, const float mmm[3]);
-int IMAlScl2_(const int *stream, const int *w, const float *min, const float *max);
-int IMAlWavMM_(const int *stream, const int *w, const float *min, const float *max);
-int IMAlWavMMM_(const int *stream, const int *w, const float *min, const float *max, const float *mean);
-int IMRtWavValues_(const int *stream, const int *w, int values[3]);
-int IMAlWavValues_(const int *stream, const int *w, const int values[3]);
-int IMRtSym_(const int *stream, int *space_group, int *symmetry_bytes);
-int IMAlSym_(const int *stream, const int *space_group, const int *symmetry_bytes);
-int IMRtFileID_(const int *stream, int *file_id);
-int IMRtDataBitsPerPixel_(const int *stream, int *bits);
-int IMAlDataBitsPerPixel_(const int *stream, const int *bits);
-int IMRtLab2_(const int *stream, const int *count, char *titles);
-int IMAlLab_(const int *stream, const int *count, const char *titles);
-int IMAlLab2_(const int *stream, const int *count, const char *titles);
-int IMAlNumLab_(const int *stream, const int *count);
-int IMRtNumLab_(const int *stream, int *count);
-int IMRtMaxNumLab_(const int *stream, int *count);
-int IMRtRot_(const int *stream, float angles[3]);
-int IMAlRot_(const int *stream, const float angles[3]);
-int IMRtTimeStamp_(const int *stream, double *seconds);
-int IMAlTimeStamp_(const int *stream, const double *seconds);
-int IMRtHdrValues_(const int *stream, int *value132, float *value134);
-int IMAlHdrValues_(const int *stream, const int *value132, const float *value134);
-int IMAlDis2_(const int *stream, const int *display);
-int IMRtWID_(const int *stream, int *window);
-int IMRtSwap_(const int *stream, int *swapped);
-int IMRtOpenMode_(const int *stream, int *mode, int *io_kind);
-int IMRtExt_(const int *stream);
-int IMAlTltRot_(const int *stream);
-int IMInterp_(const int *stream);
-int IMClLim_(const int *stream);
-int IMWrPal_(const int *stream);
-int IMAlDis_(const int *stream, const int *display);
-int IMCrExHdr_(const int *stream, const int *type, const int *field_blocks);
-int IMAlExHdrSize2_(const int *stream, const int *ints, const int *floats, const int *sections, const int *field_blocks);
-int IMAlExHdrInfo_(const int *stream, const int *type, const int *ints, const int *floats);
-int IMRtExHdrInfo_(const int *stream, int *type, int *ints, int *floats);
-int IMRtExHdrSize_(const int *stream, int *bytes);
-int IMRtExHdrType_(const int *stream, int *type);
-int IMAlExHdrZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, const int *ints, const float *floats);
-int IMRtExHdrZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, int *ints, float *floats);
-int IMAlExHdr_(const int *stream, const int *section, const int *ints, const float *floats);
-int IMRtExHdr_(const int *stream, const int *section, int *ints, float *floats);
-int IMRtExHdrValueZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, const int *index, double *value);
-int IMAlExHdrValueZWTP_(const int *stream, const int *z, const int *w, const int *t, const int *p, const int *index, const double *value);
-int IMAlField_(const int *stream, const char *name, const void *value, const char *type, const int *size);
-int IMAlFieldBinary_(const int *stream, const char *name, const void *value, const int *size);
-int IMAlFieldChar_(const int *stream, const char *name, const char *value);
-int IMAlFieldDouble_(const int *stream, const char *name, const double *value);
-int IMAlFieldFloat_(const int *stream, const char *name, const float *value);
-int IMAlFieldInt_(const int *stream, const char *name, const int *value);
-int IMRtField_(const int *stream, const char *name, char *value, const int *value_size, char *type, int *size);
-int IMRtFieldBinary_(const int *stream, const char *name, void *value, const int *value_size, int *size);
-int IMRtFieldChar_(const int *stream, const char *name, char *value, const int *value_size);
-int IMRtFieldDouble_(const int *stream, const char *name, double *value);
-int IMRtFieldFloat_(const int *stream, const char *name, float *value);
-int IMRtFieldInt_(const int *stream, const char *name, int *value);
-int IMFindFieldNum_(const int *stream, const char *name, int *number);
-int IMRtFieldNum_(const int *stream, const int *number, char *name, char *type, int *size);
-int IMRtNumFields_(const int *stream, int *count);
-int IMRtFieldHdr_(const int *stream, char *text, const int *text_size, int *length);
-int IMRtFieldHdrSize_(const int *stream, int *used);
-int IMRtFieldHdrSpace_(const int *stream, int *usable);
-int IMRdFieldHdr_(const int *stream);
-int IMTrExHdr_(const int *from, const int *to);
-int IMTrExHdr4_(const int *from, const int *to, const int *z_first, const int *z_step, const int *t_first, const int *t_step);
-int IMTrExHdr2_(const int *from, const int *to, const int *z_first, const int *z_step);
-int IMTrHdr_(const int *from, const int *to);
-/* The lower-case compatibility entry of IMTrExHdr2 (prints its own notice). */
-int itrexhdr2_(const int *from, const int *to, const int *z_first, const int *z_step);
 
 #ifdef __cplusplus
 }

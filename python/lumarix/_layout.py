@@ -1,10 +1,12 @@
 """Pixel modes as numpy dtypes, and array axes as the file's section order."""
 import numpy
 
+from lumarix import _im
 from lumarix._im import sequence_name
 
-DTYPES = {0: numpy.uint8, 1: numpy.int16, 2: numpy.float32, 4: numpy.complex64,
-          6: numpy.uint16, 7: numpy.int32, 8: numpy.float64}
+DTYPES = {_im.IM_PIXEL_BYTE: numpy.uint8, _im.IM_PIXEL_INT16: numpy.int16, _im.IM_PIXEL_FLOAT: numpy.float32,
+          _im.IM_PIXEL_COMPLEX_FLOAT: numpy.complex64, _im.IM_PIXEL_UINT16: numpy.uint16,
+          _im.IM_PIXEL_INT32: numpy.int32, _im.IM_PIXEL_DOUBLE: numpy.float64}
 MODES = {numpy.dtype(t): mode for mode, t in DTYPES.items()}
 SECTION_LETTERS = "ZWTP"
 

@@ -75,20 +75,22 @@ class ImageFile:
         if sequence is None:
             sequence = _layout.sequence_for(axes)
         self._stream.create([sizes["X"], sizes["Y"]] + [sizes.get(a, 1) for a in "ZWTP"],
-                            2 if sequence is None else sequence, _layout.mode_of(dtype))
+                            _im.IM_SEQ_ZWTP if sequence is None else sequence, _layout.mode_of(dtype))
 
     def _refresh(self):
         h = self._stream.header()
         h["titles"] = [text(t) for t in h["titles"]]
-        if not 0 <= h["sequence"] <= 14:
-            raise ImageError(505, f"{self.path} has image sequence {h['sequence']}")
+        if not _im.IM_SEQ_ZTWP <= h["sequence"] <= _im.IM_SEQ_TPWZ:
+            raise ImageError(_im.IM_ERR_SEQUENCE, f"{self.path} has image sequence {h['sequence']}")
         if h["mode"] not in _layout.DTYPES:
-            raise ImageError(905 if h["mode"] == 3 else 503, f"{self.path} has pixel mode {h['mode']}")
+            complex16 = h["mode"] == _im.IM_PIXEL_COMPLEX_INT16
+            raise ImageError(_im.IM_ERR_COMPLEX16 if complex16 else _im.IM_ERR_PIXEL_MODE,
+                             f"{self.path} has pixel mode {h['mode']}")
         if h["nz"] * h["nw"] * h["nt"] * h["np"] != h["sections"]:
-            raise ImageError(2, f"{self.path} counts {h['sections']} sections, not Z x W x T x P = "
+            raise ImageError(_im.IM_ERR_FILE, f"{self.path} counts {h['sections']} sections, not Z x W x T x P = "
                              f"{h['nz']} x {h['nw']} x {h['nt']} x {h['np']}")
         if h["nx"] < 1 or h["ny"] < 1:
-            raise ImageError(402 if h["nx"] < 1 else 403,
+            raise ImageError(_im.IM_ERR_COLUMNS if h["nx"] < 1 else _im.IM_ERR_ROWS,
                              f"{self.path} has sections of {h['nx']} x {h['ny']} pixels")
         self._h = h
         self.axes = _layout.file_axes(h["sequence"], h["np"])
@@ -156,11 +158,11 @@ class ImageFile:
         want = self._h["data_offset"] + self.sections * self._h["nx"] * self._h["ny"] * self.dtype.itemsize
         have = os.path.getsize(self.path)
         if have < want:
-            raise ImageError(212, f"{self.path} holds {have} bytes, its header promises {want}")
+            raise ImageError(_im.IM_ERR_SHORT_READ, f"{self.path} holds {have} bytes, its header promises {want}")
 
     def _read(self, first, count, shape, dtype):
         out, convert = self._out_dtype(dtype)
-        if convert and self._h["mode"] == 8:  # the library leaves 8-byte floats as they are
+        if convert and self._h["mode"] == _im.IM_PIXEL_DOUBLE:  # the library leaves 8-byte floats as they are
             return self._read(first, count, shape, None).astype(numpy.float32)
         array = _empty(shape, out)
         self._stream.read(first, count, array, convert)
@@ -174,7 +176,7 @@ class ImageFile:
     def memmap(self):
         """The whole file as a read-only memory map (native byte order only)."""
         if self.swapped:
-            raise ImageError(906, f"{self.path} was written in the other byte order: mapped pixels "
+            raise ImageError(_im.IM_ERR_SWAPPED_FILE, f"{self.path} was written in the other byte order: mapped pixels "
                              "would appear byte-reversed; read it with mmap=False, which swaps them")
         self._check_size()
         return numpy.memmap(self.path, self.dtype, "r", self._h["data_offset"], self.shape)

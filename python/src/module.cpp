@@ -3,6 +3,8 @@
 // pixels and turns failing statuses into lumarix.ImageError.
 #include <lumarix/im.h>
 
+#include <utility>
+
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
@@ -43,7 +45,7 @@ size_t caller_bytes(int n, const Geometry &g, bool convert, bool writing, const 
 {
     int bytes = 0;
     check(IMRtBytesPerPixel(n, &bytes), "IMRtBytesPerPixel", path);
-    if (convert && g.mode != 8 && !(writing && g.mode == 4))
+    if (convert && g.mode != IM_PIXEL_DOUBLE && !(writing && g.mode == IM_PIXEL_COMPLEX_FLOAT))
         bytes = 4;
     return static_cast<size_t>(bytes);
 }
@@ -172,9 +174,9 @@ py::tuple section_values(Stream &s)
     check(IMRtExHdrSize(n, &size), "IMRtExHdrSize", s.path());
     check(IMRtSiz(n, &nx, &ny, &sections), "IMRtSiz", s.path());
     if (ni < 0 || nr < 0)
-        throw StatusError(702, "extended header of " + s.path() + " counts negative values per section");
+        throw StatusError(IM_ERR_EXT_TYPE, "extended header of " + s.path() + " counts negative values per section");
     if (sections < 0 || 4.0 * sections * (ni + nr) > size)
-        throw StatusError(704, "extended header of " + s.path() + " holds too few bytes for its sections");
+        throw StatusError(IM_ERR_EXT_TOO_SMALL, "extended header of " + s.path() + " holds too few bytes for its sections");
     py::array_t<int32_t> ints({sections, ni});
     py::array_t<float> floats({sections, nr});
     std::vector<int32_t> ibuf(static_cast<size_t>(ni) + 1);
@@ -343,6 +345,30 @@ PYBIND11_MODULE(_im, m)
         .def("set_statistics", &set_statistics)
         .def("set_titles", &set_titles);
 
+    // The library's names for the codes the package checks or raises itself.
+    const std::pair<const char *, int> names[] = {
+        {"IM_ERR_FILE", IM_ERR_FILE},
+        {"IM_ERR_SHORT_READ", IM_ERR_SHORT_READ},
+        {"IM_ERR_COLUMNS", IM_ERR_COLUMNS},
+        {"IM_ERR_ROWS", IM_ERR_ROWS},
+        {"IM_ERR_PIXEL_MODE", IM_ERR_PIXEL_MODE},
+        {"IM_ERR_SEQUENCE", IM_ERR_SEQUENCE},
+        {"IM_ERR_COMPLEX16", IM_ERR_COMPLEX16},
+        {"IM_ERR_SWAPPED_FILE", IM_ERR_SWAPPED_FILE},
+        {"IM_PIXEL_BYTE", IM_PIXEL_BYTE},
+        {"IM_PIXEL_INT16", IM_PIXEL_INT16},
+        {"IM_PIXEL_FLOAT", IM_PIXEL_FLOAT},
+        {"IM_PIXEL_COMPLEX_INT16", IM_PIXEL_COMPLEX_INT16},
+        {"IM_PIXEL_COMPLEX_FLOAT", IM_PIXEL_COMPLEX_FLOAT},
+        {"IM_PIXEL_UINT16", IM_PIXEL_UINT16},
+        {"IM_PIXEL_INT32", IM_PIXEL_INT32},
+        {"IM_PIXEL_DOUBLE", IM_PIXEL_DOUBLE},
+        {"IM_SEQ_ZTWP", IM_SEQ_ZTWP},
+        {"IM_SEQ_ZWTP", IM_SEQ_ZWTP},
+        {"IM_SEQ_TPWZ", IM_SEQ_TPWZ},
+    };
+    for (const auto &[name, value] : names)
+        m.attr(name) = value;
     m.def("status_text", &IMRtStatusText, "The library's fixed text of a status code.");
     m.def("sequence_name", &IMRtSequenceName, "Four-letter name of an image sequence code, fastest first.");
 }

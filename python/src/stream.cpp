@@ -23,7 +23,7 @@ int take_number()
     for (int n = IM_MAX_STREAMS; n >= 1; --n)
         if (used.insert(n).second)
             return n;
-    throw StatusError(110, "no free stream number");
+    throw StatusError(IM_ERR_NO_STREAMS, "no free stream number");
 }
 
 } // namespace
@@ -49,7 +49,7 @@ Stream::Stream(const std::string &path, const std::string &attribute) : path_(pa
     const int status = IMOpen(n, name.c_str(), attribute.c_str());
     if (status != 0) {
         // A read-only open of a missing file and an unreadable extended header leave the slot taken.
-        if (status == 202 || status == 210)
+        if (status == IM_ERR_NO_FILE || status == IM_ERR_READ_EXT_HEADER)
             IMClose(n);
         numbers_in_use().erase(n);
         throw StatusError(status, "IMOpen " + path);
@@ -70,14 +70,14 @@ Stream::~Stream()
 int Stream::number() const
 {
     if (number_ == 0)
-        throw StatusError(102, "stream of " + path_ + " is closed");
+        throw StatusError(IM_ERR_FILE_NOT_OPEN, "stream of " + path_ + " is closed");
     return number_;
 }
 
 void Stream::require_writable() const
 {
     if (!writable_)
-        throw StatusError(204, "the stream of " + path_ + " is read-only");
+        throw StatusError(IM_ERR_NO_READ_WRITE_ACCESS, "the stream of " + path_ + " is read-only");
 }
 
 void Stream::write_header()

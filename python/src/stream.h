@@ -15,12 +15,12 @@ public:
     Stream(const Stream &) = delete;
     Stream &operator=(const Stream &) = delete;
 
-    // The stream number; throws StatusError (status 102) once closed.
+    // The stream number; throws StatusError (IM_ERR_FILE_NOT_OPEN) once closed.
     int number() const;
     const std::string &path() const { return path_; }
     bool closed() const { return number_ == 0; }
     bool writable() const { return writable_; }
-    // Throws StatusError (status 204) for a read-only stream.
+    // Throws StatusError (IM_ERR_NO_READ_WRITE_ACCESS) for a read-only stream.
     void require_writable() const;
     // Marks the header as changed: it is written before the stream closes.
     void touch() { dirty_ = true; }
