@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include <Xm/BulletinB.h>
 #include <Xm/Frame.h>
 #include <Xm/Label.h>
 #include <Xm/PushB.h>
@@ -41,9 +42,10 @@ long userData(Widget w)
     return static_cast<long>(reinterpret_cast<intptr_t>(data));
 }
 
-// Every cell is created unmanaged and the grid's cells are managed in one call, so that the
-// rows are laid out once rather than once per row.
+// Every cell is created unmanaged and the grid's cells are managed in one call; the grid leaves
+// the cells where they are put, and they are laid out once the window is realized.
 struct PendingCells {
+    Widget grid = nullptr;
     std::vector<Widget> cells;       // managed with the grid
     std::vector<Widget> optionMenus; // managed once the window is realized (see below)
 };
@@ -68,7 +70,7 @@ void createHelpButton(Widget grid, int index)
     // Flat, so that it reads as the row's label; Tab goes from value to value, not through these.
     Widget button = XtVaCreateWidget("info", xmPushButtonWidgetClass, grid, XmNlabelString, label,
                                      XmNshadowThickness, 0, XmNhighlightThickness, 0, XmNtraversalOn, False,
-                                     nullptr);
+                                     XmNalignment, XmALIGNMENT_BEGINNING, nullptr);
     XmStringFree(label);
     XtAddCallback(button, XmNactivateCallback, ShowHelp, indexData(index));
     WMSetHelpText(button, "%s", "Click for help on this setting, or press F1 in its value");
@@ -211,11 +213,12 @@ extern "C" Widget BuildParameterForm(Widget parent)
         if (bar != nullptr)
             XtVaSetValues(bar, XmNtraversalOn, False, nullptr);
 
-    // Horizontal orientation: the "columns" are the rows, filled two cells at a time.
-    Widget grid = XtVaCreateWidget("main_grid", xmRowColumnWidgetClass, swindow, XmNorientation, XmHORIZONTAL,
-                                   XmNpacking, XmPACK_COLUMN, XmNnumColumns, static_cast<short>(gNumVars + 1),
-                                   nullptr);
+    // Cells in reading order, two to a row; their places come from the form's layout, which
+    // lets the value column follow the window's width.
+    Widget grid = XtVaCreateWidget("main_grid", xmBulletinBoardWidgetClass, swindow, XmNmarginWidth, 0,
+                                   XmNmarginHeight, 0, XmNresizePolicy, XmRESIZE_ANY, nullptr);
     pending = {};
+    pending.grid = grid;
     addTitleCell(grid, "Parameter");
     addTitleCell(grid, "Value");
 
@@ -257,14 +260,20 @@ void manageOptionMenus()
     XtManageChildren(menus.data(), static_cast<Cardinal>(menus.size()));
 }
 
+void layOutForm()
+{
+    if (pending.grid != nullptr)
+        followViewWidth(XtParent(XtParent(pending.grid)), pending.grid);
+}
+
 void completeForm()
 {
-    Widget grid = pending.optionMenus.empty() ? nullptr : XtParent(pending.optionMenus.front());
+    Widget grid = pending.grid;
     manageOptionMenus();
-    if (grid == nullptr && gNumVars > 0 && gVarList[0].valueWidget != nullptr)
-        grid = XtParent(gVarList[0].valueWidget);
-    if (grid != nullptr)
+    if (grid != nullptr) {
+        viewMayHaveChanged();
         scrollWithWheelAndPageKeys(XtParent(XtParent(grid)), grid);
+    }
 }
 
 } // namespace lx::form

@@ -147,6 +147,30 @@ TEST_F(LxconfSession, ARowOfUnknownTypeKeepsTheNextRowsInTheirColumns)
     }
 }
 
+// The value column takes what a wider window gives, so that a long path shows whole; the rows
+// stay in their columns.
+TEST_F(LxconfSession, AWiderWindowWidensTheValuesUntilALongPathShowsWhole)
+{
+    writeRows(3);
+    writeFile(dir_ / "session.conf", "V1 /data/microscopes/scope-7/acquisitions/2026/november/plate-0042/raw\n");
+    auto editor = startEditor(false, 8);
+    ASSERT_EQ(screen_.cells.size(), 8u);
+    const Box narrow = screen_.value(1);
+    EXPECT_GE(x_.textEnd(narrow), narrow.width - 20) << "the path does not fill the narrow field";
+
+    ASSERT_EQ(std::system(("xdotool windowsize " + std::to_string(screen_.window) + " 1100 500").c_str()), 0);
+    sleepMs(500);
+    screen_.cells = x_.children(screen_.grid);
+    const Box wide = screen_.value(1);
+    EXPECT_GE(wide.width, narrow.width + 400);
+    EXPECT_LT(x_.textEnd(wide), wide.width - 60) << "the path is still cut";
+    for (int row = 0; row < 3; ++row) {
+        EXPECT_EQ(screen_.value(row).x, wide.x) << "row " << row;
+        EXPECT_EQ(screen_.value(row).width, wide.width) << "row " << row;
+        EXPECT_EQ(screen_.value(row).y - screen_.label(row).y, wide.y - screen_.label(1).y) << "row " << row;
+    }
+}
+
 TEST_F(LxconfSession, ALongHelpLineWrapsAtTheDialogsWidth)
 {
     std::string longLine;
