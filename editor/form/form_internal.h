@@ -22,8 +22,8 @@ void manageOptionMenus();
 // form, a scroll-arrow click and Page Up/Down in its values scroll it row-wise.
 void completeForm();
 void scrollWithWheelAndPageKeys(Widget swindow, Widget grid);
-// Before the shell is realized: the grid's cells are placed, in two columns whose values take
-// the width the view leaves, and again whenever the view changes size.
+// Places the grid's cells before the shell is realized, in two columns whose values take the
+// width the view leaves; they are placed again whenever the view changes size.
 void layOutForm();
 void followViewWidth(Widget swindow, Widget grid);
 // Lays the grid out again when the view's width is no longer the one it was laid out for.

@@ -43,7 +43,7 @@ long userData(Widget w)
 }
 
 // Every cell is created unmanaged and the grid's cells are managed in one call; the grid leaves
-// the cells where they are put, and they are laid out once the window is realized.
+// the cells where the form's layout puts them (form_layout.cpp).
 struct PendingCells {
     Widget grid = nullptr;
     std::vector<Widget> cells;       // managed with the grid
