@@ -70,7 +70,6 @@ extern "C" void RealizeEditorWindow(Widget shell)
 {
     // Mapped only once complete, so that the first picture shows every row.
     XtSetMappedWhenManaged(shell, False);
-    lx::form::layOutForm();
     XtRealizeWidget(shell);
     lx::form::completeForm();
     XtSetMappedWhenManaged(shell, True);

@@ -22,12 +22,9 @@ void manageOptionMenus();
 // form, a scroll-arrow click and Page Up/Down in its values scroll it row-wise.
 void completeForm();
 void scrollWithWheelAndPageKeys(Widget swindow, Widget grid);
-// Places the grid's cells before the shell is realized, in two columns whose values take the
-// width the view leaves; they are placed again whenever the view changes size.
-void layOutForm();
-void followViewWidth(Widget swindow, Widget grid);
-// Lays the grid out again when the view's width is no longer the one it was laid out for.
-void viewMayHaveChanged();
+// Sizes the "Value" title (a frame in the grid) to half the view, now and whenever the view
+// changes width, so that the grid's equal columns fill the view.
+void followViewWidth(Widget swindow, Widget grid, Widget valueTitle);
 
 // Scrolls the form so that a row reached with the keyboard is in view.
 void followKeyboardFocus(Widget scrolledWindow);

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include <Xm/BulletinB.h>
 #include <Xm/Frame.h>
 #include <Xm/Label.h>
 #include <Xm/PushB.h>
@@ -42,23 +41,24 @@ long userData(Widget w)
     return static_cast<long>(reinterpret_cast<intptr_t>(data));
 }
 
-// Every cell is created unmanaged and the grid's cells are managed in one call; the grid leaves
-// the cells where the form's layout puts them (form_layout.cpp).
+// Every cell is created unmanaged and the grid's cells are managed in one call, so that the
+// rows are laid out once rather than once per row.
 struct PendingCells {
     Widget grid = nullptr;
     std::vector<Widget> cells;       // managed with the grid
     std::vector<Widget> optionMenus; // managed once the window is realized (see below)
+    Widget valueTitle = nullptr;     // managed with them, once as wide as the view asks
 };
 PendingCells pending;
 
-void addTitleCell(Widget grid, const char *text)
+Widget addTitleCell(Widget grid, const char *text)
 {
     Widget frame = XmCreateFrame(grid, const_cast<char *>("frame"), nullptr, 0);
     XmString label = XmStringCreateLocalized(const_cast<char *>(text));
     XtVaCreateManagedWidget("info", xmLabelWidgetClass, frame, XmNlabelString, label, XmNalignment,
                             XmALIGNMENT_CENTER, nullptr);
     XmStringFree(label);
-    pending.cells.push_back(frame);
+    return frame;
 }
 
 XtPointer indexData(int index) { return reinterpret_cast<XtPointer>(static_cast<intptr_t>(index)); }
@@ -213,14 +213,14 @@ extern "C" Widget BuildParameterForm(Widget parent)
         if (bar != nullptr)
             XtVaSetValues(bar, XmNtraversalOn, False, nullptr);
 
-    // Cells in reading order, two to a row; their places come from the form's layout, which
-    // lets the value column follow the window's width.
-    Widget grid = XtVaCreateWidget("main_grid", xmBulletinBoardWidgetClass, swindow, XmNmarginWidth, 0,
-                                   XmNmarginHeight, 0, XmNresizePolicy, XmRESIZE_ANY, nullptr);
+    // Horizontal orientation: the "columns" are the rows, filled two cells at a time.
+    Widget grid = XtVaCreateWidget("main_grid", xmRowColumnWidgetClass, swindow, XmNorientation, XmHORIZONTAL,
+                                   XmNpacking, XmPACK_COLUMN, XmNnumColumns, static_cast<short>(gNumVars + 1),
+                                   nullptr);
     pending = {};
     pending.grid = grid;
-    addTitleCell(grid, "Parameter");
-    addTitleCell(grid, "Value");
+    pending.cells.push_back(addTitleCell(grid, "Parameter"));
+    pending.valueTitle = addTitleCell(grid, "Value");
 
     for (int i = 0; i < gNumVars; ++i) {
         ConfigVar &var = gVarList[i];
@@ -247,33 +247,32 @@ namespace lx::form {
 
 // An option menu asks its parent for a new size when it is realized. Managed in the grid, each
 // such request lays out every row again; realized while still unmanaged, the requests stay with
-// the menus, and the grid lays the rows out once when they are all managed together.
+// the menus, and the grid lays the rows out once when they are all managed together. The
+// "Value" title joins them, already as wide as the view wants the value column.
 void manageOptionMenus()
 {
-    std::vector<Widget> menus = std::move(pending.optionMenus);
+    std::vector<Widget> late = std::move(pending.optionMenus);
+    Widget grid = pending.grid;
+    if (pending.valueTitle != nullptr) {
+        if (XtIsRealized(grid))
+            followViewWidth(XtParent(XtParent(grid)), grid, pending.valueTitle);
+        late.push_back(pending.valueTitle);
+    }
     pending = {};
-    if (menus.empty())
+    if (late.empty())
         return;
-    if (XtIsRealized(XtParent(menus.front())))
-        for (Widget menu : menus)
-            XtRealizeWidget(menu);
-    XtManageChildren(menus.data(), static_cast<Cardinal>(menus.size()));
-}
-
-void layOutForm()
-{
-    if (pending.grid != nullptr)
-        followViewWidth(XtParent(XtParent(pending.grid)), pending.grid);
+    if (XtIsRealized(grid))
+        for (Widget cell : late)
+            XtRealizeWidget(cell);
+    XtManageChildren(late.data(), static_cast<Cardinal>(late.size()));
 }
 
 void completeForm()
 {
     Widget grid = pending.grid;
     manageOptionMenus();
-    if (grid != nullptr) {
-        viewMayHaveChanged();
+    if (grid != nullptr)
         scrollWithWheelAndPageKeys(XtParent(XtParent(grid)), grid);
-    }
 }
 
 } // namespace lx::form
