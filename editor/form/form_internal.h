@@ -16,7 +16,8 @@ namespace lx::form {
 void installWidgetReader();
 std::optional<std::string> fieldText(ConfigVar &var);
 
-// Realizes the option menus while unmanaged and manages them in one call (see the form).
+// Realizes the option menus while unmanaged and manages them, with the "Value" title sized to
+// the view, in one call (see the form).
 void manageOptionMenus();
 // Once the shell is realized: the option menus join the grid, and the mouse wheel over the
 // form, a scroll-arrow click and Page Up/Down in its values scroll it row-wise.
