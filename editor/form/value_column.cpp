@@ -4,21 +4,19 @@
 // ask for more keep the boxes at their own width, so a narrow window scrolls sideways as before.
 #include <algorithm>
 
-#include <Xm/Frame.h>
 #include <Xm/Label.h>
-#include <Xm/RowColumn.h>
 #include <Xm/ScrolledW.h>
 
 #include "form_internal.h"
 
 namespace {
 
-// Kept free at the view's right edge. The scrolled window shows a horizontal bar for a grid that
-// comes within its shadow of the edge; the rest absorbs the rounding of the halves.
-constexpr int kSlack = 4;
+// Kept free at the view's right edge, so that no rounding ever makes the grid wider than the view:
+// a horizontal bar would take height from the view, which may bring up the vertical bar, narrow
+// the view, shrink the grid and take the horizontal bar away again, without end.
+constexpr int kSlack = 8;
 
 struct ValueColumn {
-    Widget swindow = nullptr;
     Widget clip = nullptr;
     Widget grid = nullptr;
     Widget title = nullptr;  // the label inside the "Value" title's frame
@@ -40,11 +38,10 @@ void fitTitleToView()
     if (column.title == nullptr || view == column.sizedFor)
         return;
     column.sizedFor = view;
-    Dimension shadow = 0, margin = 0, spacing = 0, frameShadow = 0, frameMargin = 0;
-    XtVaGetValues(column.swindow, XmNshadowThickness, &shadow, nullptr);
+    Dimension margin = 0, spacing = 0, frameShadow = 0, frameMargin = 0;
     XtVaGetValues(column.grid, XmNmarginWidth, &margin, XmNspacing, &spacing, nullptr);
     XtVaGetValues(XtParent(column.title), XmNshadowThickness, &frameShadow, XmNmarginWidth, &frameMargin, nullptr);
-    const int box = (view - 2 * shadow - kSlack - 2 * margin - spacing) / 2;
+    const int box = (view - kSlack - 2 * margin - spacing) / 2;
     const int label = std::max(1, box - 2 * (frameShadow + frameMargin));
     // A label that does not recompute its size asks for the width it is given.
     XtVaSetValues(column.title, XmNrecomputeSize, False, XmNwidth, static_cast<Dimension>(label), nullptr);
@@ -71,7 +68,6 @@ void followViewWidth(Widget swindow, Widget grid, Widget valueTitle)
     XtVaGetValues(valueTitle, XmNchildren, &children, XmNnumChildren, &count, nullptr);
     if (column.clip == nullptr || count == 0)
         return;
-    column.swindow = swindow;
     column.grid = grid;
     column.title = children[0];
     fitTitleToView();
