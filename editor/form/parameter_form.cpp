@@ -44,19 +44,21 @@ long userData(Widget w)
 // Every cell is created unmanaged and the grid's cells are managed in one call, so that the
 // rows are laid out once rather than once per row.
 struct PendingCells {
+    Widget grid = nullptr;
     std::vector<Widget> cells;       // managed with the grid
     std::vector<Widget> optionMenus; // managed once the window is realized (see below)
+    Widget valueTitle = nullptr;     // managed with them, once as wide as the view asks
 };
 PendingCells pending;
 
-void addTitleCell(Widget grid, const char *text)
+Widget addTitleCell(Widget grid, const char *text)
 {
     Widget frame = XmCreateFrame(grid, const_cast<char *>("frame"), nullptr, 0);
     XmString label = XmStringCreateLocalized(const_cast<char *>(text));
     XtVaCreateManagedWidget("info", xmLabelWidgetClass, frame, XmNlabelString, label, XmNalignment,
                             XmALIGNMENT_CENTER, nullptr);
     XmStringFree(label);
-    pending.cells.push_back(frame);
+    return frame;
 }
 
 XtPointer indexData(int index) { return reinterpret_cast<XtPointer>(static_cast<intptr_t>(index)); }
@@ -68,7 +70,7 @@ void createHelpButton(Widget grid, int index)
     // Flat, so that it reads as the row's label; Tab goes from value to value, not through these.
     Widget button = XtVaCreateWidget("info", xmPushButtonWidgetClass, grid, XmNlabelString, label,
                                      XmNshadowThickness, 0, XmNhighlightThickness, 0, XmNtraversalOn, False,
-                                     nullptr);
+                                     XmNalignment, XmALIGNMENT_BEGINNING, nullptr);
     XmStringFree(label);
     XtAddCallback(button, XmNactivateCallback, ShowHelp, indexData(index));
     WMSetHelpText(button, "%s", "Click for help on this setting, or press F1 in its value");
@@ -216,8 +218,9 @@ extern "C" Widget BuildParameterForm(Widget parent)
                                    XmNpacking, XmPACK_COLUMN, XmNnumColumns, static_cast<short>(gNumVars + 1),
                                    nullptr);
     pending = {};
-    addTitleCell(grid, "Parameter");
-    addTitleCell(grid, "Value");
+    pending.grid = grid;
+    pending.cells.push_back(addTitleCell(grid, "Parameter"));
+    pending.valueTitle = addTitleCell(grid, "Value");
 
     for (int i = 0; i < gNumVars; ++i) {
         ConfigVar &var = gVarList[i];
@@ -244,25 +247,30 @@ namespace lx::form {
 
 // An option menu asks its parent for a new size when it is realized. Managed in the grid, each
 // such request lays out every row again; realized while still unmanaged, the requests stay with
-// the menus, and the grid lays the rows out once when they are all managed together.
+// the menus, and the grid lays the rows out once when they are all managed together. The
+// "Value" title joins them, already as wide as the view wants the value column.
 void manageOptionMenus()
 {
-    std::vector<Widget> menus = std::move(pending.optionMenus);
+    std::vector<Widget> late = std::move(pending.optionMenus);
+    Widget grid = pending.grid;
+    if (pending.valueTitle != nullptr) {
+        if (XtIsRealized(grid))
+            followViewWidth(XtParent(XtParent(grid)), grid, pending.valueTitle);
+        late.push_back(pending.valueTitle);
+    }
     pending = {};
-    if (menus.empty())
+    if (late.empty())
         return;
-    if (XtIsRealized(XtParent(menus.front())))
-        for (Widget menu : menus)
-            XtRealizeWidget(menu);
-    XtManageChildren(menus.data(), static_cast<Cardinal>(menus.size()));
+    if (XtIsRealized(grid))
+        for (Widget cell : late)
+            XtRealizeWidget(cell);
+    XtManageChildren(late.data(), static_cast<Cardinal>(late.size()));
 }
 
 void completeForm()
 {
-    Widget grid = pending.optionMenus.empty() ? nullptr : XtParent(pending.optionMenus.front());
+    Widget grid = pending.grid;
     manageOptionMenus();
-    if (grid == nullptr && gNumVars > 0 && gVarList[0].valueWidget != nullptr)
-        grid = XtParent(gVarList[0].valueWidget);
     if (grid != nullptr)
         scrollWithWheelAndPageKeys(XtParent(XtParent(grid)), grid);
 }

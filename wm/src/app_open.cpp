@@ -1,4 +1,5 @@
 // Opening the toolkit application once, and the layer's process-wide state.
+#include "fonts.h"
 #include "layer_state.h"
 #include "toolkit_verbs.h"
 
@@ -8,6 +9,7 @@
 #include <X11/Shell.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace lx::wm {
 
@@ -30,23 +32,33 @@ const std::optional<std::string> &StandardBackground() {
 namespace {
 
 // XtOpenApplication ends the process when the display cannot be opened; opening the display
-// ourselves in the same steps lets the layer fall back to standard error instead.
-Display *OpenDisplayWithoutExiting(LayerState &s, String *fallback) {
+// ourselves in the same steps lets the layer fall back to standard error instead. The display
+// is open before the toolkit reads its resources, so that the fallback resources can ask for
+// anti-aliased fonts only where they render.
+Display *OpenDisplayWithoutExiting(LayerState &s) {
+    Display *display = XOpenDisplay(nullptr);
+    if (display == nullptr) {
+        return nullptr;
+    }
     XtToolkitInitialize();
     s.app = XtCreateApplicationContext();
-    if (fallback != nullptr) {
-        XtAppSetFallbackResources(s.app, fallback);
+    s.antiAliased = AntiAliasedFontOpens(display);
+    char *backgroundLine = nullptr;
+    if (const auto &colour = StandardBackground()) {
+        std::snprintf(s.fallbackLine.data(), s.fallbackLine.size(), "*.background: %s",
+                      colour->c_str());
+        backgroundLine = s.fallbackLine.data();
     }
+    s.fallbackList = FallbackResources(backgroundLine, s.antiAliased);
+    XtAppSetFallbackResources(s.app, s.fallbackList.data());
     // Only the class name is passed as argument vector: the process's own arguments must not
-    // act as toolkit options.
+    // act as toolkit options. The application's name is found as the toolkit's open call does.
     static char className[] = "Lumarix";
     static char *argv[] = {className, nullptr};
     int argc = 1;
-    Display *display = XtOpenDisplay(s.app, nullptr, nullptr, kAppClass, nullptr, 0, &argc, argv);
-    if (display == nullptr) {
-        XtDestroyApplicationContext(s.app);
-        s.app = nullptr;
-    }
+    const char *name = std::getenv("RESOURCE_NAME");
+    XtDisplayInitialize(s.app, display, name != nullptr ? name : kAppClass, kAppClass, nullptr, 0,
+                        &argc, argv);
     return display;
 }
 
@@ -60,14 +72,7 @@ static void OpenApplicationOnce(const char *caller) {
     if (s.display != nullptr || s.openFailed) {
         return;
     }
-    String *fallback = nullptr;
-    if (const auto &colour = StandardBackground()) {
-        std::snprintf(s.fallbackLine.data(), s.fallbackLine.size(), "*.background: %s",
-                      colour->c_str());
-        s.fallbackList = {s.fallbackLine.data(), nullptr};
-        fallback = s.fallbackList.data();
-    }
-    Display *display = OpenDisplayWithoutExiting(s, fallback);
+    Display *display = OpenDisplayWithoutExiting(s);
     if (display == nullptr) {
         s.openFailed = true;
         std::fprintf(stderr, "%s: cannot open display \"%s\"\n", caller, XDisplayName(nullptr));

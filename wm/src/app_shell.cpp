@@ -1,4 +1,5 @@
 // Top-level shells with the suite's look, the main form and the layer's exported anchors.
+#include "fonts.h"
 #include "layer_state.h"
 #include "mwm_hints.h"
 #include "toolkit_verbs.h"
@@ -57,7 +58,7 @@ void InstallShellFallback(LayerState &s) {
     }
     std::snprintf(s.shellFallbackLine.data(), s.shellFallbackLine.size(), "*.background: %s",
                   colour->c_str());
-    s.shellFallbackList = {s.shellFallbackLine.data(), nullptr};
+    s.shellFallbackList = FallbackResources(s.shellFallbackLine.data(), s.antiAliased);
     XtAppSetFallbackResources(s.app, s.shellFallbackList.data());
 }
 

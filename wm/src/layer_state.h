@@ -44,8 +44,9 @@ struct LayerState {
     std::optional<std::string> background;  // LX_STD_BKG_COLOR, absent stays absent
     std::array<char, 50> fallbackLine{};     // "*.background: %s", cut at 49 characters
     std::array<char, 50> shellFallbackLine{};
-    std::array<String, 2> fallbackList{};
-    std::array<String, 2> shellFallbackList{};
+    std::vector<String> fallbackList;        // the background line, then the fonts' lines
+    std::vector<String> shellFallbackList;
+    bool antiAliased = false;                // the render table's sans font opens
     Pixel backgroundPixel = 0;               // 0: no background set
     bool colormapRead = false;
     Colormap colormap = 0;

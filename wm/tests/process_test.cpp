@@ -21,12 +21,15 @@ struct ProbeRun {
     std::string out, err;
 };
 
-ProbeRun RunProbe(const char *mode, bool withDisplay) {
+ProbeRun RunProbe(const char *mode, bool withDisplay, const char *fontconfig = nullptr) {
     const std::string out = HomeDir() + "/probe.out", err = HomeDir() + "/probe.err";
     pid_t child = fork();
     if (child == 0) {
         if (!withDisplay) {
             unsetenv("DISPLAY");
+        }
+        if (fontconfig != nullptr) {
+            setenv("FONTCONFIG_FILE", fontconfig, 1);
         }
         freopen(out.c_str(), "w", stdout);
         freopen(err.c_str(), "w", stderr);
@@ -40,9 +43,7 @@ ProbeRun RunProbe(const char *mode, bool withDisplay) {
 
 }  // namespace
 
-class WithoutDisplay : public ::testing::Test {};
-
-TEST_F(WithoutDisplay, DialogsFallBackToStandardError) {
+TEST(WithoutDisplay, DialogsFallBackToStandardError) {
     ProbeRun run = RunProbe("no-display", false);
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "form=null\nwarning=null\nquestion=0\ninfo=0\nprompt=-1 answer=[]\n");
@@ -54,10 +55,16 @@ TEST_F(WithoutDisplay, DialogsFallBackToStandardError) {
         << "the missing display is reported once";
 }
 
-class DialogOnlyProgram : public ::testing::Test {};
-
-TEST_F(DialogOnlyProgram, WarningGetsAConfirmShellAsParent) {
+TEST(DialogOnlyProgram, WarningGetsAConfirmShellAsParent) {
     ProbeRun run = RunProbe("dialog-only", true);
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "parent=Confirm shell=Confirm\n");
+}
+
+// Labels draw with the desktop's anti-aliased sans font; where no such font opens (fontconfig
+// knowing no fonts) they keep Motif's core fonts rather than drawing no text at all.
+TEST(Fonts, RenderTableIsAntiAliasedWhereItsFontOpensElseCore) {
+    EXPECT_EQ(RunProbe("fonts", true).out, "xft drawn=1\n");
+    WriteFile(HomeDir() + "/no-fonts.conf", "<?xml version=\"1.0\"?><fontconfig></fontconfig>\n");
+    EXPECT_EQ(RunProbe("fonts", true, (HomeDir() + "/no-fonts.conf").c_str()).out, "core drawn=1\n");
 }

@@ -1,7 +1,10 @@
 // A small client of the toolkit layer for tests that need a process of their own.
 //   wm_probe no-display   dialogs and shells without any X display
 //   wm_probe dialog-only  a warning from a program that never made a main window
+//   wm_probe fonts        the kind of font a label's render table gives, and its text's width
 #include <lumarix/wm.h>
+
+#include <Xm/Label.h>
 
 #include <cstdio>
 #include <cstring>
@@ -25,6 +28,23 @@ static int DialogOnly() {
     return 0;
 }
 
+static int Fonts() {
+    XmString text = XmStringCreateLocalized(const_cast<char *>("Stage speed"));
+    Widget label = XtVaCreateManagedWidget("label", xmLabelWidgetClass, CreateMainForm("Fonts"), XmNlabelString,
+                                           text, nullptr);
+    XmRenderTable table = nullptr;
+    XtVaGetValues(label, XmNrenderTable, &table, nullptr);
+    XmFontType type = XmFONT_IS_FONT;
+    Arg arg;
+    XtSetArg(arg, XmNfontType, &type);
+    if (XmRendition rendition = XmRenderTableGetRendition(table, const_cast<char *>(_MOTIF_DEFAULT_LOCALE))) {
+        XmRenditionRetrieve(rendition, &arg, 1);
+        XmRenditionFree(rendition);
+    }
+    std::printf("%s drawn=%d\n", type == XmFONT_IS_XFT ? "xft" : "core", XmStringWidth(table, text) > 0);
+    return 0;
+}
+
 int main(int argc, char **argv) {
     if (argc == 2 && std::strcmp(argv[1], "no-display") == 0) {
         return NoDisplay();
@@ -32,6 +52,9 @@ int main(int argc, char **argv) {
     if (argc == 2 && std::strcmp(argv[1], "dialog-only") == 0) {
         return DialogOnly();
     }
-    std::fprintf(stderr, "usage: wm_probe no-display|dialog-only\n");
+    if (argc == 2 && std::strcmp(argv[1], "fonts") == 0) {
+        return Fonts();
+    }
+    std::fprintf(stderr, "usage: wm_probe no-display|dialog-only|fonts\n");
     return 2;
 }

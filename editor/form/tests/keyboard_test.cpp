@@ -1,5 +1,6 @@
-// Keyboard use of a long form: Tab goes from row to row, and the form scrolls so that the row
-// with the focus is in view. Keys are typed through the X server (xdotool), as a user would.
+// Keyboard use of a long form: Tab goes from row to row whatever the row's kind, the form
+// scrolls so that the row with the focus is in view, and after the last row come the buttons.
+// Keys are typed through the X server (xdotool), as a user would.
 #include "window_fixture.h"  // first: gtest must come before the X headers
 
 #include <cstdlib>
@@ -8,35 +9,12 @@
 #include <Xm/TextF.h>
 #include <Xm/Xm.h>
 
-#include <lumarix/wm.h>
-
-
 namespace {
 
 using namespace lx::test;
 
-std::string manyRows(int count)
-{
-    std::string text;
-    for (int i = 0; i < count; ++i) {
-        std::string n = std::to_string(i);
-        text += "VARIABLE: V" + n + "\nSHORTDESC: Row " + n + "\nTYPE: SIMPLE\n";
-    }
-    return text;
-}
-
 class KeyboardNavigation : public EditorWindowTest {
 protected:
-    void SetUp() override
-    {
-        open(manyRows(kRows), "V0 zero\n");
-        if (HasFatalFailure())
-            return;
-        XSetInputFocus(XtDisplay(shell_), XtWindow(shell_), RevertToParent, CurrentTime);
-        XmProcessTraversal(gVarList[0].valueWidget, XmTRAVERSE_CURRENT);
-        spinFor(200);
-    }
-
     void press(const char *key)
     {
         std::string command = std::string("xdotool key --clearmodifiers ") + key;
@@ -57,54 +35,34 @@ protected:
         XtVaGetValues(clip, XmNheight, &ch, nullptr);
         return wy >= cy && wy + wh <= cy + ch;
     }
-
-    static constexpr int kRows = 40;
 };
 
-TEST_F(KeyboardNavigation, TabMovesRowByRowAndScrollsTheRowIntoView)
+TEST_F(KeyboardNavigation, TabGoesRowByRowWhateverTheirKindKeepsTheRowInViewThenReachesTheButtons)
 {
-    ASSERT_EQ(XmGetFocusWidget(shell_), gVarList[0].valueWidget);
-    ASSERT_FALSE(inView(gVarList[kRows - 1].valueWidget)) << "the form should be taller than its view";
-    for (int row = 1; row < kRows; ++row) {
-        press("Tab");
-        ASSERT_EQ(XmGetFocusWidget(shell_), gVarList[row].valueWidget) << "after Tab number " << row;
-        EXPECT_TRUE(inView(gVarList[row].valueWidget)) << "row " << row;
-    }
-    EXPECT_FALSE(inView(gVarList[0].valueWidget));
-}
-
-} // namespace
-
-namespace {
-
-using namespace lx::test;
-
-class MixedRowsKeyboard : public EditorWindowTest {};
-
-TEST_F(MixedRowsKeyboard, TabFollowsTheRowsWhateverTheirKind)
-{
+    constexpr int kRows = 40;
     std::string text;
-    for (int i = 0; i < 12; ++i) {
+    for (int i = 0; i < kRows; ++i) {
         std::string n = std::to_string(i);
         text += "VARIABLE: V" + n + "\nSHORTDESC: Row " + n + "\n";
         text += (i % 3 == 1) ? "TYPE: BOOLEAN\nyes\nno\n" : (i % 3 == 2) ? "TYPE: ONEOFMANY 2\na\nb\n" : "TYPE: SIMPLE\n";
     }
-    open(text, "");
+    open(text, "V0 zero\n");
     ASSERT_FALSE(HasFatalFailure());
     XSetInputFocus(XtDisplay(shell_), XtWindow(shell_), RevertToParent, CurrentTime);
     XmProcessTraversal(gVarList[0].valueWidget, XmTRAVERSE_CURRENT);
     spinFor(200);
-    for (int row = 1; row < 12; ++row) {
-        ASSERT_EQ(std::system("xdotool key --clearmodifiers Tab"), 0);
-        spinFor(150);
+    ASSERT_EQ(XmGetFocusWidget(shell_), gVarList[0].valueWidget);
+    ASSERT_FALSE(inView(gVarList[kRows - 1].valueWidget)) << "the form should be taller than its view";
+    for (int row = 1; row < kRows; ++row) {
+        press("Tab");
         Widget focus = XmGetFocusWidget(shell_);
         // An option menu takes the focus on its button, a child of the menu.
         bool inRow = focus == gVarList[row].valueWidget || (focus && XtParent(focus) == gVarList[row].valueWidget);
         ASSERT_TRUE(inRow) << "after Tab number " << row << " the focus is on " << (focus ? XtName(focus) : "nothing");
+        EXPECT_TRUE(inView(gVarList[row].valueWidget)) << "row " << row;
     }
-    // After the last row come the buttons.
-    ASSERT_EQ(std::system("xdotool key --clearmodifiers Tab"), 0);
-    spinFor(150);
+    EXPECT_FALSE(inView(gVarList[0].valueWidget));
+    press("Tab");
     Widget focus = XmGetFocusWidget(shell_);
     ASSERT_NE(focus, nullptr);
     EXPECT_EQ(XtParent(focus), actionArea_);

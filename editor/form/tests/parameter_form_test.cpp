@@ -3,6 +3,7 @@
 #include "window_fixture.h"  // first: gtest must come before the X headers
 
 #include <cstring>
+#include <tuple>
 
 #include <Xm/Form.h>
 #include <Xm/RowColumn.h>
@@ -19,19 +20,17 @@ protected:
     void SetUp() override { open(standardDescription(), standardConfig(dir_.path())); }
 };
 
-TEST_F(ParameterForm, WidgetTreeAndSizes)
+TEST_F(ParameterForm, WidgetTree)
 {
     EXPECT_STREQ(XtName(frame_), "frame");
     ASSERT_NE(XtNameToWidget(frame_, "swindow"), nullptr);
+    // The grid: a row-column whose "columns" are the rows, filled two cells at a time.
     Widget grid = XtNameToWidget(frame_, "*main_grid");
     ASSERT_NE(grid, nullptr);
-    short columns = 0;
+    short rows = 0;
     unsigned char orientation = 0, packing = 0;
-    XtVaGetValues(grid, XmNnumColumns, &columns, XmNorientation, &orientation, XmNpacking, &packing, nullptr);
-    EXPECT_EQ(columns, gNumVars + 1);
-    EXPECT_EQ(orientation, XmHORIZONTAL);
-    EXPECT_EQ(packing, XmPACK_COLUMN);
-
+    XtVaGetValues(grid, XmNnumColumns, &rows, XmNorientation, &orientation, XmNpacking, &packing, nullptr);
+    EXPECT_EQ(std::tuple(rows, orientation, packing), std::tuple(short(gNumVars + 1), XmHORIZONTAL, XmPACK_COLUMN));
     // Title row, then per variable the help button and the value widget.
     WidgetList cells = nullptr;
     Cardinal count = 0;
@@ -51,7 +50,6 @@ TEST_F(ParameterForm, WidgetTreeAndSizes)
     ASSERT_NE(pulldown, nullptr);
     EXPECT_STREQ(XtName(pulldown), "pd");
     EXPECT_NE(XtNameToWidget(pulldown, "normal"), nullptr);
-
 }
 
 TEST_F(ParameterForm, ChoicesMatchIgnoringCaseAndKeepTheirSpelling)

@@ -158,6 +158,20 @@ void XSession::focus(Window w)
     sleepMs(50);
 }
 
+int XSession::textEnd(const Box &box)
+{
+    XImage *image = XGetImage(display_, box.window, 0, 0, static_cast<unsigned>(box.width),
+                              static_cast<unsigned>(box.height), AllPlanes, ZPixmap);
+    int end = -1;
+    for (int y = box.height / 3; image != nullptr && y < 2 * box.height / 3; ++y)
+        for (int x = 0; x < box.width; ++x)
+            if ((XGetPixel(image, x, y) & 0xffffff) < 0x606060)
+                end = std::max(end, x);
+    if (image != nullptr)
+        XDestroyImage(image);
+    return end;
+}
+
 void XSession::closeWindow(Window w)
 {
     XEvent event{};

@@ -41,6 +41,8 @@ public:
     void typeText(const std::string &text);
     void key(const std::string &keys);
     void focus(Window w);
+    // Where text ends in `box`: the rightmost dark pixel of its middle third, from its left edge.
+    int textEnd(const Box &box);
     // Asks the window's client to close it, as a window manager's close does.
     void closeWindow(Window w);
 
