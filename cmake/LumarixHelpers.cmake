@@ -77,14 +77,18 @@ function(lx_isolate_test_target target)
     CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/cmake/run-isolated-test)
 endfunction()
 
-# Install a library with its public header and a pkg-config file.
+# Install a library with its public header and a pkg-config file, and export it into the CMake
+# package as Lumarix::<subsystem folder> (Lumarix::shm, Lumarix::im, ...).
 #   lx_install_library(target HEADER lumarix/x.h DESCRIPTION "..." [REQUIRES "pc names"])
 function(lx_install_library target)
   cmake_parse_arguments(L "" "HEADER;DESCRIPTION;REQUIRES;LIBS_PRIVATE" "" ${ARGN})
-  install(TARGETS ${target}
+  get_filename_component(subsystem ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${subsystem})
+  install(TARGETS ${target} EXPORT LumarixTargets
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
           ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
           RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  set_property(GLOBAL APPEND PROPERTY LX_EXPORTED_SUBSYSTEMS ${subsystem})
   if(L_HEADER)
     install(FILES ${PROJECT_SOURCE_DIR}/include/${L_HEADER}
             DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lumarix)
@@ -98,10 +102,19 @@ function(lx_install_library target)
   set(PC_DESCRIPTION "${L_DESCRIPTION}")
   set(PC_REQUIRES "${L_REQUIRES}")
   set(PC_LIBS_PRIVATE "${L_LIBS_PRIVATE}")
+  # The prefix is found from where the .pc file lies, so that it is right for whatever prefix
+  # the tree is installed under (cmake --install --prefix, DESTDIR, a moved tree).
+  set(pcdir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  if(IS_ABSOLUTE "${pcdir}")
+    set(PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+  else()
+    file(RELATIVE_PATH up "/prefix/${pcdir}" "/prefix")
+    string(REGEX REPLACE "/$" "" up "${up}")
+    set(PC_PREFIX "\${pcfiledir}/${up}")
+  endif()
   configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in
                  ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc @ONLY)
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc
-          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc DESTINATION ${pcdir})
 endfunction()
 
 # A libFuzzer target. With LX_FUZZ it links libFuzzer (clang); otherwise it is built with a small
