@@ -19,18 +19,28 @@ function(lx_check_subsystems subsystems)
   endforeach()
 endfunction()
 
-# Warnings for our own targets; errors only when LX_WERROR is on (CI).
-function(lx_warnings target)
-  target_compile_options(${target} PRIVATE
-    $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wformat=2 -Wshadow -Wno-unused-parameter>)
+# Warnings, and the sanitizers a build asks for, for every target of the tree: set once, at the
+# top directory, before any target exists, so that no target can miss them.
+macro(lx_compile_settings)
+  add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-Wall;-Wextra;-Wformat=2;-Wshadow;-Wno-unused-parameter>")
   if(LX_WERROR)
-    target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:C,CXX>:-Werror>)
+    add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-Werror>")
+  endif()
+  if(LX_FUZZ AND LX_SANITIZE)
+    message(FATAL_ERROR "LX_FUZZ and LX_SANITIZE: choose one (LX_FUZZ builds with the sanitizers already)")
   endif()
   if(LX_FUZZ)
-    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link,address,undefined)
-    target_link_options(${target} PRIVATE -fsanitize=address,undefined)
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined)
+    add_link_options(-fsanitize=address,undefined)
+  elseif(LX_SANITIZE)
+    # Any undefined behaviour ends the program, so that a test sees it as a failure. The
+    # instrumentation makes GCC see uninitialised reads in the standard library (std::regex)
+    # that are not there; the plain build keeps that warning.
+    add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-fsanitize=address,undefined;-fno-sanitize-recover=all;-fno-omit-frame-pointer>"
+                        "$<$<COMPILE_LANGUAGE:C,CXX>:-Wno-maybe-uninitialized>")
+    add_link_options(-fsanitize=address,undefined)
   endif()
-endfunction()
+endmacro()
 
 # A GoogleTest executable registered with ctest.
 #   lx_add_gtest(NAME name SOURCES ... LIBS ... [LABELS ...] [RESOURCE_LOCK lock] [ENV k=v ...] [ISOLATED])
@@ -43,7 +53,6 @@ function(lx_add_gtest)
   endif()
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} GTest::gtest GTest::gtest_main)
-  lx_warnings(${T_NAME})
   set(props "")
   if(T_LABELS)
     list(APPEND props LABELS "${T_LABELS}")
@@ -71,14 +80,18 @@ function(lx_isolate_test_target target)
     CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/cmake/run-isolated-test)
 endfunction()
 
-# Install a library with its public header and a pkg-config file.
+# Install a library with its public header and a pkg-config file, and export it into the CMake
+# package as Lumarix::<subsystem folder> (Lumarix::shm, Lumarix::im, ...).
 #   lx_install_library(target HEADER lumarix/x.h DESCRIPTION "..." [REQUIRES "pc names"])
 function(lx_install_library target)
   cmake_parse_arguments(L "" "HEADER;DESCRIPTION;REQUIRES;LIBS_PRIVATE" "" ${ARGN})
-  install(TARGETS ${target}
+  get_filename_component(subsystem ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${subsystem})
+  install(TARGETS ${target} EXPORT LumarixTargets
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
           ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
           RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  set_property(GLOBAL APPEND PROPERTY LX_EXPORTED_SUBSYSTEMS ${subsystem})
   if(L_HEADER)
     install(FILES ${PROJECT_SOURCE_DIR}/include/${L_HEADER}
             DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lumarix)
@@ -92,10 +105,19 @@ function(lx_install_library target)
   set(PC_DESCRIPTION "${L_DESCRIPTION}")
   set(PC_REQUIRES "${L_REQUIRES}")
   set(PC_LIBS_PRIVATE "${L_LIBS_PRIVATE}")
+  # The prefix is found from where the .pc file lies, so that it is right for whatever prefix
+  # the tree is installed under (cmake --install --prefix, DESTDIR, a moved tree).
+  set(pcdir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  if(IS_ABSOLUTE "${pcdir}")
+    set(PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+  else()
+    file(RELATIVE_PATH up "/prefix/${pcdir}" "/prefix")
+    string(REGEX REPLACE "/$" "" up "${up}")
+    set(PC_PREFIX "\${pcfiledir}/${up}")
+  endif()
   configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in
                  ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc @ONLY)
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc
-          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc DESTINATION ${pcdir})
 endfunction()
 
 # A libFuzzer target. With LX_FUZZ it links libFuzzer (clang); otherwise it is built with a small
@@ -119,5 +141,4 @@ function(lx_add_fuzzer)
     endif()
   endif()
   target_link_libraries(${F_NAME} PRIVATE ${F_LIBS})
-  lx_warnings(${F_NAME})
 endfunction()
