@@ -10,12 +10,12 @@
 #include <semaphore.h>
 #include <unistd.h>
 
-using lxtest::Background;
+using lxtest::Process;
 using lxtest::Result;
 
 class LiveSettings : public SettingsFiles {
 protected:
-    std::unique_ptr<Background> suite;
+    std::unique_ptr<Process> suite;
 
     lxtest::Env suiteEnv(lxtest::Env extra = {}) const
     {
@@ -26,7 +26,7 @@ protected:
 
     void startSuite()
     {
-        suite = std::make_unique<Background>(std::vector<std::string>{LXSUITE_PATH}, suiteEnv());
+        suite = std::make_unique<Process>(std::vector<std::string>{LXSUITE_PATH}, suiteEnv());
         ASSERT_EQ(suite->line(), "ready") << suite->errors();
     }
 
@@ -74,9 +74,9 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
 {
     writeSystemFile("");
     startSuite();
-    std::vector<std::unique_ptr<Background>> writers;
+    std::vector<std::unique_ptr<Process>> writers;
     for (int w = 0; w < 8; ++w)
-        writers.push_back(std::make_unique<Background>(
+        writers.push_back(std::make_unique<Process>(
             std::vector<std::string>{SETTINGS_HELPER_PATH, "attach", "hammer", "2000", "w" + std::to_string(w)},
             suiteEnv()));
     lxtest::writeFile(home / "go", "");  // all at once
@@ -172,10 +172,10 @@ TEST_F(LiveSettings, SecondSuiteIsRefusedAndNamesTheFirst)
 TEST_F(LiveSettings, OfTwoSuitesStartedAtOnceExactlyOneWins)
 {
     for (int round = 0; round < 20; ++round) {
-        Background a({LXSUITE_PATH}, suiteEnv()), b({LXSUITE_PATH}, suiteEnv());
+        Process a({LXSUITE_PATH}, suiteEnv()), b({LXSUITE_PATH}, suiteEnv());
         const bool aWon = a.line() == "ready", bWon = b.line() == "ready";
         ASSERT_NE(aWon, bWon) << "round " << round << ": " << a.errors() << b.errors();
-        Background &winner = aWon ? a : b, &loser = aWon ? b : a;
+        Process &winner = aWon ? a : b, &loser = aWon ? b : a;
         EXPECT_EQ(loser.wait(), 1);
         EXPECT_NE(loser.errors().find("already running"), std::string::npos) << loser.errors();
         EXPECT_EQ(lxsetting({"set", "A", "one"}).status, 0);

@@ -65,9 +65,7 @@ TEST_F(ArenaLifecycle, AttachAtAnotherAddressIsRefusedInsteadOfFollowingForeignP
     creator.line();
     creator.line();
 
-    setenv("LX_SHMSTADDR", "310000000000", 1);
-    Helper stranger({"attach", "get:alpha"});
-    setenv("LX_SHMSTADDR", "300000000000", 1);
+    Helper stranger({"attach", "get:alpha"}, {"LX_SHMSTADDR=310000000000"});
     EXPECT_EQ(stranger.line(), "attach 3");
     EXPECT_EQ(stranger.line(), "get alpha null");
     EXPECT_EQ(stranger.finish(), 0);
@@ -263,7 +261,7 @@ TEST_F(ArenaLifecycle, NamesFollowUserAndLognameElseTheLoginName)
     EXPECT_TRUE(exists("/dev/shm/sem.IWConfigSem_lxnamecheck"));
     unlink("/dev/shm/sem.IWConfigSem_lxnamecheck");
 
-    Helper unnamed({kCreate, "put:a:v", "wait", "exit"}, {"USER", "LOGNAME"});
+    Helper unnamed({kCreate, "put:a:v", "wait", "exit"}, {"-USER", "-LOGNAME"});
     EXPECT_EQ(unnamed.line().substr(0, 8), "create 0");
     EXPECT_TRUE(exists(idFile()));
     unnamed.line();
@@ -369,7 +367,7 @@ TEST_F(TmpAttacks, ArenaFileIsOursAloneOrRefused)
         unlink(file.c_str());
         ASSERT_EQ(std::system(c.plant.c_str()), 0) << c.plant;
         Helper creator({std::string(kCreate) + ":" + file, "exit"});
-        EXPECT_EQ(creator.read_line_starting("create"), "create 0 null") << c.plant;
+        EXPECT_EQ(creator.lineStarting("create"), "create 0 null") << c.plant;
         creator.finish();
         EXPECT_NE(creator.errors().find("SG_create: refusing " + file + ": " + c.why), std::string::npos)
             << creator.errors();

@@ -127,7 +127,7 @@ TEST_F(NamedBlocks, StuckSemaphoreHolderMakesEveryListOperationTimeOut)
     holder.line();
     holder.line();
     ASSERT_EQ(holder.line(), "holding");
-    holder.kill(SIGKILL);
+    holder.signal(SIGKILL);
 
     const auto started = std::chrono::steady_clock::now();
     Helper adder({"attach", "put:x:1"}), finder({"attach", "get:victim"}), freer({"attach", "free-addr:" + victim});

@@ -145,7 +145,7 @@ protected:
     void open_heap(uint64_t allowance) {
         allowance_ = allowance;
         unsetenv("LX_SHMSTADDR");
-        start_ = SG_create(dir_.file("heap.map").c_str(), allowance + kBreakShortfall);
+        start_ = SG_create((dir_ / "heap.map").c_str(), allowance + kBreakShortfall);
         ASSERT_NE(start_, nullptr);
     }
     void TearDown() override {
@@ -202,7 +202,7 @@ class HeapEdges : public ::testing::Test {
 protected:
     void SetUp() override {
         unsetenv("LX_SHMSTADDR");
-        start_ = SG_create(dir_.file("heap.map").c_str(), (4 << 20) + kBreakShortfall);
+        start_ = SG_create((dir_ / "heap.map").c_str(), (4 << 20) + kBreakShortfall);
         ASSERT_NE(start_, nullptr);
     }
     void TearDown() override {
