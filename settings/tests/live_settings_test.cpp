@@ -53,19 +53,25 @@ protected:
     }
 };
 
-TEST_F(LiveSettings, ValueSetInOneProcessIsSeenByAnother)
+TEST_F(LiveSettings, SharedBlockIsSeenByEveryProcessAndBeatsEveryOtherSource)
 {
+    writeUserFile("COLOR from-user-file\n");
+    writeSystemFile("COLOR from-system-file\n");
     startSuite();
-    const Result set = lxsetting({"set", "LX_DATA_DIR", "/data/one"});
+    EXPECT_EQ(liveHelper({"get", "COLOR"}, {"COLOR=from-env"}).out, "attach 1\nget COLOR from-env\n");
+    const Result set = lxsetting({"set", "COLOR", "from-block"});
     EXPECT_EQ(set.status, 0);
-    EXPECT_EQ(set.out, "LX_DATA_DIR: delivered to the running suite\nLX_DATA_DIR: recorded in " + userFile() + "\n");
-    EXPECT_NE(lxtest::readFile(userFile()).find("LX_DATA_DIR /data/one\n"), std::string::npos);
-    Result got = lxsetting({"get", "LX_DATA_DIR"});
-    EXPECT_EQ(got.status, 0);
-    EXPECT_EQ(got.out, "/data/one\n");
-    lxsetting({"set", "LX_DATA_DIR", "/data/two"});
-    EXPECT_EQ(lxsetting({"get", "LX_DATA_DIR"}).out, "/data/two\n");
+    EXPECT_EQ(set.out, "COLOR: delivered to the running suite\nCOLOR: recorded in " + userFile() + "\n");
+    EXPECT_EQ(liveHelper({"get", "COLOR"}, {"COLOR=from-env"}).out, "attach 1\nget COLOR from-block\n");
+    lxsetting({"set", "COLOR", "two"});
+    EXPECT_EQ(lxsetting({"get", "COLOR"}).out, "two\n");
     EXPECT_EQ(lxsetting({"get", "LUMARIX_BASE_VERSION"}).out.rfind("Lumarix ", 0), 0u);
+    // An unknown name leaves an empty block, found before the environment of a later process.
+    EXPECT_EQ(lxsetting({"get", "LX_NOWHERE"}).status, 1);
+    const std::string dump = lxsetting({"dump"}).out;
+    EXPECT_NE(dump.find("size:\t\t1\nfreed:\t\t0\n"), std::string::npos) << dump;
+    EXPECT_NE(dump.find("name:\t\tLX_NOWHERE\n"), std::string::npos) << dump;
+    EXPECT_EQ(liveHelper({"get", "LX_NOWHERE"}, {"LX_NOWHERE=env"}).out, "attach 1\nget LX_NOWHERE (none)\n");
 }
 
 // Eight processes replacing five shared names at once: each replacement is one step under the
@@ -100,27 +106,6 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
     EXPECT_EQ(names, 5);
 }
 
-TEST_F(LiveSettings, SharedBlockBeatsEveryOtherSource)
-{
-    writeUserFile("COLOR from-user-file\n");
-    writeSystemFile("COLOR from-system-file\n");
-    startSuite();
-    EXPECT_EQ(liveHelper({"get", "COLOR"}, {"COLOR=from-env"}).out, "attach 1\nget COLOR from-env\n");
-    lxsetting({"set", "COLOR", "from-block"});
-    EXPECT_EQ(liveHelper({"get", "COLOR"}, {"COLOR=from-env"}).out, "attach 1\nget COLOR from-block\n");
-}
-
-TEST_F(LiveSettings, UnknownSettingLeavesAnEmptyBlockThatAnswersUnsetEverywhere)
-{
-    startSuite();
-    EXPECT_EQ(lxsetting({"get", "LX_NOWHERE"}).status, 1);
-    const Result dump = lxsetting({"dump"});
-    EXPECT_NE(dump.out.find("size:\t\t1\nfreed:\t\t0\n"), std::string::npos) << dump.out;
-    EXPECT_NE(dump.out.find("name:\t\tLX_NOWHERE\n"), std::string::npos) << dump.out;
-    // The empty block is found before the environment of a later process.
-    EXPECT_EQ(liveHelper({"get", "LX_NOWHERE"}, {"LX_NOWHERE=env"}).out, "attach 1\nget LX_NOWHERE (none)\n");
-}
-
 // Without a suite a set value still lasts: it is recorded in the user settings file, and a
 // value that reaches neither the suite nor the file is a failure.
 TEST_F(LiveSettings, WithoutASuiteTheValueIsRecordedAndNoBlockIsLeftBehind)
@@ -141,16 +126,6 @@ TEST_F(LiveSettings, WithoutASuiteTheValueIsRecordedAndNoBlockIsLeftBehind)
     EXPECT_EQ(dump.out.find("LX_ALONE"), std::string::npos) << dump.out;
 }
 
-TEST_F(LiveSettings, ArenaIsGoneAfterTheSuiteStops)
-{
-    startSuite();
-    suite->signal(SIGINT);
-    EXPECT_EQ(suite->wait(), 0);
-    suite.reset();
-    EXPECT_EQ(lxsetting({"dump"}).status, 1);
-    EXPECT_FALSE(lxtest::exists("/tmp/" + lxtest::userName() + ".api_shmid"));
-}
-
 // One suite per user id, whatever USER or LX_SHMSTADDR say: the second names the first and stops
 // without touching its arena.
 TEST_F(LiveSettings, SecondSuiteIsRefusedAndNamesTheFirst)
@@ -167,6 +142,11 @@ TEST_F(LiveSettings, SecondSuiteIsRefusedAndNamesTheFirst)
     }
     EXPECT_EQ(lxsetting({"get", "A"}).out, "kept\n");
     EXPECT_FALSE(lxtest::exists("/tmp/lxsomeoneelse.api_shmid"));
+    suite->signal(SIGINT);
+    EXPECT_EQ(suite->wait(), 0);
+    suite.reset();
+    EXPECT_EQ(lxsetting({"dump"}).status, 1);
+    EXPECT_FALSE(lxtest::exists("/tmp/" + lxtest::userName() + ".api_shmid"));
 }
 
 TEST_F(LiveSettings, OfTwoSuitesStartedAtOnceExactlyOneWins)
@@ -198,11 +178,6 @@ TEST_F(LiveSettings, SemaphoreOfAnotherUserStopsTheSuiteWithHowToRemoveIt)
     EXPECT_NE(suiteRun.err.find("/dev/shm/sem.IWConfigSem_"), std::string::npos) << suiteRun.err;
     EXPECT_EQ(lxtest::run({LXSUITE_PATH}, suiteEnv()).status, 1) << "refused, not removed";
     sem_unlink(name.c_str());
-}
-
-TEST_F(LiveSettings, HelpNamesTheDefaultAddress)
-{
-    EXPECT_NE(lxtest::run({LXSUITE_PATH, "--help"}).out.find("LX_SHMSTADDR (default\n0x500000000000;"), std::string::npos);
 }
 
 TEST_F(LiveSettings, HeldSemaphoreOfACrashedRunIsNotInherited)
