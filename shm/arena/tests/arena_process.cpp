@@ -44,6 +44,21 @@ int Helper::finish()
     return result_.status;
 }
 
+std::unique_ptr<Helper> creatorOf(const std::string &value, const std::string &create, const lxtest::Env &env)
+{
+    auto creator = std::make_unique<Helper>(std::vector<std::string>{create, "put:alpha:" + value, "wait", "exit"}, env);
+    creator->lineStarting("put ");
+    return creator;
+}
+
+std::string alphaSeenBy(const lxtest::Env &env, const std::vector<std::string> &wrapper)
+{
+    Helper reader({"attach", "get:alpha"}, env, wrapper);
+    reader.finish();
+    const std::string got = lxtest::field(reader.output(), "get");
+    return lxtest::field(reader.output(), "attach") + " " + got.substr(got.rfind(' ') + 1);
+}
+
 std::string idFile() { return "/tmp/" + lxtest::userName() + ".api_shmid"; }
 int controlSegment() { return segmentUnder('F'); }
 int dataSegment() { return segmentUnder('N'); }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,13 @@ std::string semaphoreName();
 void removeArena();    // removes segments, id file and semaphore of this user
 
 constexpr const char *kCreate = "create:16777216";
+
+// A suite process that made the arena (with `create`) and put alpha = value; it waits for "go"
+// before its "exit".
+std::unique_ptr<Helper> creatorOf(const std::string &value, const std::string &create = kCreate,
+                                  const lxtest::Env &env = {});
+// What another process finds: its attach result and alpha's value, e.g. "0 one" or "3 null".
+std::string alphaSeenBy(const lxtest::Env &env = {}, const std::vector<std::string> &wrapper = {});
 
 // Every arena test starts and ends with no arena of this user (also when it fails half-way).
 class ArenaTest : public ::testing::Test {
