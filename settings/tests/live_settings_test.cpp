@@ -3,12 +3,9 @@
 #include "settings_fixture.h"
 
 #include <csignal>
-#include <fcntl.h>
 #include <memory>
 #include <regex>
 #include <sstream>
-#include <semaphore.h>
-#include <unistd.h>
 
 using lxtest::Process;
 using lxtest::Result;
@@ -124,71 +121,4 @@ TEST_F(LiveSettings, WithoutASuiteTheValueIsRecordedAndNoBlockIsLeftBehind)
     const Result dump = lxsetting({"dump"});
     EXPECT_EQ(dump.out.find("LX_NOWHERE"), std::string::npos) << dump.out;
     EXPECT_EQ(dump.out.find("LX_ALONE"), std::string::npos) << dump.out;
-}
-
-// One suite per user id, whatever USER or LX_SHMSTADDR say: the second names the first and stops
-// without touching its arena.
-TEST_F(LiveSettings, SecondSuiteIsRefusedAndNamesTheFirst)
-{
-    startSuite();
-    EXPECT_EQ(lxsetting({"set", "A", "kept"}).status, 0);
-    for (const lxtest::Env &other : {lxtest::Env{}, lxtest::Env{"USER=lxsomeoneelse", "LOGNAME=lxsomeoneelse"},
-                                     lxtest::Env{"LX_SHMSTADDR=0x510000000000"}}) {
-        const Result second = lxtest::run({LXSUITE_PATH}, suiteEnv(other));
-        EXPECT_EQ(second.status, 1);
-        EXPECT_EQ(second.out, "");
-        EXPECT_NE(second.err.find("already running for this user (process " + std::to_string(suite->pid()) + ")"),
-                  std::string::npos) << second.err;
-    }
-    EXPECT_EQ(lxsetting({"get", "A"}).out, "kept\n");
-    EXPECT_FALSE(lxtest::exists("/tmp/lxsomeoneelse.api_shmid"));
-    suite->signal(SIGINT);
-    EXPECT_EQ(suite->wait(), 0);
-    suite.reset();
-    EXPECT_EQ(lxsetting({"dump"}).status, 1);
-    EXPECT_FALSE(lxtest::exists("/tmp/" + lxtest::userName() + ".api_shmid"));
-}
-
-TEST_F(LiveSettings, OfTwoSuitesStartedAtOnceExactlyOneWins)
-{
-    for (int round = 0; round < 20; ++round) {
-        Process a({LXSUITE_PATH}, suiteEnv()), b({LXSUITE_PATH}, suiteEnv());
-        const bool aWon = a.line() == "ready", bWon = b.line() == "ready";
-        ASSERT_NE(aWon, bWon) << "round " << round << ": " << a.errors() << b.errors();
-        Process &winner = aWon ? a : b, &loser = aWon ? b : a;
-        EXPECT_EQ(loser.wait(), 1);
-        EXPECT_NE(loser.errors().find("already running"), std::string::npos) << loser.errors();
-        EXPECT_EQ(lxsetting({"set", "A", "one"}).status, 0);
-        winner.signal(SIGTERM);
-        ASSERT_EQ(winner.wait(), 0) << winner.errors();
-    }
-}
-
-TEST_F(LiveSettings, SemaphoreOfAnotherUserStopsTheSuiteWithHowToRemoveIt)
-{
-    const std::string name = "/IWConfigSem_" + lxtest::userName();
-    sem_unlink(name.c_str());
-    sem_t *planted = sem_open(name.c_str(), O_CREAT, 0644, 1);
-    ASSERT_NE(planted, SEM_FAILED);
-    sem_close(planted);
-    ASSERT_EQ(chown(("/dev/shm/sem." + name.substr(1)).c_str(), 65534, 65534), 0);
-    const Result suiteRun = lxtest::run({LXSUITE_PATH}, suiteEnv());
-    EXPECT_EQ(suiteRun.status, 1);
-    EXPECT_NE(suiteRun.err.find("remove the semaphore file named above"), std::string::npos) << suiteRun.err;
-    EXPECT_NE(suiteRun.err.find("/dev/shm/sem.IWConfigSem_"), std::string::npos) << suiteRun.err;
-    EXPECT_EQ(lxtest::run({LXSUITE_PATH}, suiteEnv()).status, 1) << "refused, not removed";
-    sem_unlink(name.c_str());
-}
-
-TEST_F(LiveSettings, HeldSemaphoreOfACrashedRunIsNotInherited)
-{
-    const std::string name = "/IWConfigSem_" + lxtest::userName();
-    sem_unlink(name.c_str());
-    sem_t *held = sem_open(name.c_str(), O_CREAT, 0600, 0);  // as left by a run killed while holding it
-    ASSERT_NE(held, SEM_FAILED);
-    sem_close(held);
-    startSuite();
-    const Result set = lxsetting({"set", "A", "1"});
-    EXPECT_EQ(set.err.find("could not be acquired"), std::string::npos) << set.err;
-    EXPECT_EQ(lxsetting({"get", "A"}).out, "1\n");
 }
