@@ -56,6 +56,7 @@ TEST_F(Lxsuite, TakesNoneOrFourNumbersAndStopsCleanlyOnASignal)
         EXPECT_EQ(run->wait(), status) << args.size() << " " << args.back();
         EXPECT_EQ(run->errors().rfind("Usage: lxsuite ", 0) == 0, status == 2) << run->errors();
     }
+    EXPECT_NE(lxtest::run({LXSUITE_PATH, "--help"}).out.find("LX_SHMSTADDR (default\n0x500000000000;"), std::string::npos);
 }
 
 // One suite per user id, whatever USER or LX_SHMSTADDR say: the second names the first and stops
@@ -108,7 +109,8 @@ TEST_F(Lxsuite, SemaphoreOfAnotherUserStopsTheSuiteWithHowToRemoveIt)
     EXPECT_EQ(suiteRun.status, 1);
     EXPECT_NE(suiteRun.err.find("remove the semaphore file named above"), std::string::npos) << suiteRun.err;
     EXPECT_NE(suiteRun.err.find("/dev/shm/sem.IWConfigSem_"), std::string::npos) << suiteRun.err;
-    EXPECT_EQ(start()->finish().status, 1) << "refused, not removed";
+    EXPECT_FALSE(lxtest::exists("/tmp/" + lxtest::userName() + ".api_shmid")) << "the arena is removed again";
+    EXPECT_NE(start()->finish().err.find("remove the semaphore file"), std::string::npos) << "refused, not removed";
     sem_unlink(name.c_str());
 }
 
