@@ -109,6 +109,9 @@ TEST_F(LiveSettings, WithoutASuiteTheValueIsRecordedAndNoBlockIsLeftBehind)
 {
     EXPECT_EQ(lxsetting({"get", "LX_NOWHERE"}).status, 1);
     EXPECT_EQ(lxsetting({"dump"}).status, 1);
+    const Result usage = lxsetting({"get"});
+    EXPECT_EQ(usage.status, 2);
+    EXPECT_EQ(usage.err.rfind("Usage: lxsetting get NAME\n", 0), 0u) << usage.err;
     const Result set = lxsetting({"set", "LX_ALONE", "x"});
     EXPECT_EQ(set.status, 0);
     EXPECT_EQ(set.out, "LX_ALONE: no suite is running; not delivered live\nLX_ALONE: recorded in " + userFile() + "\n");
