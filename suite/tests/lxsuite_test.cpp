@@ -7,6 +7,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <memory>
+#include <regex>
 #include <semaphore.h>
 #include <sys/shm.h>
 #include <unistd.h>
@@ -77,6 +78,8 @@ TEST_F(Lxsuite, SecondSuiteIsRefusedAndNamesTheFirst)
                   std::string::npos) << second.err;
     }
     EXPECT_EQ(lxsetting({"get", "A"}).out, "kept\n");
+    EXPECT_TRUE(std::regex_search(lxsetting({"dump"}).out,
+                                  std::regex("size:\t\t25\nfreed:\t\t0\naddr:\t\t0x[0-9a-f]+\nname:\t\tLUMARIX_BASE_VERSION\n")));
     EXPECT_FALSE(lxtest::exists("/tmp/lxsomeoneelse.api_shmid"));
     suite->signal(SIGINT);
     EXPECT_EQ(suite->wait(), 0);
