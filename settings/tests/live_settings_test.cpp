@@ -62,6 +62,8 @@ TEST_F(LiveSettings, SharedBlockIsSeenByEveryProcessAndBeatsEveryOtherSource)
     EXPECT_EQ(liveHelper({"get", "COLOR"}, {"COLOR=from-env"}).out, "attach 1\nget COLOR from-block\n");
     lxsetting({"set", "COLOR", "two"});
     EXPECT_EQ(lxsetting({"get", "COLOR"}).out, "two\n");
+    EXPECT_TRUE(std::regex_search(lxsetting({"dump"}).out,  // the text and its end, nothing more
+                                  std::regex("size:\t\t4\nfreed:\t\t0\naddr:\t\t0x[0-9a-f]+\nname:\t\tCOLOR\n")));
     EXPECT_EQ(lxsetting({"get", "LUMARIX_BASE_VERSION"}).out.rfind("Lumarix ", 0), 0u);
     // An unknown name leaves an empty block, found before the environment of a later process.
     EXPECT_EQ(lxsetting({"get", "LX_NOWHERE"}).status, 1);
