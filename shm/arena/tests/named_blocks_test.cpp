@@ -40,6 +40,9 @@ TEST_F(NamedBlocks, DuplicateNameFindsTheOlderBlockUntilItIsFreed)
     EXPECT_TRUE(has(out[6], " second"));
     EXPECT_EQ(out[8], "get a null");
     EXPECT_EQ(out[9], "check ok 0");
+    Helper replaced({kCreate, "set:a:first", "set:a:second", "get:a", "check", "exit"});
+    replaced.finish();
+    EXPECT_NE(replaced.output().find(" second\ncheck ok 1\n"), std::string::npos) << replaced.output();
 }
 
 TEST_F(NamedBlocks, ZeroSizeNullNameAndUnlistedBlocksLeaveTheListIntact)
@@ -71,7 +74,8 @@ TEST_F(NamedBlocks, ExhaustedHeapReportsAndReleasesTheSemaphore)
 
 TEST_F(NamedBlocks, WithoutAnArenaNothingIsAllocatedAndNoSemaphoreMade)
 {
-    Helper h({"put:a:v", "get:a"});
+    Helper h({"set:a:v", "put:a:v", "get:a"});
+    EXPECT_EQ(h.line(), "set a null");
     EXPECT_EQ(h.line(), "put a null");
     EXPECT_EQ(h.line(), "get a null");
     h.finish();
