@@ -265,6 +265,12 @@ TEST_F(HeapEdges, CheckerFindsAnOverrunIntoTheNextChunk) {
     std::string why;
     EXPECT_FALSE(consistent(&why));
     EXPECT_FALSE(why.empty());
+    for (size_t size = 1; size <= why.size() + 2; ++size) {  // a short buffer: the reason cut, ended, no further
+        std::string buffer(size + 1, '#');
+        EXPECT_FALSE(SG_heap_check(buffer.data(), size));
+        const size_t n = std::min(size - 1, why.size());
+        EXPECT_EQ(buffer, why.substr(0, n) + '\0' + std::string(size - n, '#')) << size;
+    }
     std::memcpy(past_end, &saved, 8);
     EXPECT_TRUE(consistent(&why)) << why;
 }
