@@ -73,6 +73,11 @@ TEST_F(Break, TheLimitEndsAtTheEndOfTheMapping) {
     EXPECT_EQ(*last, 'z');
 }
 
+TEST_F(Break, HeapFillsTheAllowanceEvenWhereAWholeGrowStepNoLongerFits) {
+    open_segment(kAllowance);
+    EXPECT_NE(SG_malloc(nullptr, kUsable - 128), nullptr);
+}
+
 TEST_F(Break, AnAllowanceShorterThanTheFirstBreakLeavesTheHeapNothing) {
     open_segment(1 << 20);
     EXPECT_EQ(SHMsbrk(0), first_break());
