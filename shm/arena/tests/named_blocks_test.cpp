@@ -70,6 +70,9 @@ TEST_F(NamedBlocks, ExhaustedHeapReportsAndReleasesTheSemaphore)
     EXPECT_TRUE(has(h.output(), "put-count big null\n"));
     EXPECT_TRUE(has(h.output(), "small 0x"));
     EXPECT_TRUE(has(h.output(), "check ok 1\n"));
+    Helper again({kCreate, "put-count:1:8000000:a", "free:a", "put-count:1:8000000:b", "exit"});
+    again.finish();
+    EXPECT_TRUE(has(again.output(), "put-count b 0x")) << "a freed block's room is used again";
 }
 
 TEST_F(NamedBlocks, WithoutAnArenaNothingIsAllocatedAndNoSemaphoreMade)
