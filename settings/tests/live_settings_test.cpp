@@ -3,19 +3,16 @@
 #include "settings_fixture.h"
 
 #include <csignal>
-#include <fcntl.h>
 #include <memory>
 #include <regex>
 #include <sstream>
-#include <semaphore.h>
-#include <unistd.h>
 
-using lxtest::Background;
+using lxtest::Process;
 using lxtest::Result;
 
 class LiveSettings : public SettingsFiles {
 protected:
-    std::unique_ptr<Background> suite;
+    std::unique_ptr<Process> suite;
 
     lxtest::Env suiteEnv(lxtest::Env extra = {}) const
     {
@@ -26,7 +23,7 @@ protected:
 
     void startSuite()
     {
-        suite = std::make_unique<Background>(std::vector<std::string>{LXSUITE_PATH}, suiteEnv());
+        suite = std::make_unique<Process>(std::vector<std::string>{LXSUITE_PATH}, suiteEnv());
         ASSERT_EQ(suite->line(), "ready") << suite->errors();
     }
 
@@ -53,19 +50,27 @@ protected:
     }
 };
 
-TEST_F(LiveSettings, ValueSetInOneProcessIsSeenByAnother)
+TEST_F(LiveSettings, SharedBlockIsSeenByEveryProcessAndBeatsEveryOtherSource)
 {
+    writeUserFile("COLOR from-user-file\n");
+    writeSystemFile("COLOR from-system-file\n");
     startSuite();
-    const Result set = lxsetting({"set", "LX_DATA_DIR", "/data/one"});
+    EXPECT_EQ(liveHelper({"get", "COLOR"}, {"COLOR=from-env"}).out, "attach 1\nget COLOR from-env\n");
+    const Result set = lxsetting({"set", "COLOR", "from-block"});
     EXPECT_EQ(set.status, 0);
-    EXPECT_EQ(set.out, "LX_DATA_DIR: delivered to the running suite\nLX_DATA_DIR: recorded in " + userFile() + "\n");
-    EXPECT_NE(lxtest::readFile(userFile()).find("LX_DATA_DIR /data/one\n"), std::string::npos);
-    Result got = lxsetting({"get", "LX_DATA_DIR"});
-    EXPECT_EQ(got.status, 0);
-    EXPECT_EQ(got.out, "/data/one\n");
-    lxsetting({"set", "LX_DATA_DIR", "/data/two"});
-    EXPECT_EQ(lxsetting({"get", "LX_DATA_DIR"}).out, "/data/two\n");
+    EXPECT_EQ(set.out, "COLOR: delivered to the running suite\nCOLOR: recorded in " + userFile() + "\n");
+    EXPECT_EQ(liveHelper({"get", "COLOR"}, {"COLOR=from-env"}).out, "attach 1\nget COLOR from-block\n");
+    lxsetting({"set", "COLOR", "two"});
+    EXPECT_EQ(lxsetting({"get", "COLOR"}).out, "two\n");
+    EXPECT_TRUE(std::regex_search(lxsetting({"dump"}).out,  // the text and its end, nothing more
+                                  std::regex("size:\t\t4\nfreed:\t\t0\naddr:\t\t0x[0-9a-f]+\nname:\t\tCOLOR\n")));
     EXPECT_EQ(lxsetting({"get", "LUMARIX_BASE_VERSION"}).out.rfind("Lumarix ", 0), 0u);
+    // An unknown name leaves an empty block, found before the environment of a later process.
+    EXPECT_EQ(lxsetting({"get", "LX_NOWHERE"}).status, 1);
+    const std::string dump = lxsetting({"dump"}).out;
+    EXPECT_NE(dump.find("size:\t\t1\nfreed:\t\t0\n"), std::string::npos) << dump;
+    EXPECT_NE(dump.find("name:\t\tLX_NOWHERE\n"), std::string::npos) << dump;
+    EXPECT_EQ(liveHelper({"get", "LX_NOWHERE"}, {"LX_NOWHERE=env"}).out, "attach 1\nget LX_NOWHERE (none)\n");
 }
 
 // Eight processes replacing five shared names at once: each replacement is one step under the
@@ -74,9 +79,9 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
 {
     writeSystemFile("");
     startSuite();
-    std::vector<std::unique_ptr<Background>> writers;
+    std::vector<std::unique_ptr<Process>> writers;
     for (int w = 0; w < 8; ++w)
-        writers.push_back(std::make_unique<Background>(
+        writers.push_back(std::make_unique<Process>(
             std::vector<std::string>{SETTINGS_HELPER_PATH, "attach", "hammer", "2000", "w" + std::to_string(w)},
             suiteEnv()));
     lxtest::writeFile(home / "go", "");  // all at once
@@ -100,37 +105,21 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
     EXPECT_EQ(names, 5);
 }
 
-TEST_F(LiveSettings, SharedBlockBeatsEveryOtherSource)
-{
-    writeUserFile("COLOR from-user-file\n");
-    writeSystemFile("COLOR from-system-file\n");
-    startSuite();
-    EXPECT_EQ(liveHelper({"get", "COLOR"}, {"COLOR=from-env"}).out, "attach 1\nget COLOR from-env\n");
-    lxsetting({"set", "COLOR", "from-block"});
-    EXPECT_EQ(liveHelper({"get", "COLOR"}, {"COLOR=from-env"}).out, "attach 1\nget COLOR from-block\n");
-}
-
-TEST_F(LiveSettings, UnknownSettingLeavesAnEmptyBlockThatAnswersUnsetEverywhere)
-{
-    startSuite();
-    EXPECT_EQ(lxsetting({"get", "LX_NOWHERE"}).status, 1);
-    const Result dump = lxsetting({"dump"});
-    EXPECT_NE(dump.out.find("size:\t\t1\nfreed:\t\t0\n"), std::string::npos) << dump.out;
-    EXPECT_NE(dump.out.find("name:\t\tLX_NOWHERE\n"), std::string::npos) << dump.out;
-    // The empty block is found before the environment of a later process.
-    EXPECT_EQ(liveHelper({"get", "LX_NOWHERE"}, {"LX_NOWHERE=env"}).out, "attach 1\nget LX_NOWHERE (none)\n");
-}
-
 // Without a suite a set value still lasts: it is recorded in the user settings file, and a
 // value that reaches neither the suite nor the file is a failure.
 TEST_F(LiveSettings, WithoutASuiteTheValueIsRecordedAndNoBlockIsLeftBehind)
 {
     EXPECT_EQ(lxsetting({"get", "LX_NOWHERE"}).status, 1);
     EXPECT_EQ(lxsetting({"dump"}).status, 1);
+    const Result usage = lxsetting({"get"});
+    EXPECT_EQ(usage.status, 2);
+    EXPECT_EQ(usage.err.rfind("Usage: lxsetting get NAME\n", 0), 0u) << usage.err;
     const Result set = lxsetting({"set", "LX_ALONE", "x"});
     EXPECT_EQ(set.status, 0);
     EXPECT_EQ(set.out, "LX_ALONE: no suite is running; not delivered live\nLX_ALONE: recorded in " + userFile() + "\n");
-    EXPECT_EQ(lxsetting({"get", "LX_ALONE"}).out, "x\n");
+    writeSystemFile("");
+    const Result alone = liveHelper({"get", "LX_ALONE"});
+    EXPECT_EQ(alone.out + alone.err, "attach -1\nget LX_ALONE x\n");  // no arena is no error
     lxtest::writeFile(home / "plainfile", "");
     const Result lost = lxsetting({"set", "LX_LOST", "y"}, {"HOME=" + home / "plainfile"});
     EXPECT_EQ(lost.status, 1);
@@ -139,81 +128,4 @@ TEST_F(LiveSettings, WithoutASuiteTheValueIsRecordedAndNoBlockIsLeftBehind)
     const Result dump = lxsetting({"dump"});
     EXPECT_EQ(dump.out.find("LX_NOWHERE"), std::string::npos) << dump.out;
     EXPECT_EQ(dump.out.find("LX_ALONE"), std::string::npos) << dump.out;
-}
-
-TEST_F(LiveSettings, ArenaIsGoneAfterTheSuiteStops)
-{
-    startSuite();
-    suite->signal(SIGINT);
-    EXPECT_EQ(suite->wait(), 0);
-    suite.reset();
-    EXPECT_EQ(lxsetting({"dump"}).status, 1);
-    EXPECT_FALSE(lxtest::exists("/tmp/" + lxtest::userName() + ".api_shmid"));
-}
-
-// One suite per user id, whatever USER or LX_SHMSTADDR say: the second names the first and stops
-// without touching its arena.
-TEST_F(LiveSettings, SecondSuiteIsRefusedAndNamesTheFirst)
-{
-    startSuite();
-    EXPECT_EQ(lxsetting({"set", "A", "kept"}).status, 0);
-    for (const lxtest::Env &other : {lxtest::Env{}, lxtest::Env{"USER=lxsomeoneelse", "LOGNAME=lxsomeoneelse"},
-                                     lxtest::Env{"LX_SHMSTADDR=0x510000000000"}}) {
-        const Result second = lxtest::run({LXSUITE_PATH}, suiteEnv(other));
-        EXPECT_EQ(second.status, 1);
-        EXPECT_EQ(second.out, "");
-        EXPECT_NE(second.err.find("already running for this user (process " + std::to_string(suite->pid()) + ")"),
-                  std::string::npos) << second.err;
-    }
-    EXPECT_EQ(lxsetting({"get", "A"}).out, "kept\n");
-    EXPECT_FALSE(lxtest::exists("/tmp/lxsomeoneelse.api_shmid"));
-}
-
-TEST_F(LiveSettings, OfTwoSuitesStartedAtOnceExactlyOneWins)
-{
-    for (int round = 0; round < 20; ++round) {
-        Background a({LXSUITE_PATH}, suiteEnv()), b({LXSUITE_PATH}, suiteEnv());
-        const bool aWon = a.line() == "ready", bWon = b.line() == "ready";
-        ASSERT_NE(aWon, bWon) << "round " << round << ": " << a.errors() << b.errors();
-        Background &winner = aWon ? a : b, &loser = aWon ? b : a;
-        EXPECT_EQ(loser.wait(), 1);
-        EXPECT_NE(loser.errors().find("already running"), std::string::npos) << loser.errors();
-        EXPECT_EQ(lxsetting({"set", "A", "one"}).status, 0);
-        winner.signal(SIGTERM);
-        ASSERT_EQ(winner.wait(), 0) << winner.errors();
-    }
-}
-
-TEST_F(LiveSettings, SemaphoreOfAnotherUserStopsTheSuiteWithHowToRemoveIt)
-{
-    const std::string name = "/IWConfigSem_" + lxtest::userName();
-    sem_unlink(name.c_str());
-    sem_t *planted = sem_open(name.c_str(), O_CREAT, 0644, 1);
-    ASSERT_NE(planted, SEM_FAILED);
-    sem_close(planted);
-    ASSERT_EQ(chown(("/dev/shm/sem." + name.substr(1)).c_str(), 65534, 65534), 0);
-    const Result suiteRun = lxtest::run({LXSUITE_PATH}, suiteEnv());
-    EXPECT_EQ(suiteRun.status, 1);
-    EXPECT_NE(suiteRun.err.find("remove the semaphore file named above"), std::string::npos) << suiteRun.err;
-    EXPECT_NE(suiteRun.err.find("/dev/shm/sem.IWConfigSem_"), std::string::npos) << suiteRun.err;
-    EXPECT_EQ(lxtest::run({LXSUITE_PATH}, suiteEnv()).status, 1) << "refused, not removed";
-    sem_unlink(name.c_str());
-}
-
-TEST_F(LiveSettings, HelpNamesTheDefaultAddress)
-{
-    EXPECT_NE(lxtest::run({LXSUITE_PATH, "--help"}).out.find("LX_SHMSTADDR (default\n0x500000000000;"), std::string::npos);
-}
-
-TEST_F(LiveSettings, HeldSemaphoreOfACrashedRunIsNotInherited)
-{
-    const std::string name = "/IWConfigSem_" + lxtest::userName();
-    sem_unlink(name.c_str());
-    sem_t *held = sem_open(name.c_str(), O_CREAT, 0600, 0);  // as left by a run killed while holding it
-    ASSERT_NE(held, SEM_FAILED);
-    sem_close(held);
-    startSuite();
-    const Result set = lxsetting({"set", "A", "1"});
-    EXPECT_EQ(set.err.find("could not be acquired"), std::string::npos) << set.err;
-    EXPECT_EQ(lxsetting({"get", "A"}).out, "1\n");
 }

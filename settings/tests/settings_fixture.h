@@ -1,7 +1,7 @@
 // A scratch HOME and suite base directory with their settings files, and the helper program.
 #pragma once
 
-#include "test_process.h"
+#include "lx_testing.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -1,7 +1,7 @@
 // A scratch HOME and settings base for the start-up tests, and the start-up helper.
 #pragma once
 
-#include "test_process.h"
+#include "lx_testing.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -26,7 +26,7 @@ std::string field(const std::string &line, int index)
 
 void writeIdFile(const std::string &text, mode_t mode)
 {
-    std::ofstream(idFile()) << text;
+    lxtest::writeFile(idFile(), text);
     chmod(idFile().c_str(), mode);
 }
 
@@ -50,7 +50,7 @@ TEST_F(ArenaLifecycle, AttachFromAnotherProcessSharesInfoAndBlocks)
     EXPECT_EQ(reader.line(), "get gamma null");
     EXPECT_EQ(reader.finish(), 0);
 
-    creator.send("go\n");
+    creator.send("go");
     EXPECT_EQ(creator.line(), "exit 0");
     EXPECT_EQ(creator.finish(), 0);
     EXPECT_FALSE(exists(idFile()));
@@ -58,171 +58,105 @@ TEST_F(ArenaLifecycle, AttachFromAnotherProcessSharesInfoAndBlocks)
     EXPECT_EQ(dataSegment(), -1);
 }
 
-TEST_F(ArenaLifecycle, AttachAtAnotherAddressIsRefusedInsteadOfFollowingForeignPointers)
+// Another address would follow foreign pointers; a PID namespace hides the creator, which is no
+// proof that it is gone.
+TEST_F(ArenaLifecycle, AttachIsRefusedAtAnotherAddressAndKeepsAnUnseenCreatorsArena)
 {
-    Helper creator({kCreate, "put:alpha:one", "wait", "exit"});
-    ASSERT_EQ(field(creator.line(), 1), "0");
-    creator.line();
-    creator.line();
-
-    setenv("LX_SHMSTADDR", "310000000000", 1);
-    Helper stranger({"attach", "get:alpha"});
-    setenv("LX_SHMSTADDR", "300000000000", 1);
-    EXPECT_EQ(stranger.line(), "attach 3");
-    EXPECT_EQ(stranger.line(), "get alpha null");
-    EXPECT_EQ(stranger.finish(), 0);
-
-    Helper reader({"attach", "get:alpha"});
-    EXPECT_EQ(reader.line(), "attach 0");
-    reader.line(); // the info pointer
-    EXPECT_EQ(field(reader.line(), 3), "one");
-    EXPECT_EQ(reader.finish(), 0);
-
-    creator.send("go\n");
-    EXPECT_EQ(creator.line(), "exit 0");
-    EXPECT_EQ(creator.finish(), 0);
+    auto creator = creatorOf("one");
+    EXPECT_EQ(alphaSeenBy({"LX_SHMSTADDR=310000000000"}), "3 null");
+    if (std::system("unshare --pid --fork true 2>/dev/null") == 0) {
+        EXPECT_EQ(alphaSeenBy({}, {"unshare", "--pid", "--fork"}), "0 one");
+    }
+    EXPECT_EQ(alphaSeenBy(), "0 one");
+    EXPECT_NE(controlSegment(), -1);
+    creator->send("go");
+    EXPECT_EQ(creator->line(), "exit 0");
 }
 
-TEST_F(ArenaLifecycle, AttachAfterTheCreatorDiedRemovesLeftovers)
+TEST_F(ArenaLifecycle, AttachAfterTheCreatorDiedRemovesLeftoversAndANewArenaIsNotMistakenForThem)
 {
-    Helper creator({kCreate, "put:alpha:one"});
-    ASSERT_EQ(creator.finish(), 0);
+    Helper crashed({kCreate, "put:alpha:one"});
+    ASSERT_EQ(crashed.finish(), 0);
     ASSERT_TRUE(exists(idFile()));
-    ASSERT_NE(controlSegment(), -1);
     ASSERT_NE(dataSegment(), -1);
 
     Helper late({"attach"});
-    EXPECT_EQ(late.line(), "attach 3");
     EXPECT_EQ(late.finish(), 0);
+    EXPECT_EQ(late.output(), "attach 3\n");
     EXPECT_NE(late.errors().find("Existing shared memory segment appears invalid.\n"), std::string::npos);
     EXPECT_FALSE(exists(idFile()));
     EXPECT_EQ(controlSegment(), -1);
     EXPECT_EQ(dataSegment(), -1);
-
-    Helper again({"attach"}); // no id file any more: a quiet 3
-    EXPECT_EQ(again.line(), "attach 3");
+    Helper again({"attach"});  // no id file any more: a quiet 3
     again.finish();
-    EXPECT_EQ(again.errors(), "");
-}
+    EXPECT_EQ(again.output() + again.errors(), "attach 3\n");
 
-TEST_F(ArenaLifecycle, NewArenaAfterACrashIsNotMistakenForLeftovers)
-{
-    Helper crashed({kCreate});
-    ASSERT_EQ(crashed.finish(), 0);
-    Helper creator({kCreate, "put:alpha:fresh", "wait", "exit"});
-    ASSERT_EQ(field(creator.line(), 1), "0");
-    creator.line();
-    creator.line();
-
-    Helper reader({"attach", "get:alpha"});
-    EXPECT_EQ(reader.line(), "attach 0");
-    reader.line();
-    EXPECT_EQ(field(reader.line(), 3), "fresh");
-    creator.send("go\n");
-    EXPECT_EQ(creator.line(), "exit 0");
-}
-
-TEST_F(ArenaLifecycle, OnlyTheCreatorMayRemoveTheArena)
-{
-    Helper creator({kCreate, "put:alpha:one", "wait", "exit"});
-    ASSERT_EQ(field(creator.line(), 1), "0");
-    creator.line();
-    creator.line();
-
-    Helper other({"attach", "exit", "destroy", "get:alpha", "detach"});
-    EXPECT_EQ(other.line(), "attach 0");
-    other.line();
-    EXPECT_EQ(other.line(), "exit 4");
-    EXPECT_EQ(other.line(), "destroy 4");
-    EXPECT_EQ(field(other.line(), 3), "one");
-    EXPECT_EQ(other.line(), "detach 0");
-    EXPECT_EQ(other.finish(), 0);
-    EXPECT_TRUE(exists(idFile()));
-    EXPECT_NE(controlSegment(), -1);
-
-    Helper third({"attach"});
-    EXPECT_EQ(third.line(), "attach 0");
-    creator.send("go\n");
-    EXPECT_EQ(creator.finish(), 0);
-}
-
-// One arena per user id: a second creator is refused whatever USER says, and names the first.
-TEST_F(ArenaLifecycle, SecondCreatorIsRefusedWhateverItsUserAndTouchesNothing)
-{
-    Helper creator({kCreate, "put:alpha:one", "wait", "exit"});
-    ASSERT_EQ(field(creator.line(), 1), "0");
-    creator.line();
-    creator.line();
-    const int control = controlSegment();
-
-    Helper second({kCreate, "exit"}, {"USER=lxsomeoneelse", "LOGNAME=lxsomeoneelse"});
-    EXPECT_EQ(second.line(), "create 1 null");
-    second.finish();
-    EXPECT_NE(second.errors().find("belongs to the running process " + std::to_string(creator.pid())),
-              std::string::npos) << second.errors();
-    EXPECT_FALSE(exists("/tmp/lxsomeoneelse.api_shmid"));
-    EXPECT_EQ(controlSegment(), control);
-    Helper reader({"attach", "get:alpha"});
-    EXPECT_EQ(reader.line(), "attach 0");
-    reader.line();
-    EXPECT_EQ(field(reader.line(), 3), "one");
-    creator.send("go\n");
-    EXPECT_EQ(creator.line(), "exit 0");
+    Helper crashedAgain({kCreate});
+    ASSERT_EQ(crashedAgain.finish(), 0);
+    auto creator = creatorOf("fresh");
+    EXPECT_EQ(alphaSeenBy(), "0 fresh");
+    creator->send("go");
+    EXPECT_EQ(creator->line(), "exit 0");
 }
 
 // Who may remove the arena is what the control block records, not what a process remembers.
-TEST_F(ArenaLifecycle, CreatorCheckReadsTheControlBlock)
+TEST_F(ArenaLifecycle, OnlyTheRecordedCreatorMayRemoveTheArena)
 {
-    Helper creator({kCreate, "wait", "exit"});
-    ASSERT_EQ(field(creator.line(), 1), "0");
-    creator.line();
+    auto creator = creatorOf("one");
+    Helper other({"attach", "exit", "destroy", "get:alpha", "detach"});
+    other.finish();
+    EXPECT_NE(other.output().find("exit 4\ndestroy 4\nget alpha 0x"), std::string::npos) << other.output();
+    EXPECT_NE(other.output().find(" one\ndetach 0\n"), std::string::npos) << other.output();
+    EXPECT_TRUE(exists(idFile()));
+    EXPECT_EQ(alphaSeenBy(), "0 one");
+
     Helper heir({"attach", "wait", "exit"});
     ASSERT_EQ(heir.line(), "attach 0");
-    heir.line();
     void *block = shmat(controlSegment(), nullptr, 0);
     ASSERT_NE(block, reinterpret_cast<void *>(-1));
     const int32_t pid = heir.pid();
     std::memcpy(static_cast<char *>(block) + 4100, &pid, sizeof pid);
     shmdt(block);
-
-    heir.send("go\n");
-    EXPECT_EQ(heir.line(), "exit 0");
+    heir.send("go");
+    EXPECT_EQ(heir.lineStarting("exit"), "exit 0");
     EXPECT_EQ(controlSegment(), -1);
-    creator.send("go\n");
-    EXPECT_EQ(creator.line(), "exit 4");
+    creator->send("go");
+    EXPECT_EQ(creator->line(), "exit 4");
 }
 
-// In a child PID namespace the creator's pid reads as 0: that is no proof that it is gone.
-TEST_F(ArenaLifecycle, AttacherThatCannotSeeTheCreatorKeepsTheArena)
+// One arena per user id: a second creator is refused whatever USER says, and names the first.
+TEST_F(ArenaLifecycle, SecondCreatorIsRefusedWhateverItsUserAndTouchesNothing)
 {
-    if (std::system("unshare --pid --fork true 2>/dev/null") != 0)
-        GTEST_SKIP() << "no PID namespace can be made here";
-    Helper creator({kCreate, "put:alpha:one", "wait", "exit"});
-    ASSERT_EQ(field(creator.line(), 1), "0");
-    creator.line();
-    creator.line();
-    Helper outsider({"attach", "get:alpha"}, {}, {"unshare", "--pid", "--fork"});
-    EXPECT_EQ(outsider.line(), "attach 0") << outsider.errors();
-    outsider.line();
-    EXPECT_EQ(field(outsider.line(), 3), "one");
-    EXPECT_EQ(outsider.finish(), 0);
-    EXPECT_EQ(outsider.errors(), "");
-    EXPECT_NE(controlSegment(), -1);
-    creator.send("go\n");
-    EXPECT_EQ(creator.line(), "exit 0");
+    auto creator = creatorOf("one");
+    const int control = controlSegment();
+    Helper second({kCreate, "exit"}, {"USER=lxsomeoneelse", "LOGNAME=lxsomeoneelse"});
+    EXPECT_EQ(second.line(), "create 1 null");
+    second.finish();
+    EXPECT_NE(second.errors().find("belongs to the running process " + std::to_string(creator->pid())),
+              std::string::npos) << second.errors();
+    EXPECT_FALSE(exists("/tmp/lxsomeoneelse.api_shmid"));
+    EXPECT_EQ(controlSegment(), control);
+    EXPECT_EQ(alphaSeenBy(), "0 one");
+    creator->send("go");
+    EXPECT_EQ(creator->line(), "exit 0");
 }
 
-// Messages give the real reason: none for a create that worked over an existing file of ours,
-// and never "Success" for one that failed.
-TEST_F(ArenaLifecycle, CreateReportsOnlyRealFailuresWithTheirReason)
+// A file arena is shared like a segment and removed on exit; an existing file of ours is reused
+// without a word, and a failed create never reports "Success".
+TEST_F(ArenaLifecycle, FileArenaIsSharedReusedAndRemovedOnExit)
 {
     const std::string file = "/tmp/arena-test-" + std::to_string(getpid()) + ".map";
-    std::ofstream(file) << "old";
+    lxtest::writeFile(file, "old");
     chmod(file.c_str(), 0600);
-    Helper reused({std::string(kCreate) + ":" + file, "exit"});
-    EXPECT_EQ(field(reused.line(), 1), "0");
-    reused.finish();
-    EXPECT_EQ(reused.errors(), "");
+    auto creator = creatorOf("mapped", std::string(kCreate) + ":" + file);
+    EXPECT_EQ(dataSegment(), -1);
+    EXPECT_EQ(alphaSeenBy(), "0 mapped");
+    creator->send("go");
+    EXPECT_EQ(creator->line(), "exit 0");
+    EXPECT_EQ(creator->finish(), 0);
+    EXPECT_EQ(creator->errors(), "");
+    EXPECT_FALSE(exists(file));
+
     Helper tiny({"create:100", "exit"});
     EXPECT_EQ(tiny.line(), "create 0 null");
     tiny.finish();
@@ -230,46 +164,20 @@ TEST_F(ArenaLifecycle, CreateReportsOnlyRealFailuresWithTheirReason)
     EXPECT_EQ(tiny.errors().find("Success"), std::string::npos) << tiny.errors();
 }
 
-TEST_F(ArenaLifecycle, FileArenaIsSharedAndItsFileRemovedOnExit)
-{
-    const std::string file = "/tmp/arena-test-" + std::to_string(getpid()) + ".map";
-    Helper creator({std::string(kCreate) + ":" + file, "put:alpha:mapped", "wait", "exit"});
-    ASSERT_EQ(field(creator.line(), 1), "0");
-    creator.line();
-    creator.line();
-    EXPECT_TRUE(exists(file));
-    EXPECT_EQ(dataSegment(), -1);
-
-    Helper reader({"attach", "get:alpha"});
-    EXPECT_EQ(reader.line(), "attach 0");
-    reader.line();
-    EXPECT_EQ(field(reader.line(), 3), "mapped");
-    creator.send("go\n");
-    EXPECT_EQ(creator.line(), "exit 0");
-    creator.finish();
-    EXPECT_FALSE(exists(file));
-    unlink(file.c_str());
-}
-
 TEST_F(ArenaLifecycle, NamesFollowUserAndLognameElseTheLoginName)
 {
-    Helper named({kCreate, "put:a:v", "wait", "exit"}, {"USER=lxnamecheck", "LOGNAME=lxnamecheck"});
-    EXPECT_EQ(named.line().substr(0, 8), "create 0");
+    auto named = creatorOf("v", kCreate, {"USER=lxnamecheck", "LOGNAME=lxnamecheck"});
     EXPECT_TRUE(exists("/tmp/lxnamecheck.api_shmid"));
     EXPECT_FALSE(exists(idFile()));
-    named.send("go\n");
-    named.finish();
+    named->send("go");
+    named->finish();
     EXPECT_FALSE(exists("/tmp/lxnamecheck.api_shmid"));
     EXPECT_TRUE(exists("/dev/shm/sem.IWConfigSem_lxnamecheck"));
-    unlink("/dev/shm/sem.IWConfigSem_lxnamecheck");
 
-    Helper unnamed({kCreate, "put:a:v", "wait", "exit"}, {"USER", "LOGNAME"});
-    EXPECT_EQ(unnamed.line().substr(0, 8), "create 0");
+    auto unnamed = creatorOf("v", kCreate, {"-USER", "-LOGNAME"});
     EXPECT_TRUE(exists(idFile()));
-    unnamed.line();
-    unnamed.line();
     EXPECT_TRUE(exists("/dev/shm/sem" + semaphoreName().replace(0, 1, ".")));
-    unnamed.send("go\n");
+    unnamed->send("go");
 }
 
 // Other users share /tmp: nothing found there is trusted or removed unless it is ours.
@@ -369,7 +277,7 @@ TEST_F(TmpAttacks, ArenaFileIsOursAloneOrRefused)
         unlink(file.c_str());
         ASSERT_EQ(std::system(c.plant.c_str()), 0) << c.plant;
         Helper creator({std::string(kCreate) + ":" + file, "exit"});
-        EXPECT_EQ(creator.read_line_starting("create"), "create 0 null") << c.plant;
+        EXPECT_EQ(creator.lineStarting("create"), "create 0 null") << c.plant;
         creator.finish();
         EXPECT_NE(creator.errors().find("SG_create: refusing " + file + ": " + c.why), std::string::npos)
             << creator.errors();

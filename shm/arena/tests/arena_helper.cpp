@@ -2,7 +2,7 @@
 // and prints one line per result on standard output, e.g.
 //   arena_helper create:16777216 put:alpha:one wait exit
 // Commands: create:SIZE[:PATH] attach detach destroy exit
-//   put:NAME:VALUE put-null:VALUE put-count:COUNT:SIZE:NAME get:NAME free:NAME free-addr:HEX free-unlisted
+//   put:NAME:VALUE set:NAME:VALUE put-null:VALUE put-count:COUNT:SIZE:NAME get:NAME free:NAME free-addr:HEX free-unlisted
 //   wait hold-sem check census dump stress:SEED:OPS
 #include "lumarix/shm.h"
 
@@ -188,6 +188,9 @@ int run(const std::string &command)
         if (block != nullptr)
             std::memcpy(block, value.c_str(), value.size() + 1);
         say(verb + " " + (name != nullptr ? name : "(NONE)") + " " + pointer(block));
+    } else if (verb == "set") {
+        const auto a = split(argument, ':', 2);
+        say("set " + a[0] + " " + pointer(IWSetNamedSHM(a[0].c_str(), a[1].c_str(), a[1].size() + 1)));
     } else if (verb == "put-count") {
         const auto a = split(argument, ':', 3);
         void *block = IWAlcNamedSHM(std::atoi(a[0].c_str()), std::strtoull(a[1].c_str(), nullptr, 10), a[2].c_str());

@@ -3,31 +3,13 @@
 #include "lumarix/shm.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <pwd.h>
 #include <semaphore.h>
-#include <sstream>
 #include <sys/shm.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace arena_test {
 
 namespace {
-
-lx::test::ChildOptions optionsFor(const std::vector<std::string> &extra_env, const std::vector<std::string> &wrapper)
-{
-    lx::test::ChildOptions options;
-    options.wrapper = wrapper;
-    for (const std::string &e : extra_env) {
-        const size_t equals = e.find('=');
-        if (equals == std::string::npos)
-            options.unset.push_back(e);
-        else
-            options.env.emplace_back(e.substr(0, equals), e.substr(equals + 1));
-    }
-    return options;
-}
 
 std::vector<std::string> helperCommand(const std::vector<std::string> &commands)
 {
@@ -36,33 +18,51 @@ std::vector<std::string> helperCommand(const std::vector<std::string> &commands)
     return args;
 }
 
+lxtest::Env helperEnv(lxtest::Env env)
+{
+    env.insert(env.begin(), "LX_SHMSTADDR=300000000000");
+    return env;
+}
+
+int segmentUnder(char project)
+{
+    const char *home = std::getenv("HOME");
+    return shmget(SG_key(home != nullptr ? home : "", project), 0, 0);
+}
+
 } // namespace
 
-Helper::Helper(const std::vector<std::string> &commands, const std::vector<std::string> &extra_env,
+Helper::Helper(const std::vector<std::string> &commands, const lxtest::Env &env,
                const std::vector<std::string> &wrapper)
-    : Child(helperCommand(commands), optionsFor(extra_env, wrapper))
+    : Process(helperCommand(commands), helperEnv(env), wrapper)
 {
 }
 
 int Helper::finish()
 {
-    lx::test::ChildResult result = Child::finish();
-    if (result.exit_code != -1 || !result.out.empty() || !result.err.empty())
-        result_ = std::move(result);
-    return result_.exit_code;
+    result_ = Process::finish();
+    return result_.status;
 }
 
-std::string userName() { return getpwuid(getuid())->pw_name; }
-std::string idFile() { return "/tmp/" + userName() + ".api_shmid"; }
-
-static int segmentUnder(char project)
+std::unique_ptr<Helper> creatorOf(const std::string &value, const std::string &create, const lxtest::Env &env)
 {
-    const char *home = std::getenv("HOME");
-    return shmget(SG_key(home != nullptr ? home : "", project), 0, 0);
+    auto creator = std::make_unique<Helper>(std::vector<std::string>{create, "put:alpha:" + value, "wait", "exit"}, env);
+    creator->lineStarting("put ");
+    return creator;
 }
+
+std::string alphaSeenBy(const lxtest::Env &env, const std::vector<std::string> &wrapper)
+{
+    Helper reader({"attach", "get:alpha"}, env, wrapper);
+    reader.finish();
+    const std::string got = lxtest::field(reader.output(), "get");
+    return lxtest::field(reader.output(), "attach") + " " + got.substr(got.rfind(' ') + 1);
+}
+
+std::string idFile() { return "/tmp/" + lxtest::userName() + ".api_shmid"; }
 int controlSegment() { return segmentUnder('F'); }
 int dataSegment() { return segmentUnder('N'); }
-std::string semaphoreName() { return "/IWConfigSem_" + userName(); }
+std::string semaphoreName() { return "/IWConfigSem_" + lxtest::userName(); }
 
 void removeArena()
 {
@@ -75,26 +75,11 @@ void removeArena()
 
 void ArenaTest::SetUp()
 {
-    // All processes must map the arena at one address and agree on the names.
-    setenv("LX_SHMSTADDR", "300000000000", 1);
-    setenv("USER", userName().c_str(), 1);
-    setenv("LOGNAME", userName().c_str(), 1);
-    unsetenv("DEBUG_SHM");
+    // All processes must agree on the names.
+    unsetenv("LOGNAME");
+    setenv("USER", lxtest::userName().c_str(), 1);
+    setenv("LOGNAME", lxtest::userName().c_str(), 1);
     removeArena();
-}
-
-bool exists(const std::string &path)
-{
-    struct stat st {};
-    return lstat(path.c_str(), &st) == 0;
-}
-
-std::string readFile(const std::string &path)
-{
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 } // namespace arena_test

@@ -3,42 +3,47 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "child_process.h"
+#include "lx_testing.h"
 
 namespace arena_test {
 
-// One arena_helper process running the given commands. extra_env: "NAME=value" sets, a bare
-// "NAME" unsets; wrapper: a command that runs the helper (e.g. unshare --pid --fork). A helper
-// still running at destruction gets end of input, so a waiting one goes on to its last command.
-class Helper : public lx::test::Child {
+using lxtest::exists;
+using lxtest::readFile;
+
+// One arena_helper process running the given commands, mapping the arena where every other
+// helper does unless `env` says otherwise. A helper still running at destruction gets end of
+// input, so a waiting one goes on to its last command.
+class Helper : public lxtest::Process {
 public:
-    explicit Helper(const std::vector<std::string> &commands, const std::vector<std::string> &extra_env = {},
+    explicit Helper(const std::vector<std::string> &commands, const lxtest::Env &env = {},
                     const std::vector<std::string> &wrapper = {});
-    std::string line() { return read_line_starting(""); } // "" at the end
-    void send(const std::string &text) { send_line(text.substr(0, text.find('\n'))); }
-    int finish(); // exit status (-1 after a signal); output and errors are kept
-    void kill(int signal) { ::kill(pid(), signal); }
+    void send(const std::string &text) { Process::send(text.substr(0, text.find('\n'))); }
+    int finish();  // exit status; output() and errors() stay readable
     const std::string &output() const { return result_.out; }
     const std::string &errors() const { return result_.err; }
 
 private:
-    lx::test::ChildResult result_;
+    lxtest::Result result_;
 };
 
-std::string userName();
 std::string idFile();
 int controlSegment();  // the control segment under our key, or -1
 int dataSegment();     // the data segment under our key, or -1
 std::string semaphoreName();
 void removeArena();    // removes segments, id file and semaphore of this user
-bool exists(const std::string &path);
-std::string readFile(const std::string &path);
 
 constexpr const char *kCreate = "create:16777216";
+
+// A suite process that made the arena (with `create`) and put alpha = value; it waits for "go"
+// before its "exit".
+std::unique_ptr<Helper> creatorOf(const std::string &value, const std::string &create = kCreate,
+                                  const lxtest::Env &env = {});
+// What another process finds: its attach result and alpha's value, e.g. "0 one" or "3 null".
+std::string alphaSeenBy(const lxtest::Env &env = {}, const std::vector<std::string> &wrapper = {});
 
 // Every arena test starts and ends with no arena of this user (also when it fails half-way).
 class ArenaTest : public ::testing::Test {

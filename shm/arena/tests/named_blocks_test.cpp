@@ -40,6 +40,9 @@ TEST_F(NamedBlocks, DuplicateNameFindsTheOlderBlockUntilItIsFreed)
     EXPECT_TRUE(has(out[6], " second"));
     EXPECT_EQ(out[8], "get a null");
     EXPECT_EQ(out[9], "check ok 0");
+    Helper replaced({kCreate, "set:a:first", "set:a:second", "get:a", "check", "exit"});
+    replaced.finish();
+    EXPECT_NE(replaced.output().find(" second\ncheck ok 1\n"), std::string::npos) << replaced.output();
 }
 
 TEST_F(NamedBlocks, ZeroSizeNullNameAndUnlistedBlocksLeaveTheListIntact)
@@ -67,11 +70,15 @@ TEST_F(NamedBlocks, ExhaustedHeapReportsAndReleasesTheSemaphore)
     EXPECT_TRUE(has(h.output(), "put-count big null\n"));
     EXPECT_TRUE(has(h.output(), "small 0x"));
     EXPECT_TRUE(has(h.output(), "check ok 1\n"));
+    Helper again({kCreate, "put-count:1:8000000:a", "free:a", "put-count:1:8000000:b", "exit"});
+    again.finish();
+    EXPECT_TRUE(has(again.output(), "put-count b 0x")) << "a freed block's room is used again";
 }
 
 TEST_F(NamedBlocks, WithoutAnArenaNothingIsAllocatedAndNoSemaphoreMade)
 {
-    Helper h({"put:a:v", "get:a"});
+    Helper h({"set:a:v", "put:a:v", "get:a"});
+    EXPECT_EQ(h.line(), "set a null");
     EXPECT_EQ(h.line(), "put a null");
     EXPECT_EQ(h.line(), "get a null");
     h.finish();
@@ -127,7 +134,7 @@ TEST_F(NamedBlocks, StuckSemaphoreHolderMakesEveryListOperationTimeOut)
     holder.line();
     holder.line();
     ASSERT_EQ(holder.line(), "holding");
-    holder.kill(SIGKILL);
+    holder.signal(SIGKILL);
 
     const auto started = std::chrono::steady_clock::now();
     Helper adder({"attach", "put:x:1"}), finder({"attach", "get:victim"}), freer({"attach", "free-addr:" + victim});

@@ -145,7 +145,7 @@ protected:
     void open_heap(uint64_t allowance) {
         allowance_ = allowance;
         unsetenv("LX_SHMSTADDR");
-        start_ = SG_create(dir_.file("heap.map").c_str(), allowance + kBreakShortfall);
+        start_ = SG_create((dir_ / "heap.map").c_str(), allowance + kBreakShortfall);
         ASSERT_NE(start_, nullptr);
     }
     void TearDown() override {
@@ -202,7 +202,7 @@ class HeapEdges : public ::testing::Test {
 protected:
     void SetUp() override {
         unsetenv("LX_SHMSTADDR");
-        start_ = SG_create(dir_.file("heap.map").c_str(), (4 << 20) + kBreakShortfall);
+        start_ = SG_create((dir_ / "heap.map").c_str(), (4 << 20) + kBreakShortfall);
         ASSERT_NE(start_, nullptr);
     }
     void TearDown() override {
@@ -265,6 +265,12 @@ TEST_F(HeapEdges, CheckerFindsAnOverrunIntoTheNextChunk) {
     std::string why;
     EXPECT_FALSE(consistent(&why));
     EXPECT_FALSE(why.empty());
+    for (size_t size = 1; size <= why.size() + 2; ++size) {  // a short buffer: the reason cut, ended, no further
+        std::string buffer(size + 1, '#');
+        EXPECT_FALSE(SG_heap_check(buffer.data(), size));
+        const size_t n = std::min(size - 1, why.size());
+        EXPECT_EQ(buffer, why.substr(0, n) + '\0' + std::string(size - n, '#')) << size;
+    }
     std::memcpy(past_end, &saved, 8);
     EXPECT_TRUE(consistent(&why)) << why;
 }

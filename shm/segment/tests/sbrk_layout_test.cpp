@@ -17,7 +17,7 @@ protected:
     void open_segment(uint64_t allowance) {
         allowance_ = allowance;
         unsetenv("LX_SHMSTADDR");
-        start_ = static_cast<char *>(SG_create(dir_.file("segment.map").c_str(), allowance));
+        start_ = static_cast<char *>(SG_create((dir_ / "segment.map").c_str(), allowance));
         ASSERT_NE(start_, nullptr);
     }
     void TearDown() override {
@@ -46,7 +46,7 @@ TEST_F(Break, LayoutIsTheSameForEveryProcessAndTheFileHoldsExactlyTheSegment) {
     EXPECT_EQ(words[1], kAllowance);
     EXPECT_EQ(words[2], 2216u);
     EXPECT_EQ(words[3], 40u);
-    EXPECT_EQ(std::filesystem::file_size(dir_.file("segment.map")), kAllowance + 2216);
+    EXPECT_EQ(std::filesystem::file_size(dir_ / "segment.map"), kAllowance + 2216);
     EXPECT_EQ(GBLdl_p, start_ + 1600);
     // The heap state ends with the break, the bytes used and the limit.
     uint64_t tail[3];
@@ -71,6 +71,11 @@ TEST_F(Break, TheLimitEndsAtTheEndOfTheMapping) {
     ASSERT_EQ(last, start_ + kAllowance + 2216 - 1);
     *last = 'z';
     EXPECT_EQ(*last, 'z');
+}
+
+TEST_F(Break, HeapFillsTheAllowanceEvenWhereAWholeGrowStepNoLongerFits) {
+    open_segment(kAllowance);
+    EXPECT_NE(SG_malloc(nullptr, kUsable - 128), nullptr);
 }
 
 TEST_F(Break, AnAllowanceShorterThanTheFirstBreakLeavesTheHeapNothing) {
@@ -135,8 +140,8 @@ TEST(UserKey, MixesTheUserIdWithTheProjectLetter) {
     };
     // 3,000,000: the factor drops to 715 to stay below 2^31; 5,000,000: 1000 × uid wraps past 2^32.
     for (Case c : {Case{"65534", "65534078"}, Case{"3000000", "2145000078"}, Case{"5000000", "705032782"}}) {
-        ChildResult r = run({"setpriv", std::string("--reuid=") + c.uid, "--regid=65534", "--clear-groups", kHelper, "key"});
-        EXPECT_EQ(r.exit_code, 0) << r.err;
+        Result r = run({"setpriv", std::string("--reuid=") + c.uid, "--regid=65534", "--clear-groups", kHelper, "key"});
+        EXPECT_EQ(r.status, 0) << r.err;
         EXPECT_EQ(field(r.out, "key"), c.key) << "uid " << c.uid;
     }
 }
@@ -149,11 +154,9 @@ namespace {
 
 TEST(CreateTrace, NamesTheFileTheStateAndTheFirstBreak) {
     TempDir dir;
-    std::string path = dir.file("traced.map");
-    ChildOptions o = with_env("DEBUG_SG", "1");
-    o.env.emplace_back("LX_SHMSTADDR", kAddressText);
-    ChildResult r = run({kHelper, "create", path, "1048576", "detach"}, o);
-    ASSERT_EQ(r.exit_code, 0) << r.out << r.err;
+    std::string path = dir / "traced.map";
+    Result r = run_helper({"create", path, "1048576", "detach"}, {"DEBUG_SG=1"});
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
     uint64_t length = 1048576 + 2216;
     EXPECT_EQ(r.out, "SG_create: Opening file " + path + " as mmap region of " + std::to_string(length) +
                          " bytes\nstart " + hex(address(kAddress)) + "\n");

@@ -8,12 +8,13 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
-#include "child_process.h"
+#include "lx_testing.h"
 
 namespace lx::test {
+
+using namespace lxtest;
 
 inline const std::string kHelper = SEGMENT_HELPER_PATH;
 // Where every test process maps the segment: free in plain and in sanitizer builds.
@@ -37,32 +38,11 @@ inline bool is_mapped(const void *p) {
     return msync(reinterpret_cast<void *>(page), 4096, MS_ASYNC) == 0 || errno != ENOMEM;
 }
 
-// A directory of our own under /tmp, removed with everything in it.
-class TempDir {
-public:
-    TempDir() {
-        std::string pattern = "/tmp/lx-segment-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr) std::abort();
-        path_ = pattern;
-    }
-    ~TempDir() {
-        std::error_code ec;
-        std::filesystem::remove_all(path_, ec);
-    }
-    TempDir(const TempDir &) = delete;
-    TempDir &operator=(const TempDir &) = delete;
-    std::string file(const std::string &name) const { return path_ + "/" + name; }
-    const std::string &path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
 // The helper, run with the same LX_SHMSTADDR as the tests unless options say otherwise.
-inline ChildResult run_helper(std::vector<std::string> args, ChildOptions options = {}) {
+inline Result run_helper(std::vector<std::string> args, Env env = {}) {
     args.insert(args.begin(), kHelper);
-    options.env.insert(options.env.begin(), {"LX_SHMSTADDR", kAddressText});
-    return run(args, options);
+    env.insert(env.begin(), "LX_SHMSTADDR=" + kAddressText);
+    return run(args, env);
 }
 
 }  // namespace lx::test

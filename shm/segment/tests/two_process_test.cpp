@@ -26,7 +26,7 @@ class TwoProcesses : public ::testing::Test {
 protected:
     void SetUp() override {
         setenv("LX_SHMSTADDR", kAddressText.c_str(), 1);
-        path_ = kFileMode ? dir_.file("arena.map") : "";
+        path_ = kFileMode ? dir_ / "arena.map" : "";
         start_ = SG_create(path_.c_str(), kSize);
         ASSERT_EQ(start_, address(kAddress)) << "the segment must lie where LX_SHMSTADDR says";
     }
@@ -56,9 +56,9 @@ protected:
 TEST_F(TwoProcesses, WhatOneWritesTheOtherReadsAtTheSameAddress) {
     char *mine = write_block("from the creator");
     ASSERT_NE(mine, nullptr);
-    ChildResult r = run_helper({"attach", where(), std::to_string(kSize), "read", hex(mine), "from the creator",
+    Result r = run_helper({"attach", where(), std::to_string(kSize), "read", hex(mine), "from the creator",
                                 "write", "from the helper", "check", "detach"});
-    ASSERT_EQ(r.exit_code, 0) << r.out << r.err;
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(field(r.out, "start"), hex(start_));
     auto *theirs = reinterpret_cast<char *>(std::strtoull(field(r.out, "block").c_str(), nullptr, 16));
     ASSERT_NE(theirs, nullptr) << r.out;
@@ -84,8 +84,8 @@ TEST_F(TwoProcesses, DetachUnmapsButKeepsTheSegmentAndItsContents) {
     EXPECT_FALSE(is_mapped(start_));
     EXPECT_FALSE(is_mapped(mine));
     EXPECT_TRUE(backing_exists());
-    ChildResult r = run_helper({"attach", where(), std::to_string(kSize), "read", hex(mine), "kept after detach", "check"});
-    EXPECT_EQ(r.exit_code, 0) << r.out << r.err;
+    Result r = run_helper({"attach", where(), std::to_string(kSize), "read", hex(mine), "kept after detach", "check"});
+    EXPECT_EQ(r.status, 0) << r.out << r.err;
     SG_destroy(start_);
     start_ = nullptr;
     EXPECT_FALSE(backing_exists());
@@ -95,7 +95,7 @@ TEST_F(TwoProcesses, DestroyRemovesOnlyThisSegment) {
     // A bystander of each kind: another System V segment and another file in the same folder.
     int other = shmget(IPC_PRIVATE, 4096, IPC_CREAT | 0600);
     ASSERT_GE(other, 0);
-    std::string other_file = dir_.file("other.map");
+    std::string other_file = dir_ / "other.map";
     std::ofstream(other_file) << "bystander";
 
     char *mine = write_block("still readable");
@@ -121,32 +121,32 @@ TEST_F(TwoProcesses, DestroyRemovesOnlyThisSegment) {
 
     EXPECT_EQ(shmctl(other, IPC_STAT, &ds), 0);
     shmctl(other, IPC_RMID, nullptr);
-    EXPECT_TRUE(std::filesystem::exists(other_file));
-    EXPECT_TRUE(std::filesystem::exists(dir_.path()));
+    EXPECT_TRUE(exists(other_file));
+    EXPECT_TRUE(exists(dir_.path()));
 }
 
 TEST_F(TwoProcesses, DestroyWhileAnotherProcessIsAttached) {
     char *mine = write_block("shared text");
-    Child helper({kHelper, "attach", where(), std::to_string(kSize), "wait", "read", hex(mine), "shared text", "check"},
-                 with_env("LX_SHMSTADDR", kAddressText));
-    ASSERT_EQ(helper.read_line_starting("waiting"), "waiting");
+    Process helper({kHelper, "attach", where(), std::to_string(kSize), "wait", "read", hex(mine), "shared text", "check"},
+                 Env{"LX_SHMSTADDR=" + std::string(kAddressText)});
+    ASSERT_EQ(helper.lineStarting("waiting"), "waiting");
     SG_detach(start_);
     SG_destroy(start_);
     start_ = nullptr;
     EXPECT_FALSE(backing_exists());
-    helper.send_line("go");
-    ChildResult r = helper.finish();
-    EXPECT_EQ(r.exit_code, 0) << "the attached process keeps its memory: " << r.out << r.err;
-    ChildResult late = run_helper({"attach", where(), std::to_string(kSize)});
-    EXPECT_EQ(late.exit_code, 2);
+    helper.send("go");
+    Result r = helper.finish();
+    EXPECT_EQ(r.status, 0) << "the attached process keeps its memory: " << r.out << r.err;
+    Result late = run_helper({"attach", where(), std::to_string(kSize)});
+    EXPECT_EQ(late.status, 2);
     EXPECT_EQ(late.out, kFileMode ? "Couldn't open file for mmap: No such file or directory\nnull\n"
                                   : "shmget failed: errno 2 No such file or directory\nnull\n");
 }
 
 TEST_F(TwoProcesses, AttachElsewhereRefusesTheHeapInsteadOfCorruptingIt) {
-    ChildResult r = run_helper({"attach", where(), std::to_string(kSize), "malloc", "64", "sbrk", "0"},
-                               with_env("LX_SHMSTADDR", "510000000000"));
-    ASSERT_EQ(r.exit_code, 0) << r.out << r.err;
+    Result r = run_helper({"attach", where(), std::to_string(kSize), "malloc", "64", "sbrk", "0"},
+                               Env{"LX_SHMSTADDR=510000000000"});
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(field(r.out, "start"), "0x510000000000");
     EXPECT_EQ(field(r.out, "block"), "(nil)");
     EXPECT_EQ(field(r.out, "sbrk"), "0xffffffffffffffff");
