@@ -1,6 +1,6 @@
 #include "description_lines.h"
 
-namespace lumarix::editor {
+namespace lx::editor {
 
 bool DescriptionLines::next(char (&text)[256])
 {
@@ -35,4 +35,4 @@ bool DescriptionLines::next(char (&text)[256])
     return true;
 }
 
-}  // namespace lumarix::editor
+}  // namespace lx::editor

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-namespace lumarix::editor {
+namespace lx::editor {
 
 class DescriptionLines {
 public:
@@ -26,4 +26,4 @@ private:
     bool lastWasCR_ = false;
 };
 
-}  // namespace lumarix::editor
+}  // namespace lx::editor

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-namespace lumarix::editor {
+namespace lx::editor {
 namespace {
 
 bool equalsNoCase(const char *a, const char *b) { return strcasecmp(a, b) == 0; }
@@ -280,4 +280,4 @@ bool ParseDescription(FILE *file, const ErrorSink &report)
     return parser.run();
 }
 
-}  // namespace lumarix::editor
+}  // namespace lx::editor

@@ -6,7 +6,7 @@
 #include <functional>
 #include <string_view>
 
-namespace lumarix::editor {
+namespace lx::editor {
 
 using ErrorSink = std::function<void(std::string_view message)>;
 
@@ -17,4 +17,4 @@ bool ParseDescription(FILE *file, const ErrorSink &report);
 // The dependency check with its message sent to `report`.
 bool CheckDependsOn(const ErrorSink &report);
 
-}  // namespace lumarix::editor
+}  // namespace lx::editor

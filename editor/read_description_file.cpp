@@ -24,7 +24,7 @@ extern "C" int ReadDescriptionFile(void)
             ShowError("Couldn't open Description File.");
             return 0;
         }
-        return lumarix::editor::ParseDescription(file.get(), showMessage) ? 1 : 0;
+        return lx::editor::ParseDescription(file.get(), showMessage) ? 1 : 0;
     } catch (...) {
         ShowError("Couldn't read Description File: out of memory.");
         return 0;
@@ -34,7 +34,7 @@ extern "C" int ReadDescriptionFile(void)
 extern "C" int CheckDependencies(void)
 {
     try {
-        return lumarix::editor::CheckDependsOn(showMessage) ? 1 : 0;
+        return lx::editor::CheckDependsOn(showMessage) ? 1 : 0;
     } catch (...) {
         return 0;
     }

@@ -12,7 +12,7 @@
 
 namespace {
 
-using lumarix::settings::settingCache;
+using lx::settings::settingCache;
 
 struct FileCloser {
     void operator()(FILE *file) const { std::fclose(file); }

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
-using lumarix::settings::equalsNoCase;
-using lumarix::settings::isBlank;
+using lx::settings::equalsNoCase;
+using lx::settings::isBlank;
 
 extern "C" char *ReadSettingFromFile(FILE *file, const char *name)
 {

@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace lumarix::settings;
+using namespace lx::settings;
 
 void setSetting(const char *name, const char *text)
 {

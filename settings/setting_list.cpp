@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-namespace lumarix::settings {
+namespace lx::settings {
 
 std::unique_ptr<char[]> copyText(std::string_view text)
 {
@@ -56,4 +56,4 @@ SettingList &userSettingsList()
     return list;
 }
 
-}  // namespace lumarix::settings
+}  // namespace lx::settings

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace lumarix::settings {
+namespace lx::settings {
 
 class SettingList {
 public:
@@ -41,4 +41,4 @@ std::unique_ptr<char[]> copyText(std::string_view text);
 SettingList &settingCache();
 SettingList &userSettingsList();
 
-}  // namespace lumarix::settings
+}  // namespace lx::settings

@@ -4,7 +4,7 @@
 #include <cctype>
 #include <string_view>
 
-namespace lumarix::settings {
+namespace lx::settings {
 
 inline bool isBlank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 
@@ -18,4 +18,4 @@ inline bool equalsNoCase(std::string_view a, std::string_view b)
     return true;
 }
 
-}  // namespace lumarix::settings
+}  // namespace lx::settings

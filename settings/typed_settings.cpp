@@ -8,7 +8,7 @@
 
 namespace {
 
-using lumarix::settings::equalsNoCase;
+using lx::settings::equalsNoCase;
 
 // 1 true, 0 false, -1 not a boolean.
 int parseBool(const char *text)

@@ -11,7 +11,7 @@
 
 namespace {
 
-using lumarix::settings::userSettingsList;
+using lx::settings::userSettingsList;
 
 struct FileCloser {
     void operator()(FILE *file) const { std::fclose(file); }

@@ -18,7 +18,7 @@
 
 namespace {
 
-using namespace lumarix::suite;
+using namespace lx::suite;
 
 constexpr uint64_t kMegabyte = 1048576;
 

@@ -20,7 +20,7 @@ void removeSemaphore(int id)
     if (errno == EINVAL)
         return;
     if (semctl(id, 0, IPC_RMID) != 0)
-        std::perror(lumarix::suite::kSemaphoreRemovalFailed);
+        std::perror(lx::suite::kSemaphoreRemovalFailed);
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 // failed call with its caller in kCreateArenaFailed, kRecordFailed and kSemaphoreRemovalFailed.
 #pragma once
 
-namespace lumarix::suite {
+namespace lx::suite {
 
 inline constexpr const char *kStartupFailed = "ERROR-IWStart: Unable to create shared memory; stopping.\n";
 
@@ -22,4 +22,4 @@ inline constexpr const char *kListsFailed = "IWInitLists: Error allocating IWL l
 #define LX_FOCUS_SEM_FAILED "Could not create focus semaphore. (%s)\n"
 #define LX_LOCK_SEM_FAILED "Could not create lock semaphore. (%s)\n"
 
-}  // namespace lumarix::suite
+}  // namespace lx::suite

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <memory>
 
-namespace lumarix::suite {
+namespace lx::suite {
 namespace {
 
 std::string &capFile()
@@ -45,4 +45,4 @@ bool ArenaSizeFitsCap(uint64_t size)
     return true;
 }
 
-}  // namespace lumarix::suite
+}  // namespace lx::suite

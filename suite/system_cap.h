@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace lumarix::suite {
+namespace lx::suite {
 
 inline constexpr const char *kSystemCapFile = "/proc/sys/kernel/shmmax";
 
@@ -15,4 +15,4 @@ void SetSystemCapFileForTesting(const std::string &path);
 // Checks that `size` bytes plus one megabyte fit under the cap, printing the reason when not.
 bool ArenaSizeFitsCap(uint64_t size);
 
-}  // namespace lumarix::suite
+}  // namespace lx::suite

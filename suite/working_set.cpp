@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-namespace lumarix::suite {
+namespace lx::suite {
 
 int FirstIntSetting(const char *const *names, int count, int fallback, bool checkRange)
 {
@@ -46,4 +46,4 @@ WorkingSet DecideWorkingSet(int arenaMB)
     return result;
 }
 
-}  // namespace lumarix::suite
+}  // namespace lx::suite

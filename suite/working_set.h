@@ -1,7 +1,7 @@
 // The working-set and working-unit rules of the suite's start-up.
 #pragma once
 
-namespace lumarix::suite {
+namespace lx::suite {
 
 struct WorkingSet {
     int setMB;
@@ -16,4 +16,4 @@ WorkingSet DecideWorkingSet(int arenaMB);
 // not parse, or (with `checkRange`) when it lies outside 0..15000.
 int FirstIntSetting(const char *const *names, int count, int fallback, bool checkRange);
 
-}  // namespace lumarix::suite
+}  // namespace lx::suite

@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (!file)
         return 0;
     int messages = 0;
-    const bool ok = lumarix::editor::ParseDescription(file, [&](std::string_view message) {
+    const bool ok = lx::editor::ParseDescription(file, [&](std::string_view message) {
         if (message.empty())
             __builtin_trap();
         ++messages;

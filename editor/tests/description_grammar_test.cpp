@@ -141,7 +141,7 @@ TEST_F(Grammar, ExampleInstallationFileParses)
 {
     FILE *file = std::fopen(EXAMPLES_DIR "/lumarix.vars", "r");
     ASSERT_NE(file, nullptr);
-    const bool ok = lumarix::editor::ParseDescription(file, [this](std::string_view m) { messages.emplace_back(m); });
+    const bool ok = lx::editor::ParseDescription(file, [this](std::string_view m) { messages.emplace_back(m); });
     std::fclose(file);
     ASSERT_TRUE(ok) << (messages.empty() ? "" : messages.front());
     EXPECT_STREQ(gcMainTitle, "Lumarix Installation Settings");

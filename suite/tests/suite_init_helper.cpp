@@ -37,7 +37,7 @@ const char *semaphoreState(int id)
 
 int init(char **argv)
 {
-    lumarix::suite::SetSystemCapFileForTesting(argv[2]);
+    lx::suite::SetSystemCapFileForTesting(argv[2]);
     const int result = IWInitSHM(std::atoi(argv[3]), std::atoi(argv[4]), std::atoi(argv[5]), std::atoi(argv[6]));
     std::printf("init %d\n", result);
     if (result != 1)
@@ -72,7 +72,7 @@ int init(char **argv)
 int main(int argc, char **argv)
 {
     if (argc == 3 && std::strcmp(argv[1], "working") == 0) {
-        const auto working = lumarix::suite::DecideWorkingSet(std::atoi(argv[2]));
+        const auto working = lx::suite::DecideWorkingSet(std::atoi(argv[2]));
         std::printf("working %d %d\n", working.setMB, working.unitMB);
         return 0;
     }
