@@ -35,4 +35,4 @@ bool DescriptionLines::next(char (&text)[256])
     return true;
 }
 
-}  // namespace lx::editor
+} // namespace lx::editor

@@ -16,7 +16,7 @@ public:
     bool next(char (&text)[256]);
 
     const std::string &error() const { return error_; }
-    int lineNumber() const { return lineNumber_; }  // the file line the last piece belongs to
+    int lineNumber() const { return lineNumber_; } // the file line the last piece belongs to
 
 private:
     FILE *file_;
@@ -26,4 +26,4 @@ private:
     bool lastWasCR_ = false;
 };
 
-}  // namespace lx::editor
+} // namespace lx::editor

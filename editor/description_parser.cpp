@@ -165,7 +165,7 @@ private:
         var.type = var.numValues = var.numChoices = var.reserved = 0;
         var.optional = 1;
         var.checkRead = var.checkWrite = var.canSetLive = 0;
-        copyField(var.name, name);  // choice texts stay: they are read only up to numChoices
+        copyField(var.name, name); // choice texts stay: they are read only up to numChoices
     }
 
     bool type(Tokens &tokens)
@@ -210,7 +210,7 @@ private:
             var.numChoices = wanted;
             return choices(var, wanted, "Expected OneOfMany Choices!");
         }
-        return true;  // an unknown type word leaves the type as it was
+        return true; // an unknown type word leaves the type as it was
     }
 
     bool choices(ConfigVar &var, int count, const char *endOfFileMessage)
@@ -242,8 +242,8 @@ private:
             }
             text += line;
             if (text.size() > MAX_HELP_CHARS)
-                return fail("Help text of variable " + std::string(var.name) + " is too long" + at() +
-                            ": at most " + std::to_string(MAX_HELP_CHARS) + " characters are allowed.");
+                return fail("Help text of variable " + std::string(var.name) + " is too long" + at() + ": at most " +
+                            std::to_string(MAX_HELP_CHARS) + " characters are allowed.");
         }
         return fail("More Help Lines than allowed!");
     }
@@ -254,7 +254,7 @@ private:
     }
 };
 
-}  // namespace
+} // namespace
 
 bool CheckDependsOn(const ErrorSink &report)
 {
@@ -266,8 +266,8 @@ bool CheckDependsOn(const ErrorSink &report)
         for (int j = 0; j < gNumVars && !found; ++j)
             found = std::strcmp(gVarList[j].name, var.dependsOn) == 0;
         if (!found) {
-            report("MultiValue Variable " + std::string(var.name) + " depends on simple Variable " +
-                   var.dependsOn + "\nwhich is not defined in configuration file " + gDescriptionFile + "\n");
+            report("MultiValue Variable " + std::string(var.name) + " depends on simple Variable " + var.dependsOn +
+                   "\nwhich is not defined in configuration file " + gDescriptionFile + "\n");
             return false;
         }
     }
@@ -280,4 +280,4 @@ bool ParseDescription(FILE *file, const ErrorSink &report)
     return parser.run();
 }
 
-}  // namespace lx::editor
+} // namespace lx::editor

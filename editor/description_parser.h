@@ -17,4 +17,4 @@ bool ParseDescription(FILE *file, const ErrorSink &report);
 // The dependency check with its message sent to `report`.
 bool CheckDependsOn(const ErrorSink &report);
 
-}  // namespace lx::editor
+} // namespace lx::editor

@@ -20,7 +20,7 @@ bool copyPath(char (&target)[256], const char *path)
     return true;
 }
 
-}  // namespace
+} // namespace
 
 int main(int argc, char **argv)
 {

@@ -14,7 +14,7 @@ struct FileCloser {
     void operator()(FILE *file) const { std::fclose(file); }
 };
 
-}  // namespace
+} // namespace
 
 extern "C" int ReadDescriptionFile(void)
 {

@@ -32,7 +32,7 @@ void waitUntilDismissed(Widget dialog)
         XtAppProcessEvent(app, XtIMAll);
 }
 
-}  // namespace
+} // namespace
 
 extern "C" void ShowErrorWaitsDuringStartUp(int wait) { waitDuringStartUp = wait != 0; }
 

@@ -13,7 +13,8 @@ using namespace lx::im;
 namespace {
 
 // A return accessor: a window stream first takes the window's current header.
-template <class Body> int returning(const char *name, int stream, Body &&body)
+template <class Body>
+int returning(const char *name, int stream, Body &&body)
 {
     return boundary(name, stream, [&](Stream &s) -> int {
         if (s.kind == kWindow)
@@ -99,10 +100,8 @@ int IMAlZWTP(int stream, int nz, int nw, int nt, int np)
             return IM_ERR_SECTION_COUNT;
         }
         if (s.kind == kWindow && sections > s.sections) {
-            say(" %d: warning. increasing the number of sections in an existing window.\n",
-                stream);
-            emit("Current num sections = %d. Requested NZ,NW,NT,NP=(%d,%d,%d,%d).\n", s.sections, nz, nw,
-                 nt, np);
+            say(" %d: warning. increasing the number of sections in an existing window.\n", stream);
+            emit("Current num sections = %d. Requested NZ,NW,NT,NP=(%d,%d,%d,%d).\n", s.sections, nz, nw, nt, np);
         }
         s.nz = nz;
         s.nw = nw;
@@ -157,26 +156,37 @@ int IMAlMode(int stream, int mode)
 
 int IMRtBytesPerPixel(int stream, int *bytes)
 {
-    return returning(__func__, stream, [&](Stream &s) -> int {
-        return bytes_per_pix(stream, s.mode, bytes);
-    });
+    return returning(__func__, stream, [&](Stream &s) -> int { return bytes_per_pix(stream, s.mode, bytes); });
 }
 
 int IMRtDataTypeMinMax(int stream, float *min, float *max)
 {
     return returning(__func__, stream, [&](Stream &s) -> int {
         switch (s.mode) {
-        case IM_PIXEL_BYTE: *min = 0; *max = 255; return 0;
-        case IM_PIXEL_INT16: *min = -32768; *max = 32767; return 0;
-        case IM_PIXEL_UINT16: *min = 0; *max = 65535; return 0;
-        case IM_PIXEL_INT32: *min = -2147483648.0f; *max = 2147483647.0f; return 0;
+        case IM_PIXEL_BYTE:
+            *min = 0;
+            *max = 255;
+            return 0;
+        case IM_PIXEL_INT16:
+            *min = -32768;
+            *max = 32767;
+            return 0;
+        case IM_PIXEL_UINT16:
+            *min = 0;
+            *max = 65535;
+            return 0;
+        case IM_PIXEL_INT32:
+            *min = -2147483648.0f;
+            *max = 2147483647.0f;
+            return 0;
         case IM_PIXEL_FLOAT:
         case IM_PIXEL_COMPLEX_FLOAT:
-        case IM_PIXEL_DOUBLE: *min = -3.402823466e+38f; *max = 3.402823466e+38f; return 0;
+        case IM_PIXEL_DOUBLE:
+            *min = -3.402823466e+38f;
+            *max = 3.402823466e+38f;
+            return 0;
         case IM_PIXEL_COMPLEX_INT16: say(" %d: 16 bit complex data not supported.\n", stream); return IM_ERR_COMPLEX16;
-        default:
-            say(" %d: %d is an invalid pixel data type.\n", stream, s.mode);
-            return IM_ERR_PIXEL_MODE;
+        default: say(" %d: %d is an invalid pixel data type.\n", stream, s.mode); return IM_ERR_PIXEL_MODE;
         }
     });
 }
@@ -351,8 +361,8 @@ int IMAlFileType(int stream, int image_type)
     return boundary(__func__, stream, [&](Stream &s) -> int {
         const int titles = limit_titles(image_type, s.kind == kWindow);
         if (s.title_count > titles) {
-            say(" %d: the current number of titles (%d) is too large for file type %d.\n",
-                stream, s.title_count, image_type);
+            say(" %d: the current number of titles (%d) is too large for file type %d.\n", stream, s.title_count,
+                image_type);
             say(" %d: setting the number of titles to %d.\n", stream, titles);
             s.title_count = titles;
         }
@@ -404,8 +414,7 @@ int IMAlWav2(int stream, int w, float wavelength)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (!valid_wave(s, w)) {
-            say(" %d: %d is an invalid wavelength number (min=0, max=%d).\n", stream, w,
-                s.max_waves - 1);
+            say(" %d: %d is an invalid wavelength number (min=0, max=%d).\n", stream, w, s.max_waves - 1);
             return IM_ERR_WAVE_NUMBER;
         }
         s.wave[w] = wavelength;
@@ -542,8 +551,7 @@ int IMAlDataBitsPerPixel(int stream, int bits)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (s.image_type < IM_EXTENDED_TYPE_MIN) {
-            say(" %d: file type %d does not support storage of data bits.\n", stream,
-                s.image_type);
+            say(" %d: file type %d does not support storage of data bits.\n", stream, s.image_type);
             return IM_ERR_DATA_BITS;
         }
         if (bits < 1 || bits > 8 * s.bytes_per_pixel || bits > 255) {
@@ -559,8 +567,7 @@ int IMRtLab2(int stream, int count, char *titles)
 {
     return returning(__func__, stream, [&](Stream &s) -> int {
         if (count > s.max_titles) {
-            say(" %d: %d is too many titles. Max is %d. No titles returned.\n", stream, count,
-                s.max_titles);
+            say(" %d: %d is too many titles. Max is %d. No titles returned.\n", stream, count, s.max_titles);
             return IM_ERR_TITLES;
         }
         for (int i = 0; i < count; ++i)
@@ -595,8 +602,7 @@ int IMAlLab2(int stream, int count, const char *titles)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (count > s.max_titles) {
-            say(" %d: %d is too many titles. Max is %d. No changes made.\n", stream, count,
-                s.max_titles);
+            say(" %d: %d is too many titles. Max is %d. No changes made.\n", stream, count, s.max_titles);
             return IM_ERR_TITLES;
         }
         put_titles(s, std::max(0, count), titles);
@@ -608,8 +614,7 @@ int IMAlNumLab(int stream, int count)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (count < 0 || count > s.max_titles) {
-            say(": %d is an invalid number of labels. Valid range: 0-%d.\n", count,
-                s.max_titles);
+            say(": %d is an invalid number of labels. Valid range: 0-%d.\n", count, s.max_titles);
             return IM_ERR_TITLES;
         }
         s.title_count = count;

@@ -41,7 +41,8 @@ int caught(const char *name, int stream, int status);
 // A public call: body(Stream &) after the stream check (its two messages name the call), or
 // body() for calls that check their streams themselves or take none. Anything thrown (only
 // memory can run out) becomes on_throw with its line, so that nothing crosses the C interface.
-template <class Body> int boundary(const char *name, int stream, Body &&body, int on_throw = IM_ERR_ALLOC)
+template <class Body>
+int boundary(const char *name, int stream, Body &&body, int on_throw = IM_ERR_ALLOC)
 {
     CallName current(name);
     try {
@@ -59,7 +60,8 @@ template <class Body> int boundary(const char *name, int stream, Body &&body, in
     }
 }
 
-template <class Body> int boundary(const char *name, Body &&body)
+template <class Body>
+int boundary(const char *name, Body &&body)
 {
     return boundary(name, kNoStream, std::forward<Body>(body));
 }

@@ -29,7 +29,8 @@ extern "C" int IMCalcDen(int stream, const float *section, int first_col, int la
                 sum += v;
             }
         }
-        const double count = (static_cast<double>(last_col) - first_col + 1) * (static_cast<double>(last_row) - first_row + 1);
+        const double count =
+            (static_cast<double>(last_col) - first_col + 1) * (static_cast<double>(last_row) - first_row + 1);
         *min = static_cast<float>(low);
         *max = static_cast<float>(high);
         *mean = static_cast<float>(sum / count);

@@ -99,13 +99,12 @@ void place_field_area(Stream &s)
 int ext_resize(Stream &s, int ints, int floats, int sections, int field_blocks)
 {
     if (ints < 0 || floats < 0 || ints > SHRT_MAX || floats > SHRT_MAX) {
-        emit("IMAlExHdrSize2 %d: invalid number of values per section (%d,%d).\n", s.number, ints,
-             floats);
+        emit("IMAlExHdrSize2 %d: invalid number of values per section (%d,%d).\n", s.number, ints, floats);
         return IM_ERR_EXT_TYPE;
     }
     if (sections < s.sections) {
-        emit("IMAlExHdrSize2 %d: requested number of sections is less than current image size (%d < %d).\n",
-             s.number, sections, s.sections);
+        emit("IMAlExHdrSize2 %d: requested number of sections is less than current image size (%d < %d).\n", s.number,
+             sections, s.sections);
         sections = s.sections;
     }
     sections = std::max(1, sections);
@@ -154,8 +153,7 @@ int create_ext_header(Stream &s, int type, int field_blocks)
         type = 4;
     if (field_blocks < 0) {
         if (field_blocks != -1)
-            say(" %d: invalid number of field blocks (%d). Setting to %d...\n", s.number,
-                field_blocks, 4);
+            say(" %d: invalid number of field blocks (%d). Setting to %d...\n", s.number, field_blocks, 4);
         field_blocks = 4;
     }
     if (s.sections < 1) {
@@ -163,7 +161,8 @@ int create_ext_header(Stream &s, int type, int field_blocks)
         return IM_ERR_SECTION_COUNT;
     }
     const TypeLayout layout = layout_of_type(type);
-    if (int status = ext_resize(s, layout.ints, layout.floats, s.sections, field_blocks); status && status != IM_ERR_POSITION)
+    if (int status = ext_resize(s, layout.ints, layout.floats, s.sections, field_blocks);
+        status && status != IM_ERR_POSITION)
         return status;
     s.ext_type = type;
     return 0;
@@ -182,7 +181,8 @@ int IMCrExHdr(int stream, int type, int field_blocks)
 
 int IMAlExHdrSize2(int stream, int ints, int floats, int sections, int field_blocks)
 {
-    return boundary(__func__, stream, [&](Stream &s) -> int { return ext_resize(s, ints, floats, sections, field_blocks); });
+    return boundary(__func__, stream,
+                    [&](Stream &s) -> int { return ext_resize(s, ints, floats, sections, field_blocks); });
 }
 
 int IMAlExHdrInfo(int stream, int type, int ints, int floats)
@@ -271,8 +271,8 @@ int IMAlExHdr(int stream, int section, const int *ints, const float *floats)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (section < 0 || record_fits(s, section) == IM_ERR_EXT_TOO_SMALL) {
-            say(" iStream %d: invalid section number (%d). Extended header is too small (%d bytes).\n",
-                stream, section, s.ext_size);
+            say(" iStream %d: invalid section number (%d). Extended header is too small (%d bytes).\n", stream, section,
+                s.ext_size);
             return section < 0 ? IM_ERR_SECTION : IM_ERR_EXT_TOO_SMALL;
         }
         if (record_fits(s, section) == IM_ERR_NO_EXT_HEADER)
@@ -291,7 +291,9 @@ int IMRtExHdr(int stream, int section, int *ints, float *floats)
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (section < 0 || record_fits(s, section) || record_overruns(s, section)) {
             say(" %d: invalid section number.\n", stream);
-            return section < 0 ? IM_ERR_SECTION : record_fits(s, section) ? record_fits(s, section) : IM_ERR_EXT_OVERRUN;
+            return section < 0               ? IM_ERR_SECTION
+                   : record_fits(s, section) ? record_fits(s, section)
+                                             : IM_ERR_EXT_OVERRUN;
         }
         load_record(s, section, ints, floats);
         return 0;

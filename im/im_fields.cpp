@@ -18,15 +18,9 @@ namespace {
 constexpr int kMaxNameLength = 63;
 constexpr int kMaxFormatted = 64;
 
-int digits(int value)
-{
-    return static_cast<int>(std::to_string(value).size());
-}
+int digits(int value) { return static_cast<int>(std::to_string(value).size()); }
 
-long long field_bytes(const Field &f)
-{
-    return static_cast<long long>(f.name.size()) + digits(f.size) + 5 + f.size;
-}
+long long field_bytes(const Field &f) { return static_cast<long long>(f.name.size()) + digits(f.size) + 5 + f.size; }
 
 long long area_bytes(const std::vector<Field> &fields)
 {
@@ -66,9 +60,8 @@ int set_field(Stream &s, const std::string &name, const std::string &value, char
     }
     const long long needed = area_bytes(fields);
     if (needed > s.field_space) {
-        emit("Stream %d out of field header space. (Field %d,size=%d,max allowed=%d,ext hdr size=%d).\n",
-             s.number, index, static_cast<int>(std::min<long long>(needed, INT32_MAX)), s.field_space,
-             s.ext_size);
+        emit("Stream %d out of field header space. (Field %d,size=%d,max allowed=%d,ext hdr size=%d).\n", s.number,
+             index, static_cast<int>(std::min<long long>(needed, INT32_MAX)), s.field_space, s.ext_size);
         return IM_ERR_FIELD_SPACE;
     }
     s.fields = std::move(fields);
@@ -103,7 +96,8 @@ int area_terminator(const Stream &s)
 
 // The typed returns: the field called name (found as IMFindFieldNum finds it) must have the type;
 // take(field) then gives the value and the status.
-template <class Take> int typed_field(Stream &s, const char *name, const void *result, char type, Take &&take)
+template <class Take>
+int typed_field(Stream &s, const char *name, const void *result, char type, Take &&take)
 {
     if (!name || !result)
         return null_argument();
@@ -119,7 +113,8 @@ template <class Take> int typed_field(Stream &s, const char *name, const void *r
 }
 
 // The whole text of a numeric field as T (an int also within its range).
-template <class T> bool parse_number(const std::string &text, T *value)
+template <class T>
+bool parse_number(const std::string &text, T *value)
 {
     char *end = nullptr;
     T parsed;
@@ -140,7 +135,8 @@ template <class T> bool parse_number(const std::string &text, T *value)
     return true;
 }
 
-template <class T> int number_field(Stream &s, const char *name, T *value, char type)
+template <class T>
+int number_field(Stream &s, const char *name, T *value, char type)
 {
     return typed_field(s, name, value, type, [&](const Field &f) -> int {
         if (!parse_number(f.value, value))
@@ -238,8 +234,8 @@ int parse_fields(Stream &s, bool quiet)
             }
             if (value_end - pos < size) {
                 if (!quiet)
-                    emit("iReadAllFields: field %d (%s) holds %d of its %d bytes.\n",
-                         static_cast<int>(s.fields.size()), name.c_str(), value_end - pos, size);
+                    emit("iReadAllFields: field %d (%s) holds %d of its %d bytes.\n", static_cast<int>(s.fields.size()),
+                         name.c_str(), value_end - pos, size);
                 return IM_ERR_FIELD_BYTE_COUNT;
             }
         }
@@ -247,8 +243,8 @@ int parse_fields(Stream &s, bool quiet)
             if (!quiet)
                 emit("iReadAllFields: field size mismatch or delimiter problem:\nfield %d\nfield=\"%s\"\nfield "
                      "size=%d\nlast char=%d/%d\npos=%d/%d\n",
-                     static_cast<int>(s.fields.size()), name.c_str(), size,
-                     value_end < end ? area[value_end] : -1, '\n', value_end, end);
+                     static_cast<int>(s.fields.size()), name.c_str(), size, value_end < end ? area[value_end] : -1,
+                     '\n', value_end, end);
             return IM_ERR_FIELD_SIZE;
         }
         s.fields.push_back(Field{name, std::string(area + pos, value_end - pos), type, size});
@@ -271,56 +267,57 @@ int IMAlField(int stream, const char *name, const void *value, char type, int si
     return boundary(
         __func__, stream,
         [&](Stream &s) -> int {
-        char text[kMaxFormatted + 1] = {};
-        std::string formatted;
-        switch (type) {
-        case 'b':
-        case 'c':
-        case 'd':
-        case 'f':
-        case 'i':
-            if (!value)
-                return null_argument();
-            break;
-        default: say(": unrecognized field type (%c).\n", type); return IM_ERR_FIELD_TYPE;
-        }
-        switch (type) {
-        case 'b':
-            if (size < 0) {
-                say(" %d: invalid field size (%d).\n", stream, size);
-                return IM_ERR_FIELD_SIZE;
+            char text[kMaxFormatted + 1] = {};
+            std::string formatted;
+            switch (type) {
+            case 'b':
+            case 'c':
+            case 'd':
+            case 'f':
+            case 'i':
+                if (!value)
+                    return null_argument();
+                break;
+            default: say(": unrecognized field type (%c).\n", type); return IM_ERR_FIELD_TYPE;
             }
-            formatted.assign(static_cast<const char *>(value), size);
-            break;
-        case 'c': formatted = static_cast<const char *>(value); break;
-        case 'd': std::snprintf(text, sizeof text, "%lf", *static_cast<const double *>(value)); break;
-        case 'f': std::snprintf(text, sizeof text, "%f", static_cast<double>(*static_cast<const float *>(value))); break;
-        case 'i': std::snprintf(text, sizeof text, "%d", *static_cast<const int *>(value)); break;
-        }
-        // A double too wide for 64 characters as %lf is kept whole in exponent form.
-        if (type == 'd' && std::strlen(text) >= kMaxFormatted)
-            std::snprintf(text, sizeof text, "%.17g", *static_cast<const double *>(value));
-        if (type == 'd' || type == 'f' || type == 'i')
-            formatted = text;
-        if (type == 'c' && formatted.find('\n') != std::string::npos) {
-            say(" %d: field %s not set: a line feed ends a field and cannot be in its value.\n",
-                stream, name ? name : "");
-            return IM_ERR_FIELD_CONTENTS;
-        }
-        if (s.kind == kWindow) {
-            say(" %d: field %s not set. Fields not supported in image windows.\n", stream,
-                name ? name : "");
-            return IM_ERR_FIELD_WINDOW;
-        }
-        if (!name || !*name || std::strchr(name, ',')) {
-            say(" %d: invalid field name.\n", stream);
-            return IM_ERR_FIELD_NAME;
-        }
-        if (std::strlen(name) >= kMaxNameLength + 1) {
-            say(" %d: field name is too long.\n", stream);
-            return IM_ERR_FIELD_NAME_LONG;
-        }
-        return set_field(s, name, formatted, type);
+            switch (type) {
+            case 'b':
+                if (size < 0) {
+                    say(" %d: invalid field size (%d).\n", stream, size);
+                    return IM_ERR_FIELD_SIZE;
+                }
+                formatted.assign(static_cast<const char *>(value), size);
+                break;
+            case 'c': formatted = static_cast<const char *>(value); break;
+            case 'd': std::snprintf(text, sizeof text, "%lf", *static_cast<const double *>(value)); break;
+            case 'f':
+                std::snprintf(text, sizeof text, "%f", static_cast<double>(*static_cast<const float *>(value)));
+                break;
+            case 'i': std::snprintf(text, sizeof text, "%d", *static_cast<const int *>(value)); break;
+            }
+            // A double too wide for 64 characters as %lf is kept whole in exponent form.
+            if (type == 'd' && std::strlen(text) >= kMaxFormatted)
+                std::snprintf(text, sizeof text, "%.17g", *static_cast<const double *>(value));
+            if (type == 'd' || type == 'f' || type == 'i')
+                formatted = text;
+            if (type == 'c' && formatted.find('\n') != std::string::npos) {
+                say(" %d: field %s not set: a line feed ends a field and cannot be in its value.\n", stream,
+                    name ? name : "");
+                return IM_ERR_FIELD_CONTENTS;
+            }
+            if (s.kind == kWindow) {
+                say(" %d: field %s not set. Fields not supported in image windows.\n", stream, name ? name : "");
+                return IM_ERR_FIELD_WINDOW;
+            }
+            if (!name || !*name || std::strchr(name, ',')) {
+                say(" %d: invalid field name.\n", stream);
+                return IM_ERR_FIELD_NAME;
+            }
+            if (std::strlen(name) >= kMaxNameLength + 1) {
+                say(" %d: field name is too long.\n", stream);
+                return IM_ERR_FIELD_NAME_LONG;
+            }
+            return set_field(s, name, formatted, type);
         },
         IM_ERR_FIELD_MEMORY);
 }

@@ -126,7 +126,8 @@ static int direct_descriptor(Stream &s, off_t *start)
 
 // Moves `bytes` with plain calls until done, the end of the file or an error (a signal only
 // interrupts); as stdio does for its own large transfers. Returns the bytes moved.
-template <typename Transfer> static long long transfer_all(long long bytes, Transfer transfer)
+template <typename Transfer>
+static long long transfer_all(long long bytes, Transfer transfer)
 {
     long long done = 0;
     while (done < bytes) {
@@ -164,9 +165,10 @@ static long long write_buffered_directly(Stream &s, const void *buffer, long lon
     const int fd = direct_descriptor(s, &start);
     if (fd < 0)
         return -1;
-    return transfer_all(size * count, [&](long long at, long long left) {
-               return ::write(fd, static_cast<const char *>(buffer) + at, static_cast<size_t>(left));
-           }) /
+    return transfer_all(size * count,
+                        [&](long long at, long long left) {
+                            return ::write(fd, static_cast<const char *>(buffer) + at, static_cast<size_t>(left));
+                        }) /
            size;
 }
 
@@ -185,8 +187,7 @@ long long stream_file_read(Stream &s, void *buffer, long long size, long long co
             return g_file_calls.read(s.fd, static_cast<char *>(buffer) + at, static_cast<size_t>(left));
         });
         if (attempts == kMaxTransferAttempts)
-            emit("iStreamFileRead: too many retries (%d), only %lld elements read...\n", attempts,
-                 done / size);
+            emit("iStreamFileRead: too many retries (%d), only %lld elements read...\n", attempts, done / size);
         return done / size;
     }
     if (s.io_kind == IM_IO_COMPRESSED)
@@ -209,8 +210,7 @@ long long stream_file_write(Stream &s, const void *buffer, long long size, long 
             return g_file_calls.write(s.fd, static_cast<const char *>(buffer) + at, static_cast<size_t>(left));
         });
         if (attempts == kMaxTransferAttempts)
-            emit("iStreamFileWrite: too many retries (%d), only %lld elements written...\n",
-                 attempts, done / size);
+            emit("iStreamFileWrite: too many retries (%d), only %lld elements written...\n", attempts, done / size);
         return done / size;
     }
     if (s.io_kind == IM_IO_COMPRESSED)
@@ -262,10 +262,7 @@ long long stream_file_size(Stream &s)
     return st.st_size;
 }
 
-bool stream_file_flush(Stream &s)
-{
-    return !s.file || std::fflush(s.file) == 0;
-}
+bool stream_file_flush(Stream &s) { return !s.file || std::fflush(s.file) == 0; }
 
 int stream_file_eof(Stream &s)
 {

@@ -2,7 +2,7 @@
 // arguments its call takes by value and forwards.
 #include <lumarix/im_fortran.h>
 
-#define IM_FORTRAN_FORWARDER(call, parameters, arguments) \
+#define IM_FORTRAN_FORWARDER(call, parameters, arguments)                                                              \
     int call##_ parameters { return call arguments; }
 
 extern "C" {

@@ -31,7 +31,7 @@ struct Location {
     std::function<void *(Stream &)> ref;
 };
 
-#define LOC(off, disk, swap, ext, target, member)                                                    \
+#define LOC(off, disk, swap, ext, target, member)                                                                      \
     table.push_back({off, Disk::disk, swap, ext, Target::target, [=](Stream &s) -> void * { return &(member); }})
 
 std::vector<Location> build_table()
@@ -96,22 +96,21 @@ const std::vector<Location> &locations()
     return table;
 }
 
-template <typename T> T load(const unsigned char *raw, int offset)
+template <typename T>
+T load(const unsigned char *raw, int offset)
 {
     T value;
     std::memcpy(&value, raw + offset, sizeof value);
     return value;
 }
 
-template <typename T> void store(unsigned char *raw, int offset, T value)
+template <typename T>
+void store(unsigned char *raw, int offset, T value)
 {
     std::memcpy(raw + offset, &value, sizeof value);
 }
 
-void reverse(unsigned char *bytes, int unit)
-{
-    std::reverse(bytes, bytes + unit);
-}
+void reverse(unsigned char *bytes, int unit) { std::reverse(bytes, bytes + unit); }
 
 double read_disk(const unsigned char *raw, const Location &loc)
 {
@@ -128,7 +127,8 @@ double read_disk(const unsigned char *raw, const Location &loc)
     return 0;
 }
 
-template <typename T> T saturate(double value)
+template <typename T>
+T saturate(double value)
 {
     if (!(value == value))
         return 0;
@@ -240,8 +240,7 @@ int decode_header(Stream &s)
             s.file_id = IM_FILE_ID;
             s.swap = true;
         } else {
-            emit("[%d] IMSubs %d: warning, unrecognized file ID (%d).\n", static_cast<int>(getpid()),
-                 s.number, id);
+            emit("[%d] IMSubs %d: warning, unrecognized file ID (%d).\n", static_cast<int>(getpid()), s.number, id);
         }
     }
     const int image_type = load<int16_t>(raw, 160);

@@ -49,10 +49,7 @@ Attribute parse_attribute(const char *attribute)
     return result;
 }
 
-bool is_database_name(const std::string &name)
-{
-    return name.size() >= 4 && strncasecmp(name.c_str(), "rdb:", 4) == 0;
-}
+bool is_database_name(const std::string &name) { return name.size() >= 4 && strncasecmp(name.c_str(), "rdb:", 4) == 0; }
 
 // Step 5 of opening: 0 or the access failure (messages printed).
 int check_access(Stream &s)
@@ -104,22 +101,22 @@ int read_ext_header(Stream &s)
     const long long got = held > 0 ? stream_file_read(s, s.ext.data(), 1, held) : 0;
     int status = 0;
     if (got != s.ext_size) {
-        say(" %d: error reading extended header (%d,%d,%s,\"%s\").\n", stream,
-            static_cast<int>(got), s.ext_size, s.attribute.c_str(), s.name.c_str());
+        say(" %d: error reading extended header (%d,%d,%s,\"%s\").\n", stream, static_cast<int>(got), s.ext_size,
+            s.attribute.c_str(), s.name.c_str());
         status = IM_ERR_READ_EXT_HEADER;
     }
     if (s.swap) {
-        const long long words = std::min<long long>(
-            static_cast<long long>(s.sections) * std::max(0, s.ints_per_section + s.floats_per_section),
-            static_cast<long long>(s.ext.size()) / 4);
+        const long long words = std::min<long long>(static_cast<long long>(s.sections) *
+                                                        std::max(0, s.ints_per_section + s.floats_per_section),
+                                                    static_cast<long long>(s.ext.size()) / 4);
         for (long long i = 0; i < words; ++i)
             std::reverse(s.ext.data() + 4 * i, s.ext.data() + 4 * i + 4);
     }
     place_field_area(s);
     const int parsed = parse_fields(s, false);
     if (parsed != 0 && parsed != IM_ERR_FIELDS_EMPTY)
-        say(" %d: fields after field %d not read: %s.\n", stream,
-            static_cast<int>(s.fields.size()), IMRtStatusText(parsed));
+        say(" %d: fields after field %d not read: %s.\n", stream, static_cast<int>(s.fields.size()),
+            IMRtStatusText(parsed));
     return status;
 }
 
@@ -243,7 +240,8 @@ int IMRtStreamTypeFromName(const char *name, int *kind, int *window)
         }
         int number = -1;
         const size_t length = std::strlen(name);
-        if (length < 5 && name[0] != '0' && std::all_of(name, name + length, [](char c) { return c >= '0' && c <= '9'; }))
+        if (length < 5 && name[0] != '0' &&
+            std::all_of(name, name + length, [](char c) { return c >= '0' && c <= '9'; }))
             number = std::atoi(name);
         const bool is_window = number >= 1 && number <= 1023;
         if (kind)
@@ -270,8 +268,8 @@ int IMOpen(int stream, const char *name, const char *attribute)
             return IM_ERR_STREAM_NUMBER;
         }
         if (Stream *old = stream_slot(stream)) {
-            emit("[%d] %s %d: stream (name %s) is already open. Continuing...\n",
-                 static_cast<int>(getpid()), call_name(), stream, old->name.c_str());
+            emit("[%d] %s %d: stream (name %s) is already open. Continuing...\n", static_cast<int>(getpid()),
+                 call_name(), stream, old->name.c_str());
             if (old->kind == kFile && (old->file || old->fd >= 0))
                 close_file(*old);
             else if (old->kind == kWindow)
@@ -466,8 +464,7 @@ int IMWrHdr2(int stream, int with_extended_header)
             if (stored < static_cast<int>(s.fields.size())) {
                 say(" %d: field header overrun\n", stream);
                 emit("  num fields=%d out of %d expected\n", stored, static_cast<int>(s.fields.size()));
-                emit("  num bytes stored=%d out of %d expected (max allowed=%d\n", s.field_used, needed,
-                     s.field_space);
+                emit("  num bytes stored=%d out of %d expected (max allowed=%d\n", s.field_used, needed, s.field_space);
                 result = IM_ERR_EXT_OVERRUN;
             }
             // The per-section values go back in the file's byte order; a short extended header read
@@ -475,8 +472,8 @@ int IMWrHdr2(int stream, int with_extended_header)
             std::vector<unsigned char> ext(s.ext.data(), s.ext.data() + std::min<size_t>(s.ext.size(), s.ext_size));
             if (s.swap)
                 for (long long i = 0; i < std::min<long long>(static_cast<long long>(s.sections) *
-                                                                   (s.ints_per_section + s.floats_per_section),
-                                                               static_cast<long long>(ext.size()) / 4);
+                                                                  (s.ints_per_section + s.floats_per_section),
+                                                              static_cast<long long>(ext.size()) / 4);
                      ++i)
                     std::reverse(ext.data() + 4 * i, ext.data() + 4 * i + 4);
             const long long wrote_ext = stream_file_write(s, ext.data(), 1, static_cast<long long>(ext.size()));

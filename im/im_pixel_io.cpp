@@ -29,9 +29,7 @@ int report_kernel_status(const Stream &s, int status)
     switch (status) {
     case pixel::kStatusOk: return 0;
     case pixel::kStatusSwapFailed: say(" %d: byte swap failed\n", s.number); break;
-    case pixel::kStatusComplex16:
-        say(" %d: 16 bit complex data not supported.\n", s.number);
-        break;
+    case pixel::kStatusComplex16: say(" %d: 16 bit complex data not supported.\n", s.number); break;
     default: say(" %d: %d is an invalid pixel data type.\n", s.number, s.mode);
     }
     return status;
@@ -80,19 +78,16 @@ int check_transfer(const Stream &s, bool have_buffer)
     return have_buffer ? check_section_size(s) : report_no_buffer(s);
 }
 
-int check_rectangle(const Stream &s, int columns, int rows, int first_col, int last_col,
-                    int first_row, int last_row)
+int check_rectangle(const Stream &s, int columns, int rows, int first_col, int last_col, int first_row, int last_row)
 {
     const long long width = static_cast<long long>(last_col) - first_col + 1;
     const long long height = static_cast<long long>(last_row) - first_row + 1;
     if (first_col < 0 || last_col >= s.nx || width < 1 || width > columns) {
-        say(" %d: too many columns (%d/%d/%d).\n", s.number, static_cast<int>(width), columns,
-            s.nx);
+        say(" %d: too many columns (%d/%d/%d).\n", s.number, static_cast<int>(width), columns, s.nx);
         return IM_ERR_COLUMNS;
     }
     if (first_row < 0 || last_row >= s.ny || height < 1 || height > rows) {
-        say(" %d: too many rows (%d/%d/%d).\n", s.number, static_cast<int>(height), rows,
-            s.ny);
+        say(" %d: too many rows (%d/%d/%d).\n", s.number, static_cast<int>(height), rows, s.ny);
         return IM_ERR_ROWS;
     }
     return 0;
@@ -141,8 +136,7 @@ Moved read_pixels(Stream &s, void *buffer, long long pixels)
 void report_short_read(Stream &s, long long pixels, int error, const char *detail)
 {
     const int eof = stream_file_eof(s);
-    say(" %d: only %d pixels read (EOF=%d).\n", s.number,
-        static_cast<int>(std::min<long long>(pixels, INT_MAX)), eof);
+    say(" %d: only %d pixels read (EOF=%d).\n", s.number, static_cast<int>(std::min<long long>(pixels, INT_MAX)), eof);
     if (detail)
         std::fputs(detail, stderr);
     emit("        %s\n", std::strerror(error));

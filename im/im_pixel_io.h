@@ -8,10 +8,10 @@
 namespace lx::im {
 
 struct Moved {
-    int status = 0;        // 0, or the status of the failure (its line already printed, but
-                           // for 212: the caller prints it with report_short_read)
-    long long pixels = 0;  // whole pixels moved
-    int error = 0;         // errno of a short transfer
+    int status = 0;       // 0, or the status of the failure (its line already printed, but
+                          // for 212: the caller prints it with report_short_read)
+    long long pixels = 0; // whole pixels moved
+    int error = 0;        // errno of a short transfer
 };
 // Bytes of one pixel in the caller's buffer. Reading: a float with conversion (mode 8 stays
 // 8-byte values), else the file's own pixel. Writing: a float when the mode is narrowed from
@@ -30,8 +30,7 @@ int report_no_buffer(const Stream &s);
 int check_transfer(const Stream &s, bool have_buffer);
 // 0, or 402/403 with the caller's line when columns first_col..last_col or rows
 // first_row..last_row leave the section or do not fit a buffer of columns x rows pixels.
-int check_rectangle(const Stream &s, int columns, int rows, int first_col, int last_col,
-                    int first_row, int last_row);
+int check_rectangle(const Stream &s, int columns, int rows, int first_col, int last_col, int first_row, int last_row);
 // A buffered stream that changes between reading and writing seeks by 0 first, as stdio needs.
 void prepare_direction(Stream &s, int op);
 // Reads pixels into buffer, swaps a foreign-order file and, with conversion, widens them in

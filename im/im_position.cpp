@@ -184,8 +184,7 @@ int IMPosnZWTP(int stream, int z, int w, int t, int p)
         }
         long long target = 0;
         if (!offset_of(s, section, 0, &target) || !stream_file_seek(s, target - current, SEEK_CUR)) {
-            emit("%s %d: error positioning stream.\n", "IMPosnZWTP - unable to seek to new position",
-                 stream);
+            emit("%s %d: error positioning stream.\n", "IMPosnZWTP - unable to seek to new position", stream);
             return IM_ERR_POSITION;
         }
         s.z = z;

@@ -133,7 +133,8 @@ int IMRdLin(int stream, void *buffer)
 int IMRdSecl(int stream, void *const *lines)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
-        const bool have_lines = lines && std::none_of(lines, lines + std::max(0, s.ny), [](void *line) { return !line; });
+        const bool have_lines =
+            lines && std::none_of(lines, lines + std::max(0, s.ny), [](void *line) { return !line; });
         if (int status = check_transfer(s, have_lines))
             return status;
         if (s.kind == kWindow) {
@@ -181,8 +182,7 @@ int IMRdPal(int stream, void *buffer, int line_length)
     });
 }
 
-int IMRdPas(int stream, void *buffer, int columns, int rows, int first_col, int last_col, int first_row,
-            int last_row)
+int IMRdPas(int stream, void *buffer, int columns, int rows, int first_col, int last_col, int first_row, int last_row)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
         if (!buffer)

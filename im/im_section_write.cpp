@@ -105,11 +105,11 @@ int IMWrPas(int stream, const void *buffer, int columns, int rows, int first_col
         if (int status = check_rectangle(s, columns, rows, first_col, last_col, first_row, last_row))
             return status;
         if (s.kind == kFile)
-            return write_file_rect(s, static_cast<const unsigned char *>(buffer), columns, first_col, last_col, first_row,
-                                   last_row);
+            return write_file_rect(s, static_cast<const unsigned char *>(buffer), columns, first_col, last_col,
+                                   first_row, last_row);
         s.line = 0;
-        if (int status = write_window(s, {s.z, s.w, s.t, s.p, first_col, last_col, first_row, last_row},
-                                      buffer, columns))
+        if (int status =
+                write_window(s, {s.z, s.w, s.t, s.p, first_col, last_col, first_row, last_row}, buffer, columns))
             return status;
         advance_position(s, static_cast<long long>(s.nx) * s.ny);
         return 0;

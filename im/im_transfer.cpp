@@ -75,14 +75,14 @@ int IMTrExHdr(int from, int to)
             return status;
         if (src->ext_type != dst->ext_type || src->ints_per_section != dst->ints_per_section ||
             src->floats_per_section != dst->floats_per_section) {
-            say(" %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type,
-                dst->ext_type);
+            say(" %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type, dst->ext_type);
             return IM_ERR_EXT_MISMATCH;
         }
         if (src->ext.empty())
             return 0;
-        const long long bytes = std::min<long long>(
-            4LL * src->sections * (src->ints_per_section + src->floats_per_section), static_cast<long long>(src->ext.size()));
+        const long long bytes =
+            std::min<long long>(4LL * src->sections * (src->ints_per_section + src->floats_per_section),
+                                static_cast<long long>(src->ext.size()));
         if (dst->ext.empty() && dst->ext_size == 0) {
             if (ext_resize(*dst, src->ints_per_section, src->floats_per_section, dst->sections, 0) == IM_ERR_ALLOC) {
                 say(" %d->%d: unable to allocate memory for extended header values.\n", from, to);
@@ -90,8 +90,7 @@ int IMTrExHdr(int from, int to)
             }
         }
         if (static_cast<long long>(dst->ext.size()) < bytes) {
-            say(" %d->%d: extended header size (%d, %d) is too small.\n", from, to,
-                src->ext_size, dst->ext_size);
+            say(" %d->%d: extended header size (%d, %d) is too small.\n", from, to, src->ext_size, dst->ext_size);
             return IM_ERR_EXT_TOO_SMALL;
         }
         if (bytes > 0)
@@ -112,8 +111,7 @@ int IMTrExHdr4(int from, int to, int z_first, int z_step, int t_first, int t_ste
             return status;
         if (src->ext_type != dst->ext_type || src->ints_per_section != dst->ints_per_section ||
             src->floats_per_section != dst->floats_per_section) {
-            say(" %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type,
-                dst->ext_type);
+            say(" %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type, dst->ext_type);
             return IM_ERR_EXT_MISMATCH;
         }
         if (t_step < 1) {

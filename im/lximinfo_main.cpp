@@ -24,28 +24,27 @@ int g_stream = 1;
 
 void print_usage(std::FILE *to)
 {
-    std::fprintf(to,
-                 "usage: lximinfo [--json] FILE...\n"
-                 "Prints the header of each image file and the named fields of its extended header.\n"
-                 "Control bytes in names, titles and fields are shown escaped (\\n, \\t, \\r, \\\\, \\xNN).\n"
-                 "\n"
-                 "--json  one JSON object per file, one per line, with the keys:\n"
-                 "  file                 the path as given\n"
-                 "  status, error        0, or 210 when the extended header is short; a file that does\n"
-                 "                       not open has only file, status and error (the status text)\n"
-                 "  nx, ny, nz, nw, nt, np, sections   sizes\n"
-                 "  mode, mode_name      pixel mode and its name\n"
-                 "  sequence, sequence_name            image sequence code and name (\"ZWTP\")\n"
-                 "  pixel_size           [dx, dy, dz]\n"
-                 "  wavelengths          [{\"nm\", \"min\", \"max\", \"mean\"}, ...], one per wavelength\n"
-                 "  rotation             [alpha, beta, gamma]\n"
-                 "  image_type, lens_id\n"
-                 "  titles               [text, ...]\n"
-                 "  extended_header      {\"type\", \"size\", \"ints_per_section\", \"floats_per_section\"}\n"
-                 "  fields               [{\"name\", \"type\", \"size\", \"value\"}, ...]: value is a number\n"
-                 "                       for i, f and d, a string for c, lower-case hex for b\n"
-                 "Numbers that are not finite are null. Strings are JSON strings; bytes that are not\n"
-                 "UTF-8 appear as \\u00NN.\n");
+    std::fprintf(to, "usage: lximinfo [--json] FILE...\n"
+                     "Prints the header of each image file and the named fields of its extended header.\n"
+                     "Control bytes in names, titles and fields are shown escaped (\\n, \\t, \\r, \\\\, \\xNN).\n"
+                     "\n"
+                     "--json  one JSON object per file, one per line, with the keys:\n"
+                     "  file                 the path as given\n"
+                     "  status, error        0, or 210 when the extended header is short; a file that does\n"
+                     "                       not open has only file, status and error (the status text)\n"
+                     "  nx, ny, nz, nw, nt, np, sections   sizes\n"
+                     "  mode, mode_name      pixel mode and its name\n"
+                     "  sequence, sequence_name            image sequence code and name (\"ZWTP\")\n"
+                     "  pixel_size           [dx, dy, dz]\n"
+                     "  wavelengths          [{\"nm\", \"min\", \"max\", \"mean\"}, ...], one per wavelength\n"
+                     "  rotation             [alpha, beta, gamma]\n"
+                     "  image_type, lens_id\n"
+                     "  titles               [text, ...]\n"
+                     "  extended_header      {\"type\", \"size\", \"ints_per_section\", \"floats_per_section\"}\n"
+                     "  fields               [{\"name\", \"type\", \"size\", \"value\"}, ...]: value is a number\n"
+                     "                       for i, f and d, a string for c, lower-case hex for b\n"
+                     "Numbers that are not finite are null. Strings are JSON strings; bytes that are not\n"
+                     "UTF-8 appear as \\u00NN.\n");
 }
 
 // --- Escaping ------------------------------------------------------------------------------
@@ -177,9 +176,10 @@ struct Facts {
 
 const char *mode_name(int mode)
 {
-    static const char *const names[] = {"1 byte integer",       "2 byte signed integer",         "4 byte floating-point",
-                                        "2 byte integer complex", "4 byte floating-point complex", "unknown",
-                                        "2 byte unsigned integer", "4 byte signed integer",        "8 byte floating-point"};
+    static const char *const names[] = {
+        "1 byte integer",          "2 byte signed integer",         "4 byte floating-point",
+        "2 byte integer complex",  "4 byte floating-point complex", "unknown",
+        "2 byte unsigned integer", "4 byte signed integer",         "8 byte floating-point"};
     return mode >= 0 && mode <= 8 ? names[mode] : "unknown";
 }
 

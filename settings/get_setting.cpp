@@ -87,12 +87,12 @@ const char *getSetting(const char *name)
         return cacheAndAnswer(name, block ? block : LX_DEFAULT_BASE);
     }
     if (IW_arena_ptr)
-        IWAlcNamedSHM(1, 1, name);  // zeroed: every process now finds the setting unset
+        IWAlcNamedSHM(1, 1, name); // zeroed: every process now finds the setting unset
     settingCache().append(name, "");
     return nullptr;
 }
 
-}  // namespace
+} // namespace
 
 extern "C" const char *GetSetting(const char *name)
 {

@@ -60,7 +60,7 @@ int set(const char *name, const char *value)
     return live || recorded ? 0 : 1;
 }
 
-}  // namespace
+} // namespace
 
 int main(int argc, char **argv)
 {

@@ -32,7 +32,7 @@ extern "C" char *ReadSettingFromFile(FILE *file, const char *name)
         if (!equalsNoCase({word, static_cast<size_t>(wordEnd - word)}, name))
             continue;
         if (*wordEnd == '\0')
-            continue;  // the name ends the line: no value here, keep searching
+            continue; // the name ends the line: no value here, keep searching
         // The rest of the line, after the one separator, up to the newline.
         char *rest = wordEnd + 1;
         while (*rest == '\n')
@@ -45,7 +45,7 @@ extern "C" char *ReadSettingFromFile(FILE *file, const char *name)
         while (rest < restEnd && isBlank(*rest))
             ++rest;
         if (rest == restEnd)
-            return nullptr;  // only white space: the setting is given as empty
+            return nullptr; // only white space: the setting is given as empty
         while (restEnd > rest && isBlank(restEnd[-1]))
             --restEnd;
         return strndup(rest, static_cast<size_t>(restEnd - rest));

@@ -22,7 +22,7 @@ void setSetting(const char *name, const char *text)
     IWSetNamedSHM(name, text, std::strlen(text) + 1);
 }
 
-}  // namespace
+} // namespace
 
 extern "C" int SetSetting(const char *name, const char *text)
 {

@@ -56,4 +56,4 @@ SettingList &userSettingsList()
     return list;
 }
 
-}  // namespace lx::settings
+} // namespace lx::settings

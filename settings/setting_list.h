@@ -12,11 +12,11 @@ namespace lx::settings {
 
 class SettingList {
 public:
-    static constexpr std::size_t kGrowth = 40;  // entries added per growth step
+    static constexpr std::size_t kGrowth = 40; // entries added per growth step
 
     struct Entry {
-        std::unique_ptr<char[]> name;   // "" for an entry disabled by SetSetting
-        std::unique_ptr<char[]> value;  // null only for a disabled entry
+        std::unique_ptr<char[]> name;  // "" for an entry disabled by SetSetting
+        std::unique_ptr<char[]> value; // null only for a disabled entry
     };
 
     // Appends a pair; returns the stored value text.
@@ -41,4 +41,4 @@ std::unique_ptr<char[]> copyText(std::string_view text);
 SettingList &settingCache();
 SettingList &userSettingsList();
 
-}  // namespace lx::settings
+} // namespace lx::settings

@@ -18,4 +18,4 @@ inline bool equalsNoCase(std::string_view a, std::string_view b)
     return true;
 }
 
-}  // namespace lx::settings
+} // namespace lx::settings

@@ -46,7 +46,7 @@ int scanOrFallback(const char *name, T *out, T fallback)
     return 0;
 }
 
-}  // namespace
+} // namespace
 
 extern "C" int GetSettingDouble(const char *name, double *out, double fallback)
 {
@@ -58,10 +58,7 @@ extern "C" int GetSettingFloat(const char *name, float *out, float fallback)
     return scanOrFallback(name, out, fallback);
 }
 
-extern "C" int GetSettingInt(const char *name, int *out, int fallback)
-{
-    return scanOrFallback(name, out, fallback);
-}
+extern "C" int GetSettingInt(const char *name, int *out, int fallback) { return scanOrFallback(name, out, fallback); }
 
 extern "C" int FindSettingFloat(const char *name, float *out) { return scanSetting(name, out); }
 

@@ -13,7 +13,7 @@ namespace {
 
 struct UserPaths {
     bool dirDone = false;
-    std::string dir;  // remembered even when it could not be created
+    std::string dir; // remembered even when it could not be created
     bool dirUsable = false;
     bool fileDone = false;
     std::optional<std::string> file;
@@ -48,7 +48,7 @@ bool ensureDirectory(const std::string &dir)
     return mkdir(dir.c_str(), 0755) == 0 || errno == EEXIST;
 }
 
-}  // namespace
+} // namespace
 
 extern "C" const char *UserSettingsDir(void)
 {

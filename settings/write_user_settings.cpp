@@ -76,7 +76,7 @@ int writeUserSettings()
     return std::fflush(out.get()) == 0 ? 0 : -2;
 }
 
-}  // namespace
+} // namespace
 
 extern "C" int WriteUserSettings(void)
 {

@@ -145,7 +145,7 @@ int initShm(int first, int second, int third, int fourth)
     SMCreateArena(&IW_arena, size, fileMode ? path.c_str() : nullptr);
     IW_arena_ptr = &IW_arena;
     if (IW_arena.word[0] == 0) {
-        IW_arena_ptr = nullptr;  // no arena: keep every IW call on its no-arena path
+        IW_arena_ptr = nullptr; // no arena: keep every IW call on its no-arena path
         return failStartup(kCreateArenaFailed);
     }
     // This process now owns the user's arena: a semaphore left held by a crashed run would block
@@ -162,7 +162,7 @@ int initShm(int first, int second, int third, int fourth)
     return 1;
 }
 
-}  // namespace
+} // namespace
 
 extern "C" int IWInitSHM(int first, int second, int third, int fourth)
 {

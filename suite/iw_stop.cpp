@@ -23,7 +23,7 @@ void removeSemaphore(int id)
         std::perror(lx::suite::kSemaphoreRemovalFailed);
 }
 
-}  // namespace
+} // namespace
 
 extern "C" int IWStop(void)
 {

@@ -14,21 +14,20 @@ constexpr int kDefaults[4] = {0, 0, 1280, 1024};
 
 void printHelp()
 {
-    std::printf(
-        "Usage: lxsuite [FIRST SECOND THIRD FOURTH]\n"
-        "Creates the user's shared arena, prints \"ready\" and keeps it until SIGINT or SIGTERM.\n"
-        "The four numbers are the runtime's start-up values passed to IWInitSHM:\n"
-        "  FIRST, SECOND  at least 0         (default %d %d)\n"
-        "  THIRD          clamped to 1..1280 (default %d)\n"
-        "  FOURTH         clamped to 1..1024 (default %d)\n"
-        "The arena is sized from the settings LX_SIZE (MB, default 2000), LX_SHMSTADDR (default\n"
-        "%s; other processes attach where the suite put it), OB_USE_SHM_FILE, LX_TMP,\n"
-        "LX_WORKING_SET (default 1800), LX_WORKING_UNIT (default 100) and LX_PGTHRESH (default 0),\n"
-        "looked up in the environment and the settings files.\n"
-        "One suite per user id: a second one names the running suite's process and stops.\n"
-        "Exit status: 0 after a signal, 1 when the arena cannot be created or a suite already runs,\n"
-        "2 on a usage error.\n",
-        kDefaults[0], kDefaults[1], kDefaults[2], kDefaults[3], IW_DEFAULT_SHMSTADDR);
+    std::printf("Usage: lxsuite [FIRST SECOND THIRD FOURTH]\n"
+                "Creates the user's shared arena, prints \"ready\" and keeps it until SIGINT or SIGTERM.\n"
+                "The four numbers are the runtime's start-up values passed to IWInitSHM:\n"
+                "  FIRST, SECOND  at least 0         (default %d %d)\n"
+                "  THIRD          clamped to 1..1280 (default %d)\n"
+                "  FOURTH         clamped to 1..1024 (default %d)\n"
+                "The arena is sized from the settings LX_SIZE (MB, default 2000), LX_SHMSTADDR (default\n"
+                "%s; other processes attach where the suite put it), OB_USE_SHM_FILE, LX_TMP,\n"
+                "LX_WORKING_SET (default 1800), LX_WORKING_UNIT (default 100) and LX_PGTHRESH (default 0),\n"
+                "looked up in the environment and the settings files.\n"
+                "One suite per user id: a second one names the running suite's process and stops.\n"
+                "Exit status: 0 after a signal, 1 when the arena cannot be created or a suite already runs,\n"
+                "2 on a usage error.\n",
+                kDefaults[0], kDefaults[1], kDefaults[2], kDefaults[3], IW_DEFAULT_SHMSTADDR);
 }
 
 // One suite per user id: names the live suite that holds the arena. False when there is none.
@@ -62,7 +61,7 @@ bool parseValues(int argc, char **argv, int (&values)[4])
     return true;
 }
 
-}  // namespace
+} // namespace
 
 int main(int argc, char **argv)
 {
@@ -89,7 +88,8 @@ int main(int argc, char **argv)
     }
     if (!IWOpenConfigSem()) { // its message names the semaphore and its file
         std::fputs("lxsuite: the named-block list cannot be guarded; remove the semaphore file named above\n"
-                   "(as its owner or as root, e.g. with rm) and start lxsuite again\n", stderr);
+                   "(as its owner or as root, e.g. with rm) and start lxsuite again\n",
+                   stderr);
         IWStop();
         return 1;
     }

@@ -8,11 +8,11 @@ namespace lx::suite {
 
 inline constexpr const char *kStartupFailed = "ERROR-IWStart: Unable to create shared memory; stopping.\n";
 
-#define LX_CAP_TOO_SMALL                                                                          \
-    "\nCan not allocate enough shared memory for proper software operation.\n"                  \
-    "Try either decreasing the value of LX_SIZE to a value smaller than\n"                        \
-    "the system maximum or have your system administrator increase the\n"                         \
-    "the system defined shared memory cap.\n\n"                                                   \
+#define LX_CAP_TOO_SMALL                                                                                               \
+    "\nCan not allocate enough shared memory for proper software operation.\n"                                         \
+    "Try either decreasing the value of LX_SIZE to a value smaller than\n"                                             \
+    "the system maximum or have your system administrator increase the\n"                                              \
+    "the system defined shared memory cap.\n\n"                                                                        \
     "Requested size: %lu bytes\nSystem cap    : %lu bytes\n\n"
 
 inline constexpr const char *kCreateArenaFailed = "SMCreateArena (IWInitSHM())";
@@ -22,4 +22,4 @@ inline constexpr const char *kListsFailed = "IWInitLists: Error allocating IWL l
 #define LX_FOCUS_SEM_FAILED "Could not create focus semaphore. (%s)\n"
 #define LX_LOCK_SEM_FAILED "Could not create lock semaphore. (%s)\n"
 
-}  // namespace lx::suite
+} // namespace lx::suite

@@ -18,7 +18,7 @@ struct FileCloser {
     void operator()(FILE *file) const { std::fclose(file); }
 };
 
-}  // namespace
+} // namespace
 
 void SetSystemCapFileForTesting(const std::string &path) { capFile() = path; }
 
@@ -45,4 +45,4 @@ bool ArenaSizeFitsCap(uint64_t size)
     return true;
 }
 
-}  // namespace lx::suite
+} // namespace lx::suite

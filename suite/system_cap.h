@@ -15,4 +15,4 @@ void SetSystemCapFileForTesting(const std::string &path);
 // Checks that `size` bytes plus one megabyte fit under the cap, printing the reason when not.
 bool ArenaSizeFitsCap(uint64_t size);
 
-}  // namespace lx::suite
+} // namespace lx::suite

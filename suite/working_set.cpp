@@ -25,8 +25,7 @@ int FirstIntSetting(const char *const *names, int count, int fallback, bool chec
 
 WorkingSet DecideWorkingSet(int arenaMB)
 {
-    static const char *const kSetNames[] = {"LX_WORKING_SET", "PM_WORKING_SET", "OB_WORKING_SET",
-                                            "OXL_WORKING_SET"};
+    static const char *const kSetNames[] = {"LX_WORKING_SET", "PM_WORKING_SET", "OB_WORKING_SET", "OXL_WORKING_SET"};
     static const char *const kUnitNames[] = {"LX_WORKING_UNIT", "PM_WORKING_UNIT", "OB_WORKING_UNIT",
                                              "OXL_WORKING_UNIT"};
     WorkingSet result{FirstIntSetting(kSetNames, 4, 1800, true), FirstIntSetting(kUnitNames, 4, 100, true)};
@@ -46,4 +45,4 @@ WorkingSet DecideWorkingSet(int arenaMB)
     return result;
 }
 
-}  // namespace lx::suite
+} // namespace lx::suite

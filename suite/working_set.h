@@ -16,4 +16,4 @@ WorkingSet DecideWorkingSet(int arenaMB);
 // not parse, or (with `checkRange`) when it lies outside 0..15000.
 int FirstIntSetting(const char *const *names, int count, int fallback, bool checkRange);
 
-}  // namespace lx::suite
+} // namespace lx::suite

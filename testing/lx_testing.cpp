@@ -54,7 +54,7 @@ std::vector<char *> pointers(std::vector<std::string> &texts)
 
 int statusOf(int raw) { return WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw); }
 
-}  // namespace
+} // namespace
 
 Process::Process(const std::vector<std::string> &argv, const Env &env, const std::vector<std::string> &wrapper)
 {
@@ -246,4 +246,4 @@ std::string field(const std::string &text, const std::string &key)
     return "";
 }
 
-}  // namespace lxtest
+} // namespace lxtest

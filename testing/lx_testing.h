@@ -15,7 +15,7 @@ namespace lxtest {
 using Env = std::vector<std::string>;
 
 struct Result {
-    int status = -1;  // exit status, or 128 + signal
+    int status = -1; // exit status, or 128 + signal
     std::string out;
     std::string err;
 };
@@ -34,12 +34,12 @@ public:
     std::string line(std::chrono::milliseconds timeout = std::chrono::seconds(30));
     // The next line that starts with `prefix`, skipping others; "" at end or after the time-out.
     std::string lineStarting(const std::string &prefix);
-    void send(const std::string &line);  // one line to standard input
+    void send(const std::string &line); // one line to standard input
     void signal(int number);
-    int wait();  // closes standard input and waits: exit status, or 128 + signal
+    int wait(); // closes standard input and waits: exit status, or 128 + signal
     // After wait(): all of standard output (lines already read included) and standard error.
     Result finish();
-    std::string errors() const;  // standard error so far
+    std::string errors() const; // standard error so far
     pid_t pid() const { return pid_; }
 
 private:
@@ -73,10 +73,10 @@ private:
 
 std::string readFile(const std::string &path);
 void writeFile(const std::string &path, const std::string &text);
-bool exists(const std::string &path);  // also a dangling symbolic link
+bool exists(const std::string &path); // also a dangling symbolic link
 std::string hostName();
 std::string userName();
 // The value after "key " on the first line of text that starts with it, or "".
 std::string field(const std::string &text, const std::string &key);
 
-}  // namespace lxtest
+} // namespace lxtest

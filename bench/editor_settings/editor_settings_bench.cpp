@@ -39,7 +39,7 @@ BENCHMARK(BM_GetSettingFromNamedBlock);
 void BM_GetSettingFromCache(benchmark::State &state)
 {
     WithoutArena hidden;
-    for (int i = 0; i < 50; ++i)  // a realistic cache: earlier look-ups before this one
+    for (int i = 0; i < 50; ++i) // a realistic cache: earlier look-ups before this one
         CacheSetting(("BENCH_OTHER_" + std::to_string(i)).c_str(), "x");
     CacheSetting("BENCH_CACHED", "value");
     for (auto _ : state)
@@ -113,7 +113,7 @@ void prepareFiles()
         user << "BENCH_FILE_" << i << " value number " << i << "\n";
 }
 
-}  // namespace
+} // namespace
 
 int main(int argc, char **argv)
 {

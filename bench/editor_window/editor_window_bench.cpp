@@ -176,7 +176,8 @@ void SaveFile200Variables(benchmark::State &state)
     writeInstallation(200, vars, conf);
     int round = 0;
     for (auto _ : state) {
-        auto result = lx::saveConfigurationFile(conf, entries200(static_cast<int>(state.range(0)), ++round), std::time(nullptr));
+        auto result =
+            lx::saveConfigurationFile(conf, entries200(static_cast<int>(state.range(0)), ++round), std::time(nullptr));
         if (!result.ok)
             state.SkipWithError(result.message.c_str());
     }

@@ -7,8 +7,7 @@
 
 namespace im_io {
 
-void plain_widen_int16(void* section, std::size_t pixels);
-void plain_narrow(int mode, const float* in, void* out, std::size_t pixels, std::size_t& low,
-                  std::size_t& high);
+void plain_widen_int16(void *section, std::size_t pixels);
+void plain_narrow(int mode, const float *in, void *out, std::size_t pixels, std::size_t &low, std::size_t &high);
 
-}  // namespace im_io
+} // namespace im_io

@@ -32,7 +32,8 @@ struct Options {
     std::string lximinfo = LXIMINFO;
 };
 
-template <typename T> void put(std::vector<char> &bytes, size_t offset, T value)
+template <typename T>
+void put(std::vector<char> &bytes, size_t offset, T value)
 {
     std::memcpy(bytes.data() + offset, &value, sizeof value);
 }

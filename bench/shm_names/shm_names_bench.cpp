@@ -20,10 +20,7 @@ namespace {
 
 std::vector<void *> gBlocks;
 
-std::string settingName(size_t i)
-{
-    return "LX_SETTING_" + std::to_string(i);
-}
+std::string settingName(size_t i) { return "LX_SETTING_" + std::to_string(i); }
 
 // Makes the list hold exactly n blocks named LX_SETTING_0 .. LX_SETTING_<n-1>, oldest first.
 void listOf(size_t n)
@@ -78,9 +75,10 @@ void AllocateAndFree(benchmark::State &state)
 void SemaphoreFloor(benchmark::State &state)
 {
     const char *login = std::getenv("LOGNAME");
-    sem_t *sem = sem_open(("/IWConfigSem_" + std::string(login != nullptr ? login : getpwuid(getuid())->pw_name)).c_str(), 0);
+    sem_t *sem =
+        sem_open(("/IWConfigSem_" + std::string(login != nullptr ? login : getpwuid(getuid())->pw_name)).c_str(), 0);
     for (auto _ : state) {
-        timespec deadline {};
+        timespec deadline{};
         clock_gettime(CLOCK_REALTIME, &deadline);
         deadline.tv_sec += 5;
         sem_timedwait(sem, &deadline);

@@ -9,9 +9,9 @@
 namespace lx {
 
 struct SaveEntry {
-    std::string name;    // the variable's name, as in the description file
+    std::string name;     // the variable's name, as in the description file
     bool changed = false; // the form holds a value for it that differs from the saved one
-    std::string newText; // that value (used only when changed)
+    std::string newText;  // that value (used only when changed)
 };
 
 struct SaveResult {

@@ -53,12 +53,9 @@ extern "C" char *FindValueInFile(FILE *file, const char *name)
         std::string_view value;
         switch (examineLine(line, name, value)) {
         case LineVerdict::NotThisName:
-        case LineVerdict::NameWithoutValue:
-            continue;
-        case LineVerdict::NameWithBlankValue:
-            return nullptr;
-        case LineVerdict::Value:
-            return strndup(value.data(), value.size());
+        case LineVerdict::NameWithoutValue: continue;
+        case LineVerdict::NameWithBlankValue: return nullptr;
+        case LineVerdict::Value: return strndup(value.data(), value.size());
         }
     }
     return nullptr;

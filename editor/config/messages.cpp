@@ -49,8 +49,7 @@ std::string pathNotReadable(std::string_view shortDesc, std::string_view path)
 
 std::string pathNotWritable(std::string_view shortDesc, std::string_view path)
 {
-    return invalidValue(shortDesc) + "You don't have Write Permission for\nFile or Directory: " + quoted(path) +
-           ".";
+    return invalidValue(shortDesc) + "You don't have Write Permission for\nFile or Directory: " + quoted(path) + ".";
 }
 
 std::string pathStrangeCharacters(std::string_view shortDesc)

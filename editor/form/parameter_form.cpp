@@ -55,8 +55,8 @@ Widget addTitleCell(Widget grid, const char *text)
 {
     Widget frame = XmCreateFrame(grid, const_cast<char *>("frame"), nullptr, 0);
     XmString label = XmStringCreateLocalized(const_cast<char *>(text));
-    XtVaCreateManagedWidget("info", xmLabelWidgetClass, frame, XmNlabelString, label, XmNalignment,
-                            XmALIGNMENT_CENTER, nullptr);
+    XtVaCreateManagedWidget("info", xmLabelWidgetClass, frame, XmNlabelString, label, XmNalignment, XmALIGNMENT_CENTER,
+                            nullptr);
     XmStringFree(label);
     return frame;
 }
@@ -68,9 +68,9 @@ void createHelpButton(Widget grid, int index)
     ConfigVar &var = gVarList[index];
     XmString label = XmStringCreateLocalized(var.shortDesc);
     // Flat, so that it reads as the row's label; Tab goes from value to value, not through these.
-    Widget button = XtVaCreateWidget("info", xmPushButtonWidgetClass, grid, XmNlabelString, label,
-                                     XmNshadowThickness, 0, XmNhighlightThickness, 0, XmNtraversalOn, False,
-                                     XmNalignment, XmALIGNMENT_BEGINNING, nullptr);
+    Widget button =
+        XtVaCreateWidget("info", xmPushButtonWidgetClass, grid, XmNlabelString, label, XmNshadowThickness, 0,
+                         XmNhighlightThickness, 0, XmNtraversalOn, False, XmNalignment, XmALIGNMENT_BEGINNING, nullptr);
     XmStringFree(label);
     XtAddCallback(button, XmNactivateCallback, ShowHelp, indexData(index));
     WMSetHelpText(button, "%s", "Click for help on this setting, or press F1 in its value");
@@ -121,8 +121,8 @@ Widget createTextField(Widget grid)
 void addEmptyValueCell(Widget grid)
 {
     XmString empty = XmStringCreateLocalized(const_cast<char *>(""));
-    pending.cells.push_back(XtVaCreateWidget("empty", xmLabelWidgetClass, grid, XmNlabelString, empty,
-                                             XmNsensitive, False, nullptr));
+    pending.cells.push_back(
+        XtVaCreateWidget("empty", xmLabelWidgetClass, grid, XmNlabelString, empty, XmNsensitive, False, nullptr));
     XmStringFree(empty);
 }
 
@@ -215,8 +215,7 @@ extern "C" Widget BuildParameterForm(Widget parent)
 
     // Horizontal orientation: the "columns" are the rows, filled two cells at a time.
     Widget grid = XtVaCreateWidget("main_grid", xmRowColumnWidgetClass, swindow, XmNorientation, XmHORIZONTAL,
-                                   XmNpacking, XmPACK_COLUMN, XmNnumColumns, static_cast<short>(gNumVars + 1),
-                                   nullptr);
+                                   XmNpacking, XmPACK_COLUMN, XmNnumColumns, static_cast<short>(gNumVars + 1), nullptr);
     pending = {};
     pending.grid = grid;
     pending.cells.push_back(addTitleCell(grid, "Parameter"));

@@ -19,8 +19,8 @@ constexpr int kSlack = 8;
 struct ValueColumn {
     Widget clip = nullptr;
     Widget grid = nullptr;
-    Widget title = nullptr;  // the label inside the "Value" title's frame
-    Dimension sizedFor = 0;  // the view width the title was last sized for
+    Widget title = nullptr; // the label inside the "Value" title's frame
+    Dimension sizedFor = 0; // the view width the title was last sized for
 };
 ValueColumn column;
 

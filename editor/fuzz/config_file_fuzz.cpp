@@ -87,8 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             std::rewind(file);
             if (char *value = FindValueInFile(file, entry.name.c_str())) {
                 std::string_view v(value);
-                if (v.empty() || v.size() > 254 || isBlank(v.front()) || isBlank(v.back()) ||
-                    v.find('\n') != v.npos)
+                if (v.empty() || v.size() > 254 || isBlank(v.front()) || isBlank(v.back()) || v.find('\n') != v.npos)
                     std::abort();
                 std::free(value);
             }

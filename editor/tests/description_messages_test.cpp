@@ -28,7 +28,7 @@ TEST_F(Messages, UnknownDependencyIsFoundAfterTheWholeFile)
     const std::string message = failure("VARIABLE: A\nTYPE: MULTIVALUE $n\nVARIABLE: N\nVARIABLE: B\nTYPE: SIMPLE\n");
     EXPECT_EQ(message, "MultiValue Variable A depends on simple Variable n\n"
                        "which is not defined in configuration file /etc/test.vars\n");
-    EXPECT_EQ(gNumVars, 3);  // parsed to the end before the check
+    EXPECT_EQ(gNumVars, 3); // parsed to the end before the check
     EXPECT_EQ(failure("VARIABLE: A\nTYPE: ONEOFMANY $X\n"),
               "MultiValue Variable A depends on simple Variable X\n"
               "which is not defined in configuration file /etc/test.vars\n");
@@ -73,8 +73,8 @@ TEST_F(Capacities, HelpTextStopsAt1599Characters)
     const std::string top = "HELP: " + std::string(200, 'h') + "\n";
     std::string body;
     for (int i = 0; i < 13; ++i)
-        body += std::string(99, 'b') + "\n";  // 201 + 1300 = 1501 characters
-    const std::string exact = std::string(97, 'e') + "\n";  // 1599
+        body += std::string(99, 'b') + "\n";               // 201 + 1300 = 1501 characters
+    const std::string exact = std::string(97, 'e') + "\n"; // 1599
     ASSERT_TRUE(parse("VARIABLE: A\n" + top + body + exact + "%%\n"));
     EXPECT_EQ(std::string(var(0).help).size(), 1599u);
     EXPECT_EQ(failure("VARIABLE: A\n" + top + body + "e" + exact + "%%\n"),

@@ -15,7 +15,7 @@ std::string usage(const std::string &program)
            " [-f] variable_description_file config_file\n  -f signifies to take values only from the config file\n";
 }
 
-}  // namespace
+} // namespace
 
 class LxconfStartup : public ::testing::Test {
 protected:
@@ -46,8 +46,8 @@ protected:
 
 TEST_F(LxconfStartup, WrongArgumentsPrintUsageAndExitOne)
 {
-    for (const auto &args : std::vector<std::vector<std::string>>{{}, {"a"}, {"-F", "a", "b"}, {"a", "b", "c"},
-                                                                   {"-f", "a", "b", "c"}}) {
+    for (const auto &args :
+         std::vector<std::vector<std::string>>{{}, {"a"}, {"-F", "a", "b"}, {"a", "b", "c"}, {"-f", "a", "b", "c"}}) {
         const Result result = lxconf(args);
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.err, usage(LXCONF_PATH));
@@ -67,7 +67,7 @@ TEST_F(LxconfStartup, DescriptionErrorsAreShownAndExitOne)
     Result result = lxconf({file("crlf.vars", "VARIABLE: A\r\n"), dir / "conf"});
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.err.find("CR-LF"), std::string::npos);
-    result = lxconf({dir.path(), dir / "conf"});  // a folder opens but cannot be read
+    result = lxconf({dir.path(), dir / "conf"}); // a folder opens but cannot be read
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "Couldn't read Description File.\n");
 }

@@ -19,8 +19,8 @@ protected:
         std::snprintf(gDescriptionFile, sizeof gDescriptionFile, "%s", "/etc/test.vars");
         messages.clear();
         FILE *file = text.empty() ? std::tmpfile() : fmemopen(const_cast<char *>(text.data()), text.size(), "r");
-        const bool ok = lx::editor::ParseDescription(
-            file, [this](std::string_view message) { messages.emplace_back(message); });
+        const bool ok =
+            lx::editor::ParseDescription(file, [this](std::string_view message) { messages.emplace_back(message); });
         std::fclose(file);
         return ok;
     }

@@ -3,8 +3,9 @@
 
 namespace lx::im::pixel {
 
-std::size_t file_bytes_per_pixel(int mode) {
-  switch (mode) {
+std::size_t file_bytes_per_pixel(int mode)
+{
+    switch (mode) {
     case kModeByte: return 1;
     case kModeInt16:
     case kModeUInt16: return 2;
@@ -14,17 +15,18 @@ std::size_t file_bytes_per_pixel(int mode) {
     case kModeComplexFloat:
     case kModeDouble: return 8;
     default: return 0;
-  }
+    }
 }
 
-std::size_t write_chunk_pixels(int mode) {
-  switch (mode) {
+std::size_t write_chunk_pixels(int mode)
+{
+    switch (mode) {
     case kModeByte: return kWriteChunkByte;
     case kModeInt16: return kWriteChunkInt16;
     case kModeUInt16: return kWriteChunkUInt16;
     case kModeInt32: return kWriteChunkInt32;
     default: return 0;
-  }
+    }
 }
 
 static_assert(kWriteChunkByte * 1 == kWriteScratchBytes);
@@ -32,4 +34,4 @@ static_assert(kWriteChunkInt16 * 2 == kWriteScratchBytes);
 static_assert(kWriteChunkUInt16 * 2 == kWriteScratchBytes);
 static_assert(kWriteChunkInt32 * 4 == kWriteScratchBytes);
 
-}  // namespace lx::im::pixel
+} // namespace lx::im::pixel

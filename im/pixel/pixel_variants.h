@@ -10,20 +10,17 @@
 
 #include "pixel_convert.h"
 
-#define LX_PIXEL_DECLARE_KERNELS(isa)                                                          \
-  namespace lx::im::pixel::isa {                                                               \
-  int swap_pixels(int mode, void* buffer, std::size_t pixels);                                 \
-  int widen_to_float(int mode, void* section, std::size_t pixels,                              \
-                     const float* complex_source = nullptr);                                   \
-  int swap_and_widen_to_float(int mode, void* section, std::size_t pixels,                     \
-                              float* complex_source = nullptr);                                \
-  int widen_copy(int mode, const void* file_pixels, void* out, std::size_t pixels);            \
-  int narrow_from_float(int mode, const float* in, void* out, std::size_t pixels,              \
-                        ClampCounts& counts);                                                  \
-  }
+#define LX_PIXEL_DECLARE_KERNELS(isa)                                                                                  \
+    namespace lx::im::pixel::isa {                                                                                     \
+    int swap_pixels(int mode, void *buffer, std::size_t pixels);                                                       \
+    int widen_to_float(int mode, void *section, std::size_t pixels, const float *complex_source = nullptr);            \
+    int swap_and_widen_to_float(int mode, void *section, std::size_t pixels, float *complex_source = nullptr);         \
+    int widen_copy(int mode, const void *file_pixels, void *out, std::size_t pixels);                                  \
+    int narrow_from_float(int mode, const float *in, void *out, std::size_t pixels, ClampCounts &counts);              \
+    }
 
 #if defined(LX_PIXEL_ISA)
-LX_PIXEL_DECLARE_KERNELS(LX_PIXEL_ISA)  // a kernel source: its own variant
+LX_PIXEL_DECLARE_KERNELS(LX_PIXEL_ISA) // a kernel source: its own variant
 #else
 LX_PIXEL_DECLARE_KERNELS(baseline)
 #if defined(LX_PIXEL_HAVE_AVX2)

@@ -244,7 +244,8 @@ TEST_P(TitlesTest, ReadAsWrittenAndRewrittenUnchanged)
 
 INSTANTIATE_TEST_SUITE_P(OrderTypeCount, TitlesTest,
                          ::testing::Values(std::tuple(false, 1, 10), std::tuple(true, 1, 1), std::tuple(true, 1, 4),
-                                           std::tuple(true, 1, 10), std::tuple(true, 100, 1), std::tuple(true, 100, 4)));
+                                           std::tuple(true, 1, 10), std::tuple(true, 100, 1),
+                                           std::tuple(true, 100, 4)));
 
 TEST(UnknownFileId, WarnsAndDecodesAsStored)
 {

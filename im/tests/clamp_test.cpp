@@ -28,7 +28,8 @@ protected:
         IMClose(1);
         return testing::internal::GetCapturedStderr();
     }
-    template <typename T> std::vector<T> stored(size_t count)
+    template <typename T>
+    std::vector<T> stored(size_t count)
     {
         const std::vector<uint8_t> file = read_bytes(path);
         std::vector<T> out(count);

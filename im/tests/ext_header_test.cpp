@@ -74,7 +74,8 @@ TEST_F(ExtHeader, TypesAndFieldBlocks)
     EXPECT_EQ(size, 5 * 1024);
     testing::internal::CaptureStderr();
     ASSERT_EQ(IMAlExHdrInfo(1, 9, 2, 3), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "IMAlExHdrInfo 1: 9 is an invalid ext header type. Switching to 4.\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "IMAlExHdrInfo 1: 9 is an invalid ext header type. Switching to 4.\n");
     IMRtExHdrInfo(1, &type, &ni, &nr);
     IMRtExHdrSize(1, &size);
     EXPECT_EQ(std::vector<int>({type, ni, nr, size}), std::vector<int>({4, 2, 3, 5 * 1024}));
@@ -212,13 +213,15 @@ TEST_F(ExtHeader, TransfersBetweenStreams)
     testing::internal::CaptureStderr();
     EXPECT_EQ(IMTrExHdr(1, 2), 708);
     EXPECT_EQ(IMTrExHdr4(1, 2, 0, 1, 0, 1), 708);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "IMTrExHdr 1->2: extended header type mismatch (4/2)\nIMTrExHdr4 1->2: extended header type mismatch (4/2)\n");
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "IMTrExHdr 1->2: extended header type mismatch (4/2)\nIMTrExHdr4 1->2: extended header type mismatch (4/2)\n");
     ASSERT_EQ(IMCrHdr3(2, 2, 2, 1, 1, 1, 1, 2, 2), 0);
     ASSERT_EQ(IMAlExHdrSize2(2, 8, 32, 1, 0), 0);
     testing::internal::CaptureStderr();
     EXPECT_EQ(IMTrExHdr(1, 2), 704);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "IMTrExHdr 1->2: extended header size (5120, 1024) is too small.\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "IMTrExHdr 1->2: extended header size (5120, 1024) is too small.\n");
 }
 
 TEST_F(ExtHeader, HeaderTransferCopiesValuesAndDescription)
@@ -239,7 +242,8 @@ TEST_F(ExtHeader, HeaderTransferCopiesValuesAndDescription)
     EXPECT_EQ(size, 4 * 1024); // one block of values, the target's three field blocks kept
     testing::internal::CaptureStderr();
     EXPECT_EQ(IMTrExHdr2(1, 2, 0, 1), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "IMTrExHdr2: switch to IMTrExHdr3. Backwards compatibility enabled...\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "IMTrExHdr2: switch to IMTrExHdr3. Backwards compatibility enabled...\n");
 }
 
 TEST(HostileExtHeader, NegativeValueCountsReachNoMemory)

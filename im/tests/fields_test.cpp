@@ -87,9 +87,10 @@ TEST_F(FieldParser, StatusOfEachFault)
     EXPECT_EQ(parse("Name,f,8=0.25\n\r"), 725);
     testing::internal::CaptureStderr();
     EXPECT_EQ(parse("Name,f,2=0.25\n\r"), 723);
-    EXPECT_EQ(testing::internal::GetCapturedStderr().rfind("iReadAllFields: field size mismatch or delimiter problem:\nfield 0\n"
-                                                          "field=\"Name\"\nfield size=2\n",
-                                                          0),
+    EXPECT_EQ(testing::internal::GetCapturedStderr().rfind(
+                  "iReadAllFields: field size mismatch or delimiter problem:\nfield 0\n"
+                  "field=\"Name\"\nfield size=2\n",
+                  0),
               0u);
     EXPECT_EQ(parse("Big,b,99999=ab\n\r"), 725);
     // A text value with a line feed (written before such values were refused) is read whole.

@@ -49,7 +49,8 @@ inline void write_bytes(const std::string &path, const std::vector<uint8_t> &byt
 class ByteWriter {
 public:
     ByteWriter(std::vector<uint8_t> &bytes, bool foreign) : bytes_(bytes), foreign_(foreign) {}
-    template <typename T> void put(size_t offset, T value)
+    template <typename T>
+    void put(size_t offset, T value)
     {
         uint8_t raw[sizeof(T)];
         std::memcpy(raw, &value, sizeof(T));
@@ -87,7 +88,8 @@ inline std::vector<uint8_t> minimal_header(bool foreign, int nx, int ny, int sec
     return bytes;
 }
 
-template <typename T> T native_at(const std::vector<uint8_t> &bytes, size_t offset)
+template <typename T>
+T native_at(const std::vector<uint8_t> &bytes, size_t offset)
 {
     T value;
     std::memcpy(&value, bytes.data() + offset, sizeof value);

@@ -60,21 +60,23 @@ TEST_F(Lximinfo, ShowsEachFieldByItsOwnValueWithControlBytesEscaped)
     const ProgramRun run = run_lximinfo({path}, dir);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "");
-    for (const char *line : {"Size (X, Y, Z)........................\t64 32 3\n",
-                             "Data Type.............................\t2 byte signed integer\n",
-                             "\ntitle \\x1b]0;x\\x07 \xc3\xa9\\x9b\n", "Extended Header Fields................\t5\n",
-                             "  Exposure (f, 8 bytes)\t0.250000\n", "  Aa (i, 1 bytes)\t1\n  AA (i, 1 bytes)\t2\n",
-                             "  Note\\x1b (c, 13 bytes)\t\\x1b[31mred\\ttab\\\\\n", "  Calibration (b, 3 bytes)\t00 7f ff\n"})
+    for (const char *line :
+         {"Size (X, Y, Z)........................\t64 32 3\n",
+          "Data Type.............................\t2 byte signed integer\n", "\ntitle \\x1b]0;x\\x07 \xc3\xa9\\x9b\n",
+          "Extended Header Fields................\t5\n", "  Exposure (f, 8 bytes)\t0.250000\n",
+          "  Aa (i, 1 bytes)\t1\n  AA (i, 1 bytes)\t2\n", "  Note\\x1b (c, 13 bytes)\t\\x1b[31mred\\ttab\\\\\n",
+          "  Calibration (b, 3 bytes)\t00 7f ff\n"})
         EXPECT_NE(run.out.find(line), std::string::npos) << line << "\n" << run.out;
     EXPECT_EQ(run.out.find('\x1b'), std::string::npos);
 
     const ProgramRun json = run_lximinfo({"--json", path}, dir);
-    EXPECT_NE(json.out.find(R"("fields":[{"name":"Exposure","type":"f","size":8,"value":0.25},)"
-                            R"({"name":"Aa","type":"i","size":1,"value":1},{"name":"AA","type":"i","size":1,"value":2},)"
-                            R"({"name":"Note\u001b","type":"c","size":13,"value":"\u001b[31mred\ttab\\"},)"
-                            R"({"name":"Calibration","type":"b","size":3,"value":"007fff"}]})"
-                            "\n"),
-              std::string::npos)
+    EXPECT_NE(
+        json.out.find(R"("fields":[{"name":"Exposure","type":"f","size":8,"value":0.25},)"
+                      R"({"name":"Aa","type":"i","size":1,"value":1},{"name":"AA","type":"i","size":1,"value":2},)"
+                      R"({"name":"Note\u001b","type":"c","size":13,"value":"\u001b[31mred\ttab\\"},)"
+                      R"({"name":"Calibration","type":"b","size":3,"value":"007fff"}]})"
+                      "\n"),
+        std::string::npos)
         << json.out;
 }
 
@@ -97,13 +99,18 @@ TEST_F(Lximinfo, ReadsAForeignOrderFileAndReportsEachFailure)
     const ProgramRun json = run_lximinfo({"--json", foreign, missing}, dir);
     EXPECT_EQ(json.status, 1);
     EXPECT_EQ(json.out,
-              R"({"file":")" + foreign + R"(","status":0,"error":null,"nx":5,"ny":4,"nz":1,"nw":2,"nt":3,"np":1,)"
-              R"("sections":6,"mode":6,"mode_name":"2 byte unsigned integer","sequence":0,"sequence_name":"ZTWP",)"
-              R"("pixel_size":[0,0,0],"wavelengths":[{"nm":488,"min":0,"max":0,"mean":0},)"
-              R"({"nm":0,"min":0,"max":0,"mean":0}],"rotation":[0,0,0],"image_type":0,"lens_id":0,)"
-              R"("titles":["foreign"],"extended_header":{"type":0,"size":0,"ints_per_section":0,)"
-              R"("floats_per_section":0},"fields":[]})" "\n"
-              R"({"file":")" + missing + R"(","status":202,"error":"Unable to find file"})" "\n");
+              R"({"file":")" + foreign +
+                  R"(","status":0,"error":null,"nx":5,"ny":4,"nz":1,"nw":2,"nt":3,"np":1,)"
+                  R"("sections":6,"mode":6,"mode_name":"2 byte unsigned integer","sequence":0,"sequence_name":"ZTWP",)"
+                  R"("pixel_size":[0,0,0],"wavelengths":[{"nm":488,"min":0,"max":0,"mean":0},)"
+                  R"({"nm":0,"min":0,"max":0,"mean":0}],"rotation":[0,0,0],"image_type":0,"lens_id":0,)"
+                  R"("titles":["foreign"],"extended_header":{"type":0,"size":0,"ints_per_section":0,)"
+                  R"("floats_per_section":0},"fields":[]})"
+                  "\n"
+                  R"({"file":")" +
+                  missing +
+                  R"(","status":202,"error":"Unable to find file"})"
+                  "\n");
     EXPECT_EQ(run_lximinfo({}, dir).status, 2);
     EXPECT_NE(run_lximinfo({"--help"}, dir).out.find("extended_header"), std::string::npos);
 }

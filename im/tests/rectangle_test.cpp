@@ -84,8 +84,8 @@ TEST_P(Rectangles, ReadsPastTheEdgesOrTheBufferAreRefused)
 TEST_P(Rectangles, WritesChangeOnlyTheRectangle)
 {
     const std::vector<float> patch = {-1, -2, 999, -3, -4, 999}; // 2 x 2 from a buffer 3 wide
-    ASSERT_EQ(IMWrPas(1, patch.data(), 3, 2, 4, 5, 0, 1), 0);   // top right corner of section 0
-    ASSERT_EQ(IMWrPas(1, patch.data(), 3, 2, 0, 1, 4, 4), 0);   // bottom left of section 1, one row
+    ASSERT_EQ(IMWrPas(1, patch.data(), 3, 2, 4, 5, 0, 1), 0);    // top right corner of section 0
+    ASSERT_EQ(IMWrPas(1, patch.data(), 3, 2, 0, 1, 4, 4), 0);    // bottom left of section 1, one row
     std::vector<float> expected0 = section_in_file(0), expected1 = section_in_file(1);
     for (int s = 0; s < 2; ++s)
         for (int y = 0; y < kNy; ++y)
@@ -119,8 +119,9 @@ TEST_P(Rectangles, WholeSectionWriteIsASectionWrite)
     EXPECT_EQ(section_in_file(0), std::vector<float>(kNx * kNy, 32767.0f));
 }
 
-INSTANTIATE_TEST_SUITE_P(IoKinds, Rectangles, ::testing::Values("", "_unbuffered"),
-                         [](const auto &param_info) { return std::string(*param_info.param ? "unbuffered" : "buffered"); });
+INSTANTIATE_TEST_SUITE_P(IoKinds, Rectangles, ::testing::Values("", "_unbuffered"), [](const auto &param_info) {
+    return std::string(*param_info.param ? "unbuffered" : "buffered");
+});
 
 TEST(RectangleForeignOrder, ColumnsAreSwappedOnTheWay)
 {

@@ -171,7 +171,8 @@ TEST_F(RoundTrip, TitleRulesOfIMWrHdr)
     EXPECT_EQ(count, 1);
     testing::internal::CaptureStderr();
     EXPECT_EQ(IMRtLab2(1, 5, titles), 401);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "IMRtLab2 1: 5 is too many titles. Max is 4. No titles returned.\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "IMRtLab2 1: 5 is too many titles. Max is 4. No titles returned.\n");
     // Lowering the limit through the image type cuts the list with two lines.
     char many[10 * 80] = {};
     IMAlFileType(1, 1);

@@ -76,8 +76,8 @@ std::vector<uint8_t> converted_bytes(int mode, int s)
         return native_bytes(mode, s);
     std::vector<float> f(kPixels);
     for (int i = 0; i < kPixels; ++i)
-        f[i] = mode == 4 ? static_cast<float>(std::sqrt(5.0 * value(mode, s, i) * value(mode, s, i)))
-                         : value(mode, s, i);
+        f[i] =
+            mode == 4 ? static_cast<float>(std::sqrt(5.0 * value(mode, s, i) * value(mode, s, i))) : value(mode, s, i);
     std::vector<uint8_t> out(kPixels * 4);
     std::memcpy(out.data(), f.data(), out.size());
     return out;
@@ -175,7 +175,8 @@ TEST_P(EveryMode, LinesAndSeparateLinesGiveTheSection)
     ASSERT_EQ(IMRdSecl(1, pointers.data()), 0); // on from the lines: section 1
     const std::vector<uint8_t> second = convert() ? converted_bytes(mode(), 1) : native_bytes(mode(), 1);
     for (int row = 0; row < kNy; ++row)
-        EXPECT_EQ(rows[row], std::vector<uint8_t>(second.begin() + row * line_bytes, second.begin() + (row + 1) * line_bytes));
+        EXPECT_EQ(rows[row],
+                  std::vector<uint8_t>(second.begin() + row * line_bytes, second.begin() + (row + 1) * line_bytes));
 }
 
 INSTANTIATE_TEST_SUITE_P(ModesConversionsAndIoKinds, EveryMode,
@@ -184,7 +185,8 @@ INSTANTIATE_TEST_SUITE_P(ModesConversionsAndIoKinds, EveryMode,
                          [](const auto &param_info) {
                              return "mode" + std::to_string(std::get<0>(param_info.param)) +
                                     (std::get<1>(param_info.param) ? "_converted" : "_raw") +
-                                    (std::get<2>(param_info.param).empty() ? "_buffered" : std::get<2>(param_info.param));
+                                    (std::get<2>(param_info.param).empty() ? "_buffered"
+                                                                           : std::get<2>(param_info.param));
                          });
 
 // A file from a machine of the other byte order: header and pixels reversed unit by unit.
@@ -364,8 +366,8 @@ TEST_F(SectionRules, LargeSectionsAndLinesShareThePositionOfABufferedStream)
     std::vector<float> all(3 * kLarge);
     for (int i = 0; i < 3 * kLarge; ++i)
         all[i] = static_cast<float>(i);
-    ASSERT_EQ(IMWrLin(1, all.data()), 0);          // held in the buffer
-    ASSERT_EQ(IMWrSec(1, all.data() + kSide), 0);  // straight to the descriptor, from line 1
+    ASSERT_EQ(IMWrLin(1, all.data()), 0);         // held in the buffer
+    ASSERT_EQ(IMWrSec(1, all.data() + kSide), 0); // straight to the descriptor, from line 1
     for (int at = kSide + kLarge; at < 3 * kLarge; at += kSide)
         ASSERT_EQ(IMWrLin(1, all.data() + at), 0); // through the buffer again
     IMClose(1);
@@ -375,8 +377,8 @@ TEST_F(SectionRules, LargeSectionsAndLinesShareThePositionOfABufferedStream)
 
     std::vector<float> back(kLarge), line(kSide);
     ASSERT_EQ(IMOpen(1, path.c_str(), "ro"), 0);
-    ASSERT_EQ(IMRdLin(1, line.data()), 0);  // the buffer reads ahead
-    ASSERT_EQ(IMRdSec(1, back.data()), 0);  // from line 1 of section 0 into section 1
+    ASSERT_EQ(IMRdLin(1, line.data()), 0); // the buffer reads ahead
+    ASSERT_EQ(IMRdSec(1, back.data()), 0); // from line 1 of section 0 into section 1
     EXPECT_EQ(std::memcmp(back.data(), all.data() + kSide, back.size() * 4), 0);
     ASSERT_EQ(IMRdLin(1, line.data()), 0);
     EXPECT_EQ(line.front(), static_cast<float>(kLarge + kSide));

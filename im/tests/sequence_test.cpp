@@ -48,21 +48,21 @@ TEST_P(Sequences, SectionsCountUpInTheOrderOfTheName)
 TEST_P(Sequences, CoordinatesOutsideTheStackAreRefusedWithSectionZero)
 {
     const std::array<std::array<int, 4>, 8> refused = {{{-1, 0, 0, 0},
-                                                         {kNz, 0, 0, 0},
-                                                         {0, -1, 0, 0},
-                                                         {0, kNw, 0, 0},
-                                                         {0, 0, -1, 0},
-                                                         {0, 0, kNt, 0},
-                                                         {0, 0, 0, -1},
-                                                         {0, 0, 0, kNp}}};
+                                                        {kNz, 0, 0, 0},
+                                                        {0, -1, 0, 0},
+                                                        {0, kNw, 0, 0},
+                                                        {0, 0, -1, 0},
+                                                        {0, 0, kNt, 0},
+                                                        {0, 0, 0, -1},
+                                                        {0, 0, 0, kNp}}};
     for (const auto &c : refused) {
         int section = 77;
         testing::internal::CaptureStderr();
         EXPECT_EQ(IMRtSecNum2(1, c[0], c[1], c[2], c[3], &section), 604);
         const std::string err = testing::internal::GetCapturedStderr();
         EXPECT_EQ(section, 0);
-        const std::string tail = "] IMRtSecNum2 1: invalid Z,W,T,P coordinate.\nRequested " + std::to_string(c[0]) + " " +
-                                 std::to_string(c[1]) + " " + std::to_string(c[2]) + " " + std::to_string(c[3]) +
+        const std::string tail = "] IMRtSecNum2 1: invalid Z,W,T,P coordinate.\nRequested " + std::to_string(c[0]) +
+                                 " " + std::to_string(c[1]) + " " + std::to_string(c[2]) + " " + std::to_string(c[3]) +
                                  ", Stream has 3 2 4 5.\n";
         EXPECT_NE(err.find(tail), std::string::npos) << err;
     }
@@ -107,7 +107,8 @@ TEST_F(Positioning, UnknownSequenceCodeIsRefused)
     EXPECT_EQ(IMPosnZWTP(1, 1, 0, 0, 0), 301);
     const std::string err = testing::internal::GetCapturedStderr();
     EXPECT_NE(err.find("IMRtSecNum2 1: invalid image sequence 15\n"), std::string::npos) << err;
-    EXPECT_NE(err.find("IMPosnZWTP 1 - invalid section number 1: error positioning stream.\n"), std::string::npos) << err;
+    EXPECT_NE(err.find("IMPosnZWTP 1 - invalid section number 1: error positioning stream.\n"), std::string::npos)
+        << err;
 }
 
 } // namespace

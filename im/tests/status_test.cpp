@@ -49,7 +49,8 @@ TEST(Messages, GoToTheHandlerNamingTheirCall)
     EXPECT_EQ(IMRtMode(2, nullptr), IM_ERR_STREAM_NUMBERING);
     EXPECT_EQ(IMSetMessageHandler(nullptr, nullptr), collect);
     IMClose(1);
-    EXPECT_EQ(got, "IMAlZWTP 1: 0 is an invalid number of wavelengths.\nIMRtMode 2: internal stream numbering error.\n");
+    EXPECT_EQ(got,
+              "IMAlZWTP 1: 0 is an invalid number of wavelengths.\nIMRtMode 2: internal stream numbering error.\n");
 }
 
 TEST(CompatibilityCalls, PrintAndReturn904)

@@ -36,7 +36,8 @@ TEST_F(Streams, StreamNumbersOutsideTheTableAreRefused)
     for (int number : {0, 10001, -3}) {
         testing::internal::CaptureStderr();
         EXPECT_EQ(IMOpen(number, dir.file("x").c_str(), "new"), 1);
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), "IMOpen " + std::to_string(number) + ": invalid stream number.\n");
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  "IMOpen " + std::to_string(number) + ": invalid stream number.\n");
     }
     EXPECT_EQ(IMOpen(10000, dir.file("last").c_str(), "new"), 0);
     int mode;
@@ -53,9 +54,10 @@ TEST_F(Streams, AttributesChooseModeAndIoKind)
     struct Case {
         const char *attribute;
         int mode, io;
-    } cases[] = {{"NEW_unbuffered", IM_MODE_NEW, IM_IO_UNBUFFERED},   {"scratch", IM_MODE_NEW, IM_IO_BUFFERED},
-                 {"old_buffered_unbuffered", IM_MODE_OLD, IM_IO_BUFFERED}, {"rox", IM_MODE_RO, IM_IO_BUFFERED},
-                 {"ro_unbuffered extra words", IM_MODE_RO, IM_IO_UNBUFFERED}, {"append", IM_MODE_APPEND, IM_IO_BUFFERED}};
+    } cases[] = {
+        {"NEW_unbuffered", IM_MODE_NEW, IM_IO_UNBUFFERED},           {"scratch", IM_MODE_NEW, IM_IO_BUFFERED},
+        {"old_buffered_unbuffered", IM_MODE_OLD, IM_IO_BUFFERED},    {"rox", IM_MODE_RO, IM_IO_BUFFERED},
+        {"ro_unbuffered extra words", IM_MODE_RO, IM_IO_UNBUFFERED}, {"append", IM_MODE_APPEND, IM_IO_BUFFERED}};
     for (const auto &c : cases) {
         const std::string target = c.mode == IM_MODE_NEW ? dir.file("fresh.img") : path;
         ASSERT_EQ(IMOpen(1, target.c_str(), c.attribute), 0) << c.attribute;

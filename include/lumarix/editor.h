@@ -53,13 +53,13 @@ typedef struct ConfigVar {
     char shortDesc[256];
     char dependsOn[256];
     char help[1600];
-    int32_t type;       /* 0 none, VAR_SIMPLE .. VAR_MULTIVALUE */
-    int32_t numValues;  /* 1; MULTIVALUE: count, VALUES_ANY or VALUES_FROM_DEPENDS */
-    char value[256];    /* last loaded or saved value; "" = unset */
+    int32_t type;      /* 0 none, VAR_SIMPLE .. VAR_MULTIVALUE */
+    int32_t numValues; /* 1; MULTIVALUE: count, VALUES_ANY or VALUES_FROM_DEPENDS */
+    char value[256];   /* last loaded or saved value; "" = unset */
     char choices[20][256];
     int32_t numChoices; /* 2 for BOOLEAN; ONEOFMANY: count or VALUES_FROM_DEPENDS */
     int32_t reserved;
-    int32_t optional;   /* 1 unless MUSTBESET: */
+    int32_t optional; /* 1 unless MUSTBESET: */
     int32_t checkRead;
     int32_t checkWrite;
     int32_t canSetLive;
@@ -69,11 +69,11 @@ typedef struct ConfigVar {
 
 extern ConfigVar gVarList[MAX_VARS];
 extern int32_t gNumVars;
-extern char gcMainTitle[256];      /* "Lumarix User Parameters" unless a TITLE: line says otherwise */
+extern char gcMainTitle[256]; /* "Lumarix User Parameters" unless a TITLE: line says otherwise */
 extern char gDescriptionFile[256];
 extern char gConfigFile[256];
-extern int giConfigOnlyFromFile;   /* 1 with -f: values come from the configuration file only */
-extern int giRunningWithSHM;       /* 1 when the suite's arena was attached at start-up */
+extern int giConfigOnlyFromFile; /* 1 with -f: values come from the configuration file only */
+extern int giRunningWithSHM;     /* 1 when the suite's arena was attached at start-up */
 
 /* Parses gDescriptionFile into gVarList/gNumVars (and gcMainTitle). Returns 1, or 0 after the
  * failure was shown with ShowError. */

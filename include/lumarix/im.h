@@ -25,14 +25,14 @@ extern "C" {
 
 /* Pixel modes: the type of each pixel in the file (the header's mode value). */
 enum {
-    IM_PIXEL_BYTE = 0,           /* unsigned 8-bit */
-    IM_PIXEL_INT16 = 1,          /* signed 16-bit */
-    IM_PIXEL_FLOAT = 2,          /* 32-bit float */
-    IM_PIXEL_COMPLEX_INT16 = 3,  /* two signed 16-bit values: refused (IM_ERR_COMPLEX16) */
-    IM_PIXEL_COMPLEX_FLOAT = 4,  /* two 32-bit floats */
-    IM_PIXEL_UINT16 = 6,         /* unsigned 16-bit */
-    IM_PIXEL_INT32 = 7,          /* signed 32-bit */
-    IM_PIXEL_DOUBLE = 8          /* 64-bit float */
+    IM_PIXEL_BYTE = 0,          /* unsigned 8-bit */
+    IM_PIXEL_INT16 = 1,         /* signed 16-bit */
+    IM_PIXEL_FLOAT = 2,         /* 32-bit float */
+    IM_PIXEL_COMPLEX_INT16 = 3, /* two signed 16-bit values: refused (IM_ERR_COMPLEX16) */
+    IM_PIXEL_COMPLEX_FLOAT = 4, /* two 32-bit floats */
+    IM_PIXEL_UINT16 = 6,        /* unsigned 16-bit */
+    IM_PIXEL_INT32 = 7,         /* signed 32-bit */
+    IM_PIXEL_DOUBLE = 8         /* 64-bit float */
 };
 
 /* Image sequences: the order of the Z, W, T and P dimensions in the file, fastest first
@@ -71,9 +71,9 @@ enum {
 /* The status every call returns; IMRtStatusText gives each its fixed text. */
 enum {
     IM_OK = 0,
-    IM_ERR_STREAM_NUMBER = 1,        /* "Invalid stream number" */
-    IM_ERR_FILE = 2,                 /* "Invalid file" */
-    IM_ERR_STREAM_NUMBERING = 3,     /* "Internal stream numbering error" (no stream open there) */
+    IM_ERR_STREAM_NUMBER = 1,    /* "Invalid stream number" */
+    IM_ERR_FILE = 2,             /* "Invalid file" */
+    IM_ERR_STREAM_NUMBERING = 3, /* "Internal stream numbering error" (no stream open there) */
     IM_ERR_ALREADY_OPEN = 101,
     IM_ERR_FILE_NOT_OPEN = 102,
     IM_ERR_NOT_OPENED_YET = 103,
@@ -113,15 +113,15 @@ enum {
     IM_ERR_SEQUENCE = 505,
     IM_ERR_FILE_ID = 506,
     IM_ERR_TIME_STAMP = 507,
-    IM_ERR_SECTION_COUNT = 510,      /* no sections; has no text of its own ("Unspecified error") */
+    IM_ERR_SECTION_COUNT = 510, /* no sections; has no text of its own ("Unspecified error") */
     IM_ERR_DATA_BITS = 511,
     IM_ERR_DATA_BITS_UNDEFINED = 512,
     IM_ERR_SECTION = 601,
-    IM_ERR_SECTION2 = 602,           /* same text as 601 */
+    IM_ERR_SECTION2 = 602, /* same text as 601 */
     IM_ERR_WAVE_NUMBER = 603,
     IM_ERR_ZWTP = 604,
     IM_ERR_WAVE_TOO_LARGE = 605,
-    IM_ERR_EXT_FIELD = 701,          /* value index outside the extended header type's record */
+    IM_ERR_EXT_FIELD = 701, /* value index outside the extended header type's record */
     IM_ERR_EXT_TYPE = 702,
     IM_ERR_SYMMETRY = 703,
     IM_ERR_EXT_TOO_SMALL = 704,
@@ -133,7 +133,7 @@ enum {
     IM_ERR_FIELD_NAME = 721,
     IM_ERR_FIELD_TYPE = 722,
     IM_ERR_FIELD_SIZE = 723,
-    IM_ERR_FIELD_SIZE_TEXT = 724,    /* "Invalid field size parameter" */
+    IM_ERR_FIELD_SIZE_TEXT = 724, /* "Invalid field size parameter" */
     IM_ERR_FIELD_BYTE_COUNT = 725,
     IM_ERR_FIELD_CONTENTS = 726,
     IM_ERR_FIELD_HEADER_TYPE = 727,
@@ -142,7 +142,7 @@ enum {
     IM_ERR_FIELDS_EMPTY = 730,
     IM_ERR_FIELD_NOT_FOUND = 731,
     IM_ERR_FIELD_MEMORY = 732,
-    IM_ERR_FIELD_MISMATCH = 733,     /* the field has another type */
+    IM_ERR_FIELD_MISMATCH = 733, /* the field has another type */
     IM_ERR_FIELD_NULL = 734,
     IM_ERR_FIELD_WINDOW = 735,
     IM_ERR_FIELD_NAME_LONG = 736,
@@ -158,11 +158,11 @@ enum {
     IM_ERR_NO_WINDOW = 810,
     IM_ERR_WINDOW_EXISTS = 811,
     IM_ERR_DISPLAY_SCALE_VALUES = 812,
-    IM_ERR_MEMORY = 901,             /* "Memory error": also a null pixel buffer */
-    IM_ERR_ALLOC = 902,              /* "Memory allocation error" */
+    IM_ERR_MEMORY = 901, /* "Memory error": also a null pixel buffer */
+    IM_ERR_ALLOC = 902,  /* "Memory allocation error" */
     IM_ERR_NOT_IMPLEMENTED = 903,
     IM_ERR_UNSUPPORTED = 904,
-    IM_ERR_COMPLEX16 = 905,          /* pixel mode IM_PIXEL_COMPLEX_INT16 */
+    IM_ERR_COMPLEX16 = 905, /* pixel mode IM_PIXEL_COMPLEX_INT16 */
     IM_ERR_SWAPPED_FILE = 906,
     IM_ERR_NOT_IEEE = 907,
     IM_ERR_ARCHITECTURE = 908
@@ -287,8 +287,7 @@ int IMWrPal(int stream);
  * the top left of a buffer of columns x rows pixels, then stands at the start of the next
  * section. IM_ERR_COLUMNS (columns outside the section or wider than the buffer), IM_ERR_ROWS
  * (rows likewise), IM_ERR_POSITION. */
-int IMRdPas(int stream, void *buffer, int columns, int rows, int first_col, int last_col, int first_row,
-            int last_row);
+int IMRdPas(int stream, void *buffer, int columns, int rows, int first_col, int last_col, int first_row, int last_row);
 /* Writes the top left of a buffer of columns x rows pixels to columns first_col..last_col and
  * rows first_row..last_row of the current section, leaving the other pixels of the file as they
  * are, then stands at the start of the next section; the whole section from a buffer of its
@@ -298,8 +297,8 @@ int IMWrPas(int stream, const void *buffer, int columns, int rows, int first_col
 /* Minimum, maximum and mean of a region of a section held as NX*NY floats (as IMRdSec gives it
  * with conversion). IM_ERR_COLUMNS or IM_ERR_ROWS with "IMCalcDen: invalid ROI." for a region
  * outside the section. */
-int IMCalcDen(int stream, const float *section, int first_col, int last_col, int first_row, int last_row,
-              float *min, float *max, float *mean);
+int IMCalcDen(int stream, const float *section, int first_col, int last_col, int first_row, int last_row, float *min,
+              float *max, float *mean);
 
 /* ---- Header accessors --------------------------------------------------------------------- */
 

@@ -14,7 +14,7 @@
 #include <stdint.h>
 
 #define IM_HEADER_BYTES 1024
-#define IM_FILE_ID (-16224)     /* 0xC0A0 read as unsigned */
+#define IM_FILE_ID (-16224) /* 0xC0A0 read as unsigned */
 #define IM_TITLE_BYTES 80
 #define IM_MAX_TITLES_ORDINARY 10
 #define IM_MAX_TITLES_EXTENDED 4
@@ -26,22 +26,22 @@
 
 /* Bytes 544 to 1023 of a file in the extended layout (after its four titles). */
 typedef struct IMExtendedTail {
-    float wave_min[7];       /* 544: minimum of wavelengths 6-12 */
-    uint8_t unused572[16];   /* 572 */
-    float wave_max[7];       /* 588: maximum of wavelengths 6-12 */
-    uint8_t unused616[16];   /* 616 */
-    float wave_mean[7];      /* 632: mean of wavelengths 6-12 */
-    uint8_t unused660[16];   /* 660 */
-    uint16_t wave[7];        /* 676: wavelengths 6-12 in nm */
-    uint8_t unused690[10];   /* 690 */
+    float wave_min[7];          /* 544: minimum of wavelengths 6-12 */
+    uint8_t unused572[16];      /* 572 */
+    float wave_max[7];          /* 588: maximum of wavelengths 6-12 */
+    uint8_t unused616[16];      /* 616 */
+    float wave_mean[7];         /* 632: mean of wavelengths 6-12 */
+    uint8_t unused660[16];      /* 660 */
+    uint16_t wave[7];           /* 676: wavelengths 6-12 in nm */
+    uint8_t unused690[10];      /* 690 */
     int32_t wave_values[12][3]; /* 700: three values kept with each of wavelengths 1-12 */
-    double time_stamp;       /* 844: seconds; used only when above 0 */
-    int32_t nt_lower_bound;  /* 852: NT is raised to this when it is larger */
-    uint8_t data_bits;       /* 856: significant bits per pixel */
-    uint8_t unused857[7];    /* 857 */
-    float mean2_5[4];        /* 864: means of wavelengths 2-5 (also read in an ordinary file) */
-    int32_t np;              /* 880: panels; 0 or less is taken as 1 */
-    uint8_t unused884[140];  /* 884 */
+    double time_stamp;          /* 844: seconds; used only when above 0 */
+    int32_t nt_lower_bound;     /* 852: NT is raised to this when it is larger */
+    uint8_t data_bits;          /* 856: significant bits per pixel */
+    uint8_t unused857[7];       /* 857 */
+    float mean2_5[4];           /* 864: means of wavelengths 2-5 (also read in an ordinary file) */
+    int32_t np;                 /* 880: panels; 0 or less is taken as 1 */
+    uint8_t unused884[140];     /* 884 */
 } IMExtendedTail;
 
 typedef struct IMFileHeader {

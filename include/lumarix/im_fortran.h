@@ -143,7 +143,7 @@ extern "C" {
     X(IMTrExHdr, (const int *from, const int *to), (*from, *to))                                                                                                                                                                                                         \
     X(IMTrExHdr4, (const int *from, const int *to, const int *z_first, const int *z_step, const int *t_first, const int *t_step), (*from, *to, *z_first, *z_step, *t_first, *t_step))                                                                                    \
     X(IMTrExHdr2, (const int *from, const int *to, const int *z_first, const int *z_step), (*from, *to, *z_first, *z_step))                                                                                                                                              \
-    X(IMTrHdr, (const int *from, const int *to), (*from, *to))                                                                                                                                                                                                          
+    X(IMTrHdr, (const int *from, const int *to), (*from, *to))
 /* clang-format on */
 
 #define IM_FORTRAN_PROTOTYPE(call, parameters, arguments) int call##_ parameters;

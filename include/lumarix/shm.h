@@ -219,20 +219,20 @@ typedef struct NamedSHMBlock {
  * of the offsets). The named-block list is anchored in it; the suite's start-up (lumarix/suite.h)
  * makes it and fills the rest. */
 typedef struct IWSharedGlobals {
-    void *slotTable;           /* IW_SLOT_COUNT entries of IW_SLOT_BYTES; the first two int32 of
+    void *slotTable;         /* IW_SLOT_COUNT entries of IW_SLOT_BYTES; the first two int32 of
                                   each entry start at -1 */
-    void *smallTable;          /* IW_SMALL_COUNT int32 entries */
-    int32_t slotCount;         /* IW_SLOT_COUNT */
-    int32_t unsetA;            /* -1 */
-    int32_t unsetB;            /* -1 */
-    int32_t unsetC;            /* -1 */
-    int32_t cleared;           /* 0 */
-    int32_t focusSemId;        /* System V semaphore (key letter C), -1 when none */
-    int32_t callerValues[4];   /* the four arguments of IWInitSHM, clamped */
-    int32_t lockSemId;         /* System V semaphore (key letter D), -1 when none */
-    int32_t workingSetOn;      /* 1 once the working set is stored */
-    int64_t workingUnit;       /* bytes */
-    int64_t workingSet;        /* bytes */
+    void *smallTable;        /* IW_SMALL_COUNT int32 entries */
+    int32_t slotCount;       /* IW_SLOT_COUNT */
+    int32_t unsetA;          /* -1 */
+    int32_t unsetB;          /* -1 */
+    int32_t unsetC;          /* -1 */
+    int32_t cleared;         /* 0 */
+    int32_t focusSemId;      /* System V semaphore (key letter C), -1 when none */
+    int32_t callerValues[4]; /* the four arguments of IWInitSHM, clamped */
+    int32_t lockSemId;       /* System V semaphore (key letter D), -1 when none */
+    int32_t workingSetOn;    /* 1 once the working set is stored */
+    int64_t workingUnit;     /* bytes */
+    int64_t workingSet;      /* bytes */
     int32_t pageThreshold;
     uint8_t reservedLow[460];
     NamedSHMBlock *namedFirst; /* first named shared block record */

@@ -37,13 +37,13 @@ extern "C" {
 
 /* ---- Exported globals ------------------------------------------------------------------ */
 
-extern Widget firstshell;   /* the first shell ever created (CreateAppShell) */
-extern Widget topshell;     /* the shell of the latest main form (CreateMainForm) */
-extern Widget baseshell;    /* parent of dialogs and reference for their placement */
-extern Widget form1;        /* the first main form */
-extern Widget current_form; /* the form under construction */
+extern Widget firstshell;        /* the first shell ever created (CreateAppShell) */
+extern Widget topshell;          /* the shell of the latest main form (CreateMainForm) */
+extern Widget baseshell;         /* parent of dialogs and reference for their placement */
+extern Widget form1;             /* the first main form */
+extern Widget current_form;      /* the form under construction */
 extern Widget xstart, left, top; /* layout anchors, set to each new main form */
-extern Widget execbut;      /* an execute button of the form-layout helpers */
+extern Widget execbut;           /* an execute button of the form-layout helpers */
 /* Stack of nested sub-forms of the form-layout helpers (2000 bytes). */
 extern Widget gsSubFormStack[250];
 /* Answer of the string prompt: 1 OK, -1 cancelled, 0 while it is open. */

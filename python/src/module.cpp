@@ -20,8 +20,8 @@
 namespace py = pybind11;
 using lx::py::check;
 using lx::py::library_mutex;
-using lx::py::Stream;
 using lx::py::StatusError;
+using lx::py::Stream;
 
 namespace {
 
@@ -58,8 +58,8 @@ void *section_buffer(py::array &a, int n, const Geometry &g, size_t count, bool 
         throw py::value_error("the pixel buffer must be C-contiguous");
     if (!writing && !a.writeable())
         throw py::value_error("the pixel buffer is read-only");
-    const size_t want = count * static_cast<size_t>(g.nx) * static_cast<size_t>(g.ny) *
-                        caller_bytes(n, g, convert, writing, path);
+    const size_t want =
+        count * static_cast<size_t>(g.nx) * static_cast<size_t>(g.ny) * caller_bytes(n, g, convert, writing, path);
     if (static_cast<size_t>(a.nbytes()) != want)
         throw py::value_error("the pixel buffer holds " + std::to_string(a.nbytes()) + " bytes, the sections " +
                               std::to_string(want));
@@ -176,7 +176,8 @@ py::tuple section_values(Stream &s)
     if (ni < 0 || nr < 0)
         throw StatusError(IM_ERR_EXT_TYPE, "extended header of " + s.path() + " counts negative values per section");
     if (sections < 0 || 4.0 * sections * (ni + nr) > size)
-        throw StatusError(IM_ERR_EXT_TOO_SMALL, "extended header of " + s.path() + " holds too few bytes for its sections");
+        throw StatusError(IM_ERR_EXT_TOO_SMALL,
+                          "extended header of " + s.path() + " holds too few bytes for its sections");
     py::array_t<int32_t> ints({sections, ni});
     py::array_t<float> floats({sections, nr});
     std::vector<int32_t> ibuf(static_cast<size_t>(ni) + 1);
@@ -200,9 +201,8 @@ void set_section_values(Stream &s, const py::array_t<int32_t, py::array::c_style
     check(IMRtSiz(n, &nx, &ny, &sections), "IMRtSiz", s.path());
     if (ints.size() != static_cast<py::ssize_t>(sections) * ni ||
         floats.size() != static_cast<py::ssize_t>(sections) * nr)
-        throw py::value_error("section values need " + std::to_string(ni) + " integers and " +
-                              std::to_string(nr) + " floats for each of " + std::to_string(sections) +
-                              " sections");
+        throw py::value_error("section values need " + std::to_string(ni) + " integers and " + std::to_string(nr) +
+                              " floats for each of " + std::to_string(sections) + " sections");
     std::vector<int32_t> ibuf(static_cast<size_t>(ni) + 1);
     std::vector<float> fbuf(static_cast<size_t>(nr) + 1);
     for (int sec = 0; sec < sections; ++sec) {
@@ -262,8 +262,8 @@ void create(Stream &s, std::array<int, 6> sizes, int sequence, int mode)
 {
     s.require_writable();
     Lock lock(library_mutex());
-    check(IMCrHdr3(s.number(), sizes[0], sizes[1], sizes[2], sizes[3], sizes[4], sizes[5], sequence, mode),
-          "IMCrHdr3", s.path());
+    check(IMCrHdr3(s.number(), sizes[0], sizes[1], sizes[2], sizes[3], sizes[4], sizes[5], sequence, mode), "IMCrHdr3",
+          s.path());
     s.touch();
 }
 
@@ -308,8 +308,7 @@ PYBIND11_MODULE(_im, m)
 {
     m.doc() = "The image stream library's calls for the lumarix package.";
     // Kept for the life of the process (never released, so nothing runs after the interpreter ends).
-    static py::handle image_error = 
-        py::object(py::module_::import("lumarix._error").attr("ImageError")).release();
+    static py::handle image_error = py::object(py::module_::import("lumarix._error").attr("ImageError")).release();
     py::register_exception_translator([](std::exception_ptr p) {
         try {
             if (p)
@@ -329,12 +328,10 @@ PYBIND11_MODULE(_im, m)
         .def("write_header", &Stream::write_header)
         .def("header", &header_values)
         .def("section_number", &section_number)
-        .def("read", [](Stream &s, int first, int count, py::array a, bool convert) {
-            transfer(s, first, count, std::move(a), convert, false);
-        })
-        .def("write", [](Stream &s, int first, int count, py::array a, bool convert) {
-            transfer(s, first, count, std::move(a), convert, true);
-        })
+        .def("read", [](Stream &s, int first, int count, py::array a,
+                        bool convert) { transfer(s, first, count, std::move(a), convert, false); })
+        .def("write", [](Stream &s, int first, int count, py::array a,
+                         bool convert) { transfer(s, first, count, std::move(a), convert, true); })
         .def("section_values", &section_values)
         .def("set_section_values", &set_section_values)
         .def("fields", &fields)

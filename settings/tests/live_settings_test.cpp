@@ -62,7 +62,7 @@ TEST_F(LiveSettings, SharedBlockIsSeenByEveryProcessAndBeatsEveryOtherSource)
     EXPECT_EQ(liveHelper({"get", "COLOR"}, {"COLOR=from-env"}).out, "attach 1\nget COLOR from-block\n");
     lxsetting({"set", "COLOR", "two"});
     EXPECT_EQ(lxsetting({"get", "COLOR"}).out, "two\n");
-    EXPECT_TRUE(std::regex_search(lxsetting({"dump"}).out,  // the text and its end, nothing more
+    EXPECT_TRUE(std::regex_search(lxsetting({"dump"}).out, // the text and its end, nothing more
                                   std::regex("size:\t\t4\nfreed:\t\t0\naddr:\t\t0x[0-9a-f]+\nname:\t\tCOLOR\n")));
     EXPECT_EQ(lxsetting({"get", "LUMARIX_BASE_VERSION"}).out.rfind("Lumarix ", 0), 0u);
     // An unknown name leaves an empty block, found before the environment of a later process.
@@ -84,7 +84,7 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
         writers.push_back(std::make_unique<Process>(
             std::vector<std::string>{SETTINGS_HELPER_PATH, "attach", "hammer", "2000", "w" + std::to_string(w)},
             suiteEnv()));
-    lxtest::writeFile(home / "go", "");  // all at once
+    lxtest::writeFile(home / "go", ""); // all at once
     for (auto &writer : writers) {
         EXPECT_EQ(writer->wait(), 0) << writer->errors();
         EXPECT_EQ(writer->errors(), "");
@@ -119,7 +119,7 @@ TEST_F(LiveSettings, WithoutASuiteTheValueIsRecordedAndNoBlockIsLeftBehind)
     EXPECT_EQ(set.out, "LX_ALONE: no suite is running; not delivered live\nLX_ALONE: recorded in " + userFile() + "\n");
     writeSystemFile("");
     const Result alone = liveHelper({"get", "LX_ALONE"});
-    EXPECT_EQ(alone.out + alone.err, "attach -1\nget LX_ALONE x\n");  // no arena is no error
+    EXPECT_EQ(alone.out + alone.err, "attach -1\nget LX_ALONE x\n"); // no arena is no error
     lxtest::writeFile(home / "plainfile", "");
     const Result lost = lxsetting({"set", "LX_LOST", "y"}, {"HOME=" + home / "plainfile"});
     EXPECT_EQ(lost.status, 1);

@@ -13,7 +13,7 @@ namespace {
 
 const char *orNone(const char *text) { return text ? text : "(none)"; }
 
-}  // namespace
+} // namespace
 
 int main(int argc, char **argv)
 {
@@ -65,15 +65,16 @@ int main(int argc, char **argv)
             std::printf("copy %s %zu\n", result == buffer ? "buffer" : orNone(result),
                         result ? std::strlen(buffer) : 0);
             ++i;
-        } else if (command == "hammer") {  // hammer COUNT TAG: COUNT live writes over 5 names, from $HOME/go on
+        } else if (command == "hammer") { // hammer COUNT TAG: COUNT live writes over 5 names, from $HOME/go on
             const int count = std::atoi(name);
             const std::string tag = argv[i + 2];
             const std::string go = std::string(std::getenv("HOME")) + "/go";
             while (access(go.c_str(), F_OK) != 0)
                 usleep(1000);
             for (int n = 0; n < count; ++n)
-                SetSetting(("LX_HAMMER_" + std::to_string(n % 5)).c_str(),
-                           (tag + ":" + std::to_string(n) + ":" + std::string(static_cast<size_t>(n % 97 + 1), 'x')).c_str());
+                SetSetting(
+                    ("LX_HAMMER_" + std::to_string(n % 5)).c_str(),
+                    (tag + ":" + std::to_string(n) + ":" + std::string(static_cast<size_t>(n % 97 + 1), 'x')).c_str());
             std::printf("hammer %d\n", count);
             i += 2;
         } else if (command == "heapcheck") {

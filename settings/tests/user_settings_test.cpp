@@ -30,11 +30,13 @@ TEST_F(UserSettings, WriteKeepsOtherLinesDropsReplacedOnesAndAppendsInOrder)
 {
     const std::string old = "A 1\nB 2\nx\n\nAB 3\na 4\nC old\n" + std::string(400, 'z') + "\nA\t9\nLX_TMP /scratch";
     writeUserFile(old);
-    writeFile(userFile() + ".bak", "stale\n");  // an earlier backup is replaced
+    writeFile(userFile() + ".bak", "stale\n"); // an earlier backup is replaced
     EXPECT_EQ(helper({"set", "C", "", "set", "A", "first", "set", "^HIDDEN", "v", "set", "D", "4", "set", "A", "second",
-                      "write"}).out,
+                      "write"})
+                  .out,
               "write 0\n");
-    EXPECT_EQ(readFile(userFile()), "B 2\nx\nAB 3\na 4\n" + std::string(400, 'z') + "\nLX_TMP /scratch\nA second\nD 4\n");
+    EXPECT_EQ(readFile(userFile()),
+              "B 2\nx\nAB 3\na 4\n" + std::string(400, 'z') + "\nLX_TMP /scratch\nA second\nD 4\n");
     EXPECT_EQ(readFile(userFile() + ".bak"), old);
 }
 
@@ -49,14 +51,14 @@ TEST_F(UserSettings, FailedBackupRenameWritesNothing)
 {
     writeUserFile("A 1\n");
     mkdir((userFile() + ".bak").c_str(), 0755);
-    writeFile(userFile() + ".bak/keep", "");  // a non-empty folder cannot be renamed over
+    writeFile(userFile() + ".bak/keep", ""); // a non-empty folder cannot be renamed over
     EXPECT_EQ(helper({"set", "A", "2", "write"}).out, "write -1\n");
     EXPECT_EQ(readFile(userFile()), "A 1\n");
 }
 
 TEST_F(UserSettings, UnwritableFolderGivesMinusTwo)
 {
-    mkdir(userDir().c_str(), 0755);  // owned by root; the helper runs as nobody
+    mkdir(userDir().c_str(), 0755); // owned by root; the helper runs as nobody
     chmod(home.path().c_str(), 0755);
     const lxtest::Result result =
         lxtest::run({SETTINGS_HELPER_PATH, "set", "A", "2", "write"}, env(), lxtest::kAsNobody);

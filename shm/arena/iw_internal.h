@@ -18,14 +18,8 @@ static_assert(offsetof(NamedSHMBlock, addr) == 24);
 static_assert(offsetof(NamedSHMBlock, name) == 32);
 
 // The two fields of the shared global record that anchor the list.
-inline NamedSHMBlock *&firstBlock(void *record)
-{
-    return static_cast<IWSharedGlobals *>(record)->namedFirst;
-}
-inline int32_t &blockCount(void *record)
-{
-    return static_cast<IWSharedGlobals *>(record)->namedCount;
-}
+inline NamedSHMBlock *&firstBlock(void *record) { return static_cast<IWSharedGlobals *>(record)->namedFirst; }
+inline int32_t &blockCount(void *record) { return static_cast<IWSharedGlobals *>(record)->namedCount; }
 
 // -1 undecided, then 1 when DEBUG_SHM is set, else 0.
 int &debugFlag();

@@ -19,22 +19,18 @@ namespace {
 
 void *arenaStart()
 {
-    return IW_arena_ptr != nullptr ? reinterpret_cast<void *>(static_cast<uintptr_t>(IW_arena_ptr->word[0]))
-                                   : nullptr;
+    return IW_arena_ptr != nullptr ? reinterpret_cast<void *>(static_cast<uintptr_t>(IW_arena_ptr->word[0])) : nullptr;
 }
 
 // Debug lines go to standard output, flushed at once so that they interleave with other
 // processes' output in order.
-#define IW_DEBUG_LINE(...)              \
-    do {                                \
-        std::printf(__VA_ARGS__);       \
-        std::fflush(stdout);            \
+#define IW_DEBUG_LINE(...)                                                                                             \
+    do {                                                                                                               \
+        std::printf(__VA_ARGS__);                                                                                      \
+        std::fflush(stdout);                                                                                           \
     } while (0)
 
-const char *printable(const char *name)
-{
-    return name != nullptr ? name : "(null)";
-}
+const char *printable(const char *name) { return name != nullptr ? name : "(null)"; }
 
 // Appends a listed record; false when the stored count and first pointer disagree.
 bool addToSharedMemNamedList(NamedSHMBlock *record, bool debug)
@@ -61,7 +57,7 @@ bool addToSharedMemNamedList(NamedSHMBlock *record, bool debug)
     }
     if (debug)
         IW_DEBUG_LINE("Added block %s at position %d, new num blocks %d\n",
-                  record->name != nullptr ? record->name : "(NONE)", position, count);
+                      record->name != nullptr ? record->name : "(NONE)", position, count);
     return true;
 }
 
@@ -102,8 +98,7 @@ void *allocateListed(int count, uint64_t size, const char *name, bool debug)
 NamedSHMBlock *findRecord(const char *name, const char *caller)
 {
     const auto *start = static_cast<const char *>(arenaStart());
-    for (NamedSHMBlock *record = firstBlock(IW_iwl_ptr); record != nullptr && name != nullptr;
-         record = record->next) {
+    for (NamedSHMBlock *record = firstBlock(IW_iwl_ptr); record != nullptr && name != nullptr; record = record->next) {
         if (reinterpret_cast<const char *>(record) < start) {
             std::fprintf(stderr, "------------------ %s: Found bad block pointer!\n", caller);
             return nullptr;
@@ -182,7 +177,7 @@ void *IWAlcNamedSHM(int count, uint64_t size, const char *name)
     const bool debug = decideDebug();
     if (debug)
         IW_DEBUG_LINE("%s: Proc %d Allocating %d of %ld for %s\n", __func__, static_cast<int>(getpid()), count,
-                  static_cast<long>(size), printable(name));
+                      static_cast<long>(size), printable(name));
     if (!IWOpenConfigSem() || !takeSemaphore(__func__))
         return nullptr;
 
@@ -201,7 +196,7 @@ void *IWRtNamedSHMAdd(const char *name)
     if (debug) {
         IW_DEBUG_LINE("%s: Arena pointer is %p\n", __func__, arenaStart());
         IW_DEBUG_LINE("%s: Proc %d Finding SHM block named: %s...\n", __func__, static_cast<int>(getpid()),
-                  printable(name));
+                      printable(name));
     }
     if (!IWOpenConfigSem() || !takeSemaphore(__func__))
         return nullptr;

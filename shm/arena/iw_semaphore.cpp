@@ -32,10 +32,7 @@ const std::string &semaphoreName()
 }
 
 // The file behind a POSIX named semaphore.
-std::string semaphoreFile()
-{
-    return "/dev/shm/sem." + semaphoreName().substr(1);
-}
+std::string semaphoreFile() { return "/dev/shm/sem." + semaphoreName().substr(1); }
 
 // Why an existing semaphore of our name must not be used (another user may have planted it so as
 // to hold or watch the list), or null when it may.
@@ -88,7 +85,7 @@ bool takeSemaphore(const char *operation)
 {
     int error = EINVAL; // the semaphore was never opened in this process
     if (gSemaphore != nullptr) {
-        timespec deadline {};
+        timespec deadline{};
         clock_gettime(CLOCK_REALTIME, &deadline);
         deadline.tv_sec += kWaitSeconds;
         int result;
@@ -103,10 +100,7 @@ bool takeSemaphore(const char *operation)
     return false;
 }
 
-void postSemaphore()
-{
-    sem_post(gSemaphore);
-}
+void postSemaphore() { sem_post(gSemaphore); }
 
 } // namespace lx::iw
 

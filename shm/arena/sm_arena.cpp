@@ -16,10 +16,7 @@ using namespace lx::sm;
 
 namespace {
 
-void *segmentStart(const SMArena *arena)
-{
-    return reinterpret_cast<void *>(static_cast<uintptr_t>(arena->word[0]));
-}
+void *segmentStart(const SMArena *arena) { return reinterpret_cast<void *>(static_cast<uintptr_t>(arena->word[0])); }
 
 void setSegmentStart(SMArena *arena, const void *start)
 {
@@ -68,10 +65,7 @@ void fillControlBlock(const char *path, uint64_t size)
 
 extern "C" {
 
-void SMSetTrace(int on)
-{
-    state().trace = on ? 1 : 0;
-}
+void SMSetTrace(int on) { state().trace = on ? 1 : 0; }
 
 int SMCreateArena(SMArena *arena, uint64_t size, const char *path)
 {

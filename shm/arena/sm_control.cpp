@@ -41,10 +41,7 @@ bool ownedByUs(int id, const shmid_ds &info)
 // Only a process that is known to be gone counts as dead: a live process of another user
 // answers signal 0 with EPERM, and a creator outside this process's PID namespace is recorded
 // as 0 (it may well be alive).
-bool processGone(pid_t pid)
-{
-    return pid > 0 && kill(pid, 0) != 0 && errno == ESRCH;
-}
+bool processGone(pid_t pid) { return pid > 0 && kill(pid, 0) != 0 && errno == ESRCH; }
 
 namespace {
 
@@ -54,7 +51,7 @@ constexpr char kDataProject = 'N';
 bool dataSegmentIsOurs()
 {
     const int id = shmget(SG_key(homeDirectory().c_str(), kDataProject), 0, 0);
-    shmid_ds info {};
+    shmid_ds info{};
     return id < 0 || shmctl(id, IPC_STAT, &info) != 0 || ownedByUs(id, info);
 }
 
@@ -102,7 +99,7 @@ int smAllocateControl()
         if (id >= 0 || errno != EEXIST)
             break;
         const int existing = shmget(key, 0, 0);
-        shmid_ds old {};
+        shmid_ds old{};
         if (existing < 0 || shmctl(existing, IPC_STAT, &old) != 0)
             continue; // removed meanwhile: try again
         if (!ownedByUs(existing, old)) {
@@ -139,7 +136,7 @@ int smAttachControl(bool creating)
         return 1;
 
     if (!creating) {
-        shmid_ds info {};
+        shmid_ds info{};
         if (shmctl(s.control_id, IPC_STAT, &info) != 0) {
             std::fprintf(stderr, "Failed to get shared memory information.\nError: %s", std::strerror(errno));
             removeLeftovers();
@@ -175,7 +172,7 @@ extern "C" int SMArenaOwner(void)
 {
     try {
         const int id = shmget(SG_key(lx::sm::homeDirectory().c_str(), lx::sm::kControlProject), 0, 0);
-        shmid_ds info {};
+        shmid_ds info{};
         if (id < 0 || shmctl(id, IPC_STAT, &info) != 0 || info.shm_perm.uid != geteuid())
             return 0;
         return lx::sm::liveCreator(id, info);

@@ -15,13 +15,13 @@ namespace lx::sm {
 
 // The control segment's contents. Other processes read it at these offsets: keep the layout.
 struct ControlBlock {
-    char path[4096];           // mapped file holding the arena; empty: a System V segment
+    char path[4096]; // mapped file holding the arena; empty: a System V segment
     char reserved0[4];
     int32_t creator_pid;
-    uint64_t size;             // arena size as requested from SMCreateArena
-    uint64_t start;            // arena start address in the creator
+    uint64_t size;  // arena size as requested from SMCreateArena
+    uint64_t start; // arena start address in the creator
     char reserved1[44];
-    uint8_t sync;              // 1 once the creator has finished
+    uint8_t sync; // 1 once the creator has finished
     char padding[3];
 };
 static_assert(sizeof(ControlBlock) == 4168);

@@ -103,7 +103,7 @@ int64_t SMGetSpaceFree(const char *directory)
 int SMGetRLimit(uint64_t *current, uint64_t *maximum)
 {
     trace(__func__);
-    rlimit limit {};
+    rlimit limit{};
     const int result = getrlimit(RLIMIT_AS, &limit);
     if (result == 0) {
         if (current != nullptr)
@@ -117,7 +117,7 @@ int SMGetRLimit(uint64_t *current, uint64_t *maximum)
 int SMSetRLimit(uint64_t current, uint64_t maximum)
 {
     trace(__func__);
-    const rlimit limit {current, maximum};
+    const rlimit limit{current, maximum};
     return setrlimit(RLIMIT_AS, &limit);
 }
 

@@ -13,10 +13,7 @@ State &state()
     return s;
 }
 
-bool controlHeld()
-{
-    return state().control != reinterpret_cast<ControlBlock *>(~uintptr_t{0});
-}
+bool controlHeld() { return state().control != reinterpret_cast<ControlBlock *>(~uintptr_t{0}); }
 
 void trace(const char *operation)
 {

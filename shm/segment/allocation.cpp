@@ -16,21 +16,27 @@ using lx::seg::usable_heap;
 namespace {
 
 // count × size for the calloc family; false when negative or too large.
-bool array_bytes(int count, uint64_t size, uint64_t &bytes) {
-    if (count < 0) return false;
-    if (size != 0 && static_cast<uint64_t>(count) > lx::heap::kMaxRequest / size) return false;
+bool array_bytes(int count, uint64_t size, uint64_t &bytes)
+{
+    if (count < 0)
+        return false;
+    if (size != 0 && static_cast<uint64_t>(count) > lx::heap::kMaxRequest / size)
+        return false;
     bytes = static_cast<uint64_t>(count) * size;
     return true;
 }
 
-void *zeroed(uint64_t bytes) {
+void *zeroed(uint64_t bytes)
+{
     lx::heap::State *st = usable_heap();
     return st ? lx::heap::allocate_zeroed(st, bytes) : nullptr;
 }
 
-void *resized(const char *caller, void *block, uint64_t bytes) {
+void *resized(const char *caller, void *block, uint64_t bytes)
+{
     lx::heap::State *st = usable_heap();
-    if (st == nullptr) return nullptr;
+    if (st == nullptr)
+        return nullptr;
     if (block != nullptr && lx::heap::usable_size(st, block) == 0) {
         std::fprintf(stderr, "%s: %p is not an allocated block of the shared heap\n", caller, block);
         return nullptr;
@@ -38,9 +44,10 @@ void *resized(const char *caller, void *block, uint64_t bytes) {
     return lx::heap::resize(st, block, bytes);
 }
 
-}  // namespace
+} // namespace
 
-extern "C" void *SG_malloc(void *arena, uint64_t bytes) {
+extern "C" void *SG_malloc(void *arena, uint64_t bytes)
+{
     (void)arena;
     lx::heap::State *st = usable_heap();
     void *p = st ? lx::heap::allocate(st, bytes) : nullptr;
@@ -51,7 +58,8 @@ extern "C" void *SG_malloc(void *arena, uint64_t bytes) {
     return p;
 }
 
-extern "C" void *SG_calloc(void *arena, int count, uint64_t size) {
+extern "C" void *SG_calloc(void *arena, int count, uint64_t size)
+{
     (void)arena;
     uint64_t bytes = 0;
     void *p = array_bytes(count, size, bytes) ? zeroed(bytes) : nullptr;
@@ -62,7 +70,8 @@ extern "C" void *SG_calloc(void *arena, int count, uint64_t size) {
     return p;
 }
 
-extern "C" void *SG_realloc(void *arena, void *block, uint64_t bytes) {
+extern "C" void *SG_realloc(void *arena, void *block, uint64_t bytes)
+{
     (void)arena;
     void *p = resized(__func__, block, bytes);
     if (process().debug) {
@@ -72,42 +81,51 @@ extern "C" void *SG_realloc(void *arena, void *block, uint64_t bytes) {
     return p;
 }
 
-extern "C" void *SG_reCalloc(void *arena, void *block, int count, uint64_t size) {
+extern "C" void *SG_reCalloc(void *arena, void *block, int count, uint64_t size)
+{
     (void)arena;
     bool debug = process().debug;
-    if (debug) std::fprintf(stderr, "%s(%p, %d, %ld)\t\treturns:  ", __func__, block, count, static_cast<long>(size));
+    if (debug)
+        std::fprintf(stderr, "%s(%p, %d, %ld)\t\treturns:  ", __func__, block, count, static_cast<long>(size));
     uint64_t bytes = 0;
     bool fits = array_bytes(count, size, bytes);
     void *p = nullptr;
     if (block == nullptr) {
         p = fits ? zeroed(bytes) : nullptr;
-        if (debug) std::fprintf(stderr, "%p from dlcalloc\n", p);
+        if (debug)
+            std::fprintf(stderr, "%p from dlcalloc\n", p);
     } else {
         p = fits ? resized(__func__, block, bytes) : nullptr;
-        if (debug) std::fprintf(stderr, "%p from dlrealloc\n", p);
+        if (debug)
+            std::fprintf(stderr, "%p from dlrealloc\n", p);
     }
-    if (debug) std::fflush(stderr);
+    if (debug)
+        std::fflush(stderr);
     return p;
 }
 
-extern "C" void SG_free(void *arena, void *block) {
+extern "C" void SG_free(void *arena, void *block)
+{
     (void)arena;
     if (process().debug) {
         std::fprintf(stderr, "%s(%p) pid=%d\n", __func__, block, getpid());
         std::fflush(stderr);
     }
-    if (block == nullptr) return;
+    if (block == nullptr)
+        return;
     lx::heap::State *st = usable_heap();
     if (st == nullptr || !lx::heap::release(st, block))
         std::fprintf(stderr, "%s: %p is not an allocated block of the shared heap\n", __func__, block);
 }
 
-extern "C" uint64_t SG_malloc_usable_size(void *block) {
+extern "C" uint64_t SG_malloc_usable_size(void *block)
+{
     lx::heap::State *st = usable_heap();
     return st && block ? lx::heap::usable_size(st, block) : 0;
 }
 
-extern "C" void SG_malloc_stats(void) {
+extern "C" void SG_malloc_stats(void)
+{
     lx::heap::State *st = usable_heap();
     lx::heap::Stats s = st ? lx::heap::stats(st) : lx::heap::Stats{};
     std::fprintf(stderr, "max system bytes = %10u\n", static_cast<unsigned>(s.max_system_bytes));
@@ -115,9 +133,11 @@ extern "C" void SG_malloc_stats(void) {
     std::fprintf(stderr, "in use bytes     = %10u\n", static_cast<unsigned>(s.in_use_bytes));
 }
 
-extern "C" int SG_heap_stats(SGHeapStats *out) {
+extern "C" int SG_heap_stats(SGHeapStats *out)
+{
     lx::heap::State *st = usable_heap();
-    if (st == nullptr || out == nullptr) return 0;
+    if (st == nullptr || out == nullptr)
+        return 0;
     lx::heap::Stats s = lx::heap::stats(st);
     out->max_system_bytes = s.max_system_bytes;
     out->system_bytes = s.system_bytes;
@@ -125,7 +145,8 @@ extern "C" int SG_heap_stats(SGHeapStats *out) {
     return 1;
 }
 
-extern "C" int SG_heap_check(char *reason, size_t reason_size) {
+extern "C" int SG_heap_check(char *reason, size_t reason_size)
+{
     std::string why;
     bool ok = false;
     try {

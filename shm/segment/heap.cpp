@@ -12,19 +12,22 @@ namespace lx::heap {
 namespace {
 
 constexpr uint64_t kGrowStep = 4096;              // growth is rounded to pages when possible
-constexpr uint64_t kMaxPiece = uint64_t{1} << 30;  // SHMsbrk is asked for at most this at once
+constexpr uint64_t kMaxPiece = uint64_t{1} << 30; // SHMsbrk is asked for at most this at once
 constexpr uint64_t kTrimThreshold = 128 * 1024;
 constexpr uint64_t kMmapThreshold = 128 * 1024;
 
-inline void note_growth(State *st, uint64_t n) {
+inline void note_growth(State *st, uint64_t n)
+{
     st->system_bytes += n;
-    if (st->system_bytes > st->max_system_bytes) st->max_system_bytes = st->system_bytes;
+    if (st->system_bytes > st->max_system_bytes)
+        st->max_system_bytes = st->system_bytes;
 }
 
 // Puts a piece that SHMsbrk just handed out at the end of the heap. When someone else moved the
 // break since our last growth, the old top is fenced off and the foreign bytes are covered by an
 // allocated gap chunk, so that a walk over the chunks still reaches the new top.
-void append(State *st, char *p, uint64_t n) {
+void append(State *st, char *p, uint64_t n)
+{
     note_growth(st, n);
     char *start = reinterpret_cast<char *>((reinterpret_cast<uintptr_t>(p) + kAlign - 1) & ~(kAlign - 1));
     uint64_t pad = static_cast<uint64_t>(start - p);
@@ -41,7 +44,7 @@ void append(State *st, char *p, uint64_t n) {
         }
     }
     if (st->top == nullptr) {
-        st->system_bytes -= pad;  // an unaligned first break: those bytes cannot be used
+        st->system_bytes -= pad; // an unaligned first break: those bytes cannot be used
         st->base = start;
         st->top = reinterpret_cast<Chunk *>(start);
         st->top->head = usable | kPrevInUse;
@@ -60,7 +63,7 @@ void append(State *st, char *p, uint64_t n) {
         st->top->head = rest | kPrevInUse;
         fence = at(st->top, rest);
         fence->prev_size = rest;
-        fence->head = 0;  // the chunk before the fence is free
+        fence->head = 0; // the chunk before the fence is free
         bin_insert(st, st->top, rest);
     } else {
         fence = st->top;
@@ -71,24 +74,28 @@ void append(State *st, char *p, uint64_t n) {
     st->top->head = usable | kPrevInUse;
 }
 
-}  // namespace
+} // namespace
 
-bool grow(State *st, uint64_t nb) {
+bool grow(State *st, uint64_t nb)
+{
     for (;;) {
         uint64_t have = st->top ? size_of(st->top) : 0;
-        if (st->top && have >= nb + kMinChunk) return true;
+        if (st->top && have >= nb + kMinChunk)
+            return true;
         bool contiguous = st->top == nullptr || reinterpret_cast<char *>(next_of(st->top)) == st->curSHMbrk;
         uint64_t need = contiguous && st->top ? nb + kMinChunk - have : nb + kMinChunk + kAlign;
         uint64_t exact = need < kMaxPiece ? need : kMaxPiece;
         uint64_t rounded = seg::page_round(exact + st->top_pad, kGrowStep);
-        if (rounded > kMaxPiece) rounded = kMaxPiece;
+        if (rounded > kMaxPiece)
+            rounded = kMaxPiece;
         uint64_t piece = rounded;
         void *p = SHMsbrk(static_cast<int64_t>(piece));
         if (p == reinterpret_cast<void *>(-1) && rounded != exact) {
             piece = exact;
             p = SHMsbrk(static_cast<int64_t>(piece));
         }
-        if (p == reinterpret_cast<void *>(-1)) return false;
+        if (p == reinterpret_cast<void *>(-1))
+            return false;
         append(st, static_cast<char *>(p), piece);
     }
 }
@@ -96,10 +103,12 @@ bool grow(State *st, uint64_t nb) {
 namespace {
 
 // Cuts chunk c (allocated, size >= nb) down to nb bytes; the tail, if it can be a chunk, is freed.
-void cut_tail(State *st, Chunk *c, uint64_t nb) {
+void cut_tail(State *st, Chunk *c, uint64_t nb)
+{
     uint64_t size = size_of(c);
     uint64_t rest = size - nb;
-    if (rest < kMinChunk) return;
+    if (rest < kMinChunk)
+        return;
     c->head = nb | (c->head & kPrevInUse);
     Chunk *tail = at(c, nb);
     tail->head = rest | kPrevInUse;
@@ -107,14 +116,16 @@ void cut_tail(State *st, Chunk *c, uint64_t nb) {
     give_back(st, tail);
 }
 
-}  // namespace
+} // namespace
 
-void init(State *st, char *first_break, uint64_t allowance) {
+void init(State *st, char *first_break, uint64_t allowance)
+{
     std::memset(st, 0, sizeof(State));
     st->magic = kStateMagic;
     st->top = nullptr;
     st->base = reinterpret_cast<char *>(~uintptr_t{0});
-    for (auto &bin : st->bins) bin.fd = bin.bk = &bin;
+    for (auto &bin : st->bins)
+        bin.fd = bin.bk = &bin;
     st->trim_threshold = kTrimThreshold;
     st->top_pad = 0;
     st->mmap_threshold = kMmapThreshold;
@@ -123,16 +134,21 @@ void init(State *st, char *first_break, uint64_t allowance) {
     st->limit = allowance;
 }
 
-void *allocate_zeroed(State *st, uint64_t bytes) {
+void *allocate_zeroed(State *st, uint64_t bytes)
+{
     void *p = allocate(st, bytes);
-    if (p) std::memset(p, 0, size_of(chunk_of_user(p)) - sizeof(uint64_t));
+    if (p)
+        std::memset(p, 0, size_of(chunk_of_user(p)) - sizeof(uint64_t));
     return p;
 }
 
-void *resize(State *st, void *block, uint64_t bytes) {
-    if (block == nullptr) return allocate(st, bytes);
+void *resize(State *st, void *block, uint64_t bytes)
+{
+    if (block == nullptr)
+        return allocate(st, bytes);
     Chunk *c = valid_block(st, block);
-    if (c == nullptr || bytes > kMaxRequest) return nullptr;
+    if (c == nullptr || bytes > kMaxRequest)
+        return nullptr;
     uint64_t nb = chunk_size_for(bytes);
     uint64_t old = size_of(c);
     if (old >= nb) {
@@ -159,17 +175,19 @@ void *resize(State *st, void *block, uint64_t bytes) {
         return block;
     }
     void *moved = allocate(st, bytes);
-    if (moved == nullptr) return nullptr;
+    if (moved == nullptr)
+        return nullptr;
     std::memcpy(moved, block, old - sizeof(uint64_t));
     release(st, block);
     return moved;
 }
 
-uint64_t usable_size(const State *st, const void *block) {
+uint64_t usable_size(const State *st, const void *block)
+{
     Chunk *c = valid_block(st, block);
     return c ? size_of(c) - sizeof(uint64_t) : 0;
 }
 
 Stats stats(const State *st) { return {st->max_system_bytes, st->system_bytes, st->in_use_bytes}; }
 
-}  // namespace lx::heap
+} // namespace lx::heap

@@ -34,8 +34,8 @@ Stats stats(const State *st);
 // the first fault found in reason.
 bool check(const State *st, const char *map_begin, const char *map_end, std::string &reason);
 
-}  // namespace lx::heap
+} // namespace lx::heap
 
 #pragma GCC visibility pop
 
-#include "heap_chunks.h"  // allocate and release, inline
+#include "heap_chunks.h" // allocate and release, inline

@@ -34,16 +34,18 @@ struct Environment {
     const char *home = nullptr;
 };
 
-Environment read_environment(const char *caller) {
+Environment read_environment(const char *caller)
+{
     Environment env;
-    if (std::getenv("DEBUG_SG") != nullptr) process().debug = true;
+    if (std::getenv("DEBUG_SG") != nullptr)
+        process().debug = true;
     if (const char *text = std::getenv("LX_SHMSTADDR")) {
         char *end = nullptr;
         errno = 0;
         long value = std::strtol(text, &end, 16);
         if (errno == ERANGE || end == text || *end != '\0')
-            std::fprintf(stderr, "%s: LX_SHMSTADDR \"%s\" is not a hexadecimal address; using %#lx\n", caller,
-                         text, static_cast<unsigned long>(value));
+            std::fprintf(stderr, "%s: LX_SHMSTADDR \"%s\" is not a hexadecimal address; using %#lx\n", caller, text,
+                         static_cast<unsigned long>(value));
         env.arena_addr = reinterpret_cast<void *>(value);
     } else {
         env.arena_addr = process().creator_address;
@@ -58,14 +60,17 @@ bool is_file_mode(const char *path) { return path != nullptr && path[0] != '\0';
 
 // Maps the file shared; at the requested address exactly when one is given, so that every
 // process sees the segment at the same place or fails.
-void *map_file(int fd, uint64_t length, void *addr) {
+void *map_file(int fd, uint64_t length, void *addr)
+{
     // Rounded down to a page, as shmat rounds with SHM_RND.
     addr = reinterpret_cast<void *>(reinterpret_cast<uintptr_t>(addr) & ~(page_size() - 1));
     int flags = MAP_SHARED;
-    if (addr != nullptr) flags |= MAP_FIXED_NOREPLACE;
+    if (addr != nullptr)
+        flags |= MAP_FIXED_NOREPLACE;
     void *p = mmap(addr, length, PROT_READ | PROT_WRITE, flags, fd, 0);
-    if (p == MAP_FAILED) return nullptr;
-    if (addr != nullptr && p != addr) {  // a kernel that took the address as a hint only
+    if (p == MAP_FAILED)
+        return nullptr;
+    if (addr != nullptr && p != addr) { // a kernel that took the address as a hint only
         munmap(p, length);
         errno = EEXIST;
         return nullptr;
@@ -73,14 +78,16 @@ void *map_file(int fd, uint64_t length, void *addr) {
     return p;
 }
 
-void print_shmat_failure(const char *caller, int err, void *addr) {
+void print_shmat_failure(const char *caller, int err, void *addr)
+{
     std::printf("%s:  shmat failed: errno %d %s\n", caller, err, std::strerror(err));
     std::printf("            giShmId = %d, arena_addr = %p, SHM_RND\n", giShmId, addr);
     std::printf("Check environment variable LX_SHMSTADDR.  You may need to set it or\n");
     std::printf("increase the setting to a higher address.\n");
 }
 
-void remember_mapping(char *start, uint64_t length, const char *path) {
+void remember_mapping(char *start, uint64_t length, const char *path)
+{
     ProcessState &ps = process();
     ps.map_begin = start;
     ps.map_end = start + length;
@@ -93,7 +100,8 @@ void remember_mapping(char *start, uint64_t length, const char *path) {
 }
 
 // After an attach: the heap may be used here only if it was laid out for this very mapping.
-void judge_heap(const char *caller) {
+void judge_heap(const char *caller)
+{
     ProcessState &ps = process();
     auto *st = static_cast<heap::State *>(GBLdl_p);
     char *first_break = ps.map_begin + kFirstBreakOffset;
@@ -125,32 +133,40 @@ struct OpenedFile {
 };
 
 // Why an arena file we opened must not be used (/tmp is shared with other users), or null.
-const char *distrust_file(int fd) {
+const char *distrust_file(int fd)
+{
     struct stat st {};
-    if (fstat(fd, &st) != 0) return "it cannot be examined";
-    if (!S_ISREG(st.st_mode)) return "it is not a regular file";
-    if (st.st_uid != geteuid()) return "it belongs to another user";
-    if ((st.st_mode & (S_IWGRP | S_IWOTH)) != 0) return "it is writable by group or others";
+    if (fstat(fd, &st) != 0)
+        return "it cannot be examined";
+    if (!S_ISREG(st.st_mode))
+        return "it is not a regular file";
+    if (st.st_uid != geteuid())
+        return "it belongs to another user";
+    if ((st.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        return "it is writable by group or others";
     return nullptr;
 }
 
 // A new file is made 0600 whatever the umask; an existing one is used only when it is a regular
 // file of ours that nobody else may write. A symbolic link is never followed.
-OpenedFile open_file(const char *path, bool create, const char *caller) {
+OpenedFile open_file(const char *path, bool create, const char *caller)
+{
     OpenedFile f;
     const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     if (create) {
         f.fd = open(path, flags | O_CREAT | O_EXCL, 0600);
         if (f.fd >= 0) {
             f.created = true;
-            fchmod(f.fd, 0600);  // the umask may have taken bits away
+            fchmod(f.fd, 0600); // the umask may have taken bits away
             return f;
         }
-        if (errno != EEXIST) return f;
+        if (errno != EEXIST)
+            return f;
     }
     f.fd = open(path, flags);
     if (f.fd < 0) {
-        if (errno == ELOOP) std::fprintf(stderr, "%s: refusing %s: it is a symbolic link\n", caller, path);
+        if (errno == ELOOP)
+            std::fprintf(stderr, "%s: refusing %s: it is a symbolic link\n", caller, path);
         return f;
     }
     if (const char *why = distrust_file(f.fd)) {
@@ -162,15 +178,18 @@ OpenedFile open_file(const char *path, bool create, const char *caller) {
     return f;
 }
 
-void *fail_file(const OpenedFile &f, const char *path) {
+void *fail_file(const OpenedFile &f, const char *path)
+{
     int err = errno;
     close(f.fd);
-    if (f.created) unlink(path);
+    if (f.created)
+        unlink(path);
     errno = err;
     return nullptr;
 }
 
-void *create_file_segment(const char *caller, const char *path, uint64_t length, const Environment &env) {
+void *create_file_segment(const char *caller, const char *path, uint64_t length, const Environment &env)
+{
     if (process().debug)
         std::printf("%s: Opening file %s as mmap region of %ld bytes\n", caller, path, static_cast<long>(length));
     OpenedFile f = open_file(path, true, caller);
@@ -185,24 +204,28 @@ void *create_file_segment(const char *caller, const char *path, uint64_t length,
     }
     void *start = map_file(f.fd, length, env.arena_addr);
     if (start == nullptr) {
-        std::fprintf(stderr, "%s: cannot map %s (%" PRIu64 " bytes) at %p: %s\n", caller, path, length,
-                     env.arena_addr, std::strerror(errno));
+        std::fprintf(stderr, "%s: cannot map %s (%" PRIu64 " bytes) at %p: %s\n", caller, path, length, env.arena_addr,
+                     std::strerror(errno));
         return fail_file(f, path);
     }
     close(f.fd);
     return start;
 }
 
-void *create_system_segment(const char *caller, uint64_t length, const Environment &env) {
+void *create_system_segment(const char *caller, uint64_t length, const Environment &env)
+{
     bool debug = process().debug;
-    if (debug) std::printf("%s: Creating shared memory of %ld bytes\n", caller, static_cast<long>(length));
+    if (debug)
+        std::printf("%s: Creating shared memory of %ld bytes\n", caller, static_cast<long>(length));
     key_t key = SG_key(env.home, kProjectChar);
-    if (debug) std::printf("%s: Key is 0x%x\n", caller, static_cast<unsigned>(key));
+    if (debug)
+        std::printf("%s: Key is 0x%x\n", caller, static_cast<unsigned>(key));
     // An existing segment of this key is reused; one made here is removed again if the attach
     // fails, so that a failed create leaves nothing behind.
     giShmId = shmget(key, length, IPC_CREAT | IPC_EXCL | 0600);
     bool made_here = giShmId >= 0;
-    if (!made_here && errno == EEXIST) giShmId = shmget(key, length, IPC_CREAT | 0600);
+    if (!made_here && errno == EEXIST)
+        giShmId = shmget(key, length, IPC_CREAT | 0600);
     if (giShmId < 0) {
         int err = errno;
         std::printf("shmget failed: errno %d %s\n", err, std::strerror(err));
@@ -220,20 +243,23 @@ void *create_system_segment(const char *caller, uint64_t length, const Environme
     return start;
 }
 
-}  // namespace
+} // namespace
 
 ProcessState g_process;
 
-uint64_t mapping_length(uint64_t allowance) {
-    if (allowance > kMaxAllowance || allowance < kMinAllowance) return 0;
+uint64_t mapping_length(uint64_t allowance)
+{
+    if (allowance > kMaxAllowance || allowance < kMinAllowance)
+        return 0;
     return allowance + kPrefixSize;
 }
 
-}  // namespace lx::seg
+} // namespace lx::seg
 
 using namespace lx::seg;
 
-extern "C" key_t SG_key(const char *path, char project) {
+extern "C" key_t SG_key(const char *path, char project)
+{
     (void)path;
     auto uid = static_cast<uint32_t>(getuid());
     auto c = static_cast<uint32_t>(static_cast<int>(project));
@@ -246,19 +272,21 @@ extern "C" key_t SG_key(const char *path, char project) {
     return static_cast<key_t>(key);
 }
 
-extern "C" void *SG_create(const char *path, uint64_t size) {
+extern "C" void *SG_create(const char *path, uint64_t size)
+{
     try {
         Environment env = read_environment(__func__);
         uint64_t length = mapping_length(size);
         if (length == 0) {
-            std::fprintf(stderr, "%s: a heap of %" PRIu64 " bytes cannot be mapped (%" PRIu64 " to 2^62)\n",
-                         __func__, size, kMinAllowance);
+            std::fprintf(stderr, "%s: a heap of %" PRIu64 " bytes cannot be mapped (%" PRIu64 " to 2^62)\n", __func__,
+                         size, kMinAllowance);
             return nullptr;
         }
         bool file = is_file_mode(path);
-        void *start = file ? create_file_segment(__func__, path, length, env)
-                           : create_system_segment(__func__, length, env);
-        if (start == nullptr) return nullptr;
+        void *start =
+            file ? create_file_segment(__func__, path, length, env) : create_system_segment(__func__, length, env);
+        if (start == nullptr)
+            return nullptr;
 
         auto *header = static_cast<SegmentHeader *>(start);
         header->mapped_words = size + kPrefixSize;
@@ -279,13 +307,14 @@ extern "C" void *SG_create(const char *path, uint64_t size) {
     }
 }
 
-extern "C" void *SG_attach(const char *path, uint64_t size) {
+extern "C" void *SG_attach(const char *path, uint64_t size)
+{
     try {
         Environment env = read_environment(__func__);
         uint64_t length = mapping_length(size);
         if (length == 0) {
-            std::fprintf(stderr, "%s: a heap of %" PRIu64 " bytes cannot be mapped (%" PRIu64 " to 2^62)\n",
-                         __func__, size, kMinAllowance);
+            std::fprintf(stderr, "%s: a heap of %" PRIu64 " bytes cannot be mapped (%" PRIu64 " to 2^62)\n", __func__,
+                         size, kMinAllowance);
             return nullptr;
         }
         bool debug = process().debug;
@@ -301,8 +330,9 @@ extern "C" void *SG_attach(const char *path, uint64_t size) {
             }
             struct stat sb {};
             if (fstat(f.fd, &sb) != 0 || static_cast<uint64_t>(sb.st_size) < length) {
-                std::fprintf(stderr, "%s: %s holds %lld bytes, fewer than the %" PRIu64 " a heap of %" PRIu64
-                             " bytes needs\n", __func__, path, static_cast<long long>(sb.st_size), length, size);
+                std::fprintf(stderr,
+                             "%s: %s holds %lld bytes, fewer than the %" PRIu64 " a heap of %" PRIu64 " bytes needs\n",
+                             __func__, path, static_cast<long long>(sb.st_size), length, size);
                 close(f.fd);
                 return nullptr;
             }
@@ -318,7 +348,8 @@ extern "C" void *SG_attach(const char *path, uint64_t size) {
             if (debug)
                 std::printf("%s: Attaching shared memory region of %ld bytes\n", __func__, static_cast<long>(length));
             key_t key = SG_key(env.home, kProjectChar);
-            if (debug) std::printf("%s: Key is 0x%x\n", __func__, static_cast<unsigned>(key));
+            if (debug)
+                std::printf("%s: Key is 0x%x\n", __func__, static_cast<unsigned>(key));
             giShmId = shmget(key, length, 0600);
             if (giShmId < 0) {
                 int err = errno;
@@ -332,7 +363,8 @@ extern "C" void *SG_attach(const char *path, uint64_t size) {
             }
             // shmat maps the whole segment, which may be longer than this caller asked for.
             struct shmid_ds ds {};
-            if (shmctl(giShmId, IPC_STAT, &ds) == 0 && ds.shm_segsz > length) length = ds.shm_segsz;
+            if (shmctl(giShmId, IPC_STAT, &ds) == 0 && ds.shm_segsz > length)
+                length = ds.shm_segsz;
         }
         remember_mapping(static_cast<char *>(start), length, is_file_mode(path) ? path : nullptr);
         judge_heap(__func__);
@@ -343,9 +375,11 @@ extern "C" void *SG_attach(const char *path, uint64_t size) {
     }
 }
 
-extern "C" void SG_detach(void *start) {
+extern "C" void SG_detach(void *start)
+{
     ProcessState &ps = process();
-    if (start == nullptr) return;
+    if (start == nullptr)
+        return;
     bool ours = static_cast<char *>(start) == ps.map_begin;
     if (ps.file_mode) {
         if (!ours) {
@@ -363,13 +397,15 @@ extern "C" void SG_detach(void *start) {
     }
 }
 
-extern "C" void SG_destroy(void *start) {
+extern "C" void SG_destroy(void *start)
+{
     (void)start;
     ProcessState &ps = process();
     if (!ps.file_mode) {
         if (giShmId < 0) {
             giShmId = shmget(SG_key(std::getenv("HOME"), kProjectChar), 100, 0600);
-            if (giShmId < 0) std::fprintf(stderr, "Attempt to get shared memory ID failed.\nError %s", std::strerror(errno));
+            if (giShmId < 0)
+                std::fprintf(stderr, "Attempt to get shared memory ID failed.\nError %s", std::strerror(errno));
         }
         // An id of 0 is never removed.
         if (giShmId > 0 && shmctl(giShmId, IPC_RMID, nullptr) != 0)

@@ -18,8 +18,8 @@ protected:
 
     lxtest::Env env(lxtest::Env extra = {}) const
     {
-        extra.insert(extra.begin(), {"HOME=" + home.path(), "LX_BASE=" + home.path(), "LX_SIZE=64",
-                                     "LOGNAME=" + lxtest::userName()});
+        extra.insert(extra.begin(),
+                     {"HOME=" + home.path(), "LX_BASE=" + home.path(), "LX_SIZE=64", "LOGNAME=" + lxtest::userName()});
         return extra;
     }
     std::unique_ptr<lxtest::Process> start(std::vector<std::string> args = {}) const
@@ -49,8 +49,9 @@ protected:
 TEST_F(Lxsuite, TakesNoneOrFourNumbersAndStopsCleanlyOnASignal)
 {
     const std::vector<std::pair<std::vector<std::string>, int>> cases = {
-        {{"1", "2", "3", "4"}, 0}, {{"-1000000", "0", "0", "1000000"}, 0}, {{"1", "2", "3"}, 2},
-        {{"1", "2", "3", "1000001"}, 2}, {{"1", "2", "3", "4x"}, 2}, {{"1", "", "3", "4"}, 2}};
+        {{"1", "2", "3", "4"}, 0},  {{"-1000000", "0", "0", "1000000"}, 0},
+        {{"1", "2", "3"}, 2},       {{"1", "2", "3", "1000001"}, 2},
+        {{"1", "2", "3", "4x"}, 2}, {{"1", "", "3", "4"}, 2}};
     for (const auto &[args, status] : cases) {
         const auto run = start(args);
         if (status == 0) {
@@ -60,7 +61,8 @@ TEST_F(Lxsuite, TakesNoneOrFourNumbersAndStopsCleanlyOnASignal)
         EXPECT_EQ(run->wait(), status) << args.size() << " " << args.back();
         EXPECT_EQ(run->errors().rfind("Usage: lxsuite ", 0) == 0, status == 2) << run->errors();
     }
-    EXPECT_NE(lxtest::run({LXSUITE_PATH, "--help"}).out.find("LX_SHMSTADDR (default\n0x500000000000;"), std::string::npos);
+    EXPECT_NE(lxtest::run({LXSUITE_PATH, "--help"}).out.find("LX_SHMSTADDR (default\n0x500000000000;"),
+              std::string::npos);
 }
 
 // One suite per user id, whatever USER or LX_SHMSTADDR say: the second names the first and stops
@@ -75,11 +77,13 @@ TEST_F(Lxsuite, SecondSuiteIsRefusedAndNamesTheFirst)
         EXPECT_EQ(second.status, 1);
         EXPECT_EQ(second.out, "");
         EXPECT_NE(second.err.find("already running for this user (process " + std::to_string(suite->pid()) + ")"),
-                  std::string::npos) << second.err;
+                  std::string::npos)
+            << second.err;
     }
     EXPECT_EQ(lxsetting({"get", "A"}).out, "kept\n");
-    EXPECT_TRUE(std::regex_search(lxsetting({"dump"}).out,
-                                  std::regex("size:\t\t25\nfreed:\t\t0\naddr:\t\t0x[0-9a-f]+\nname:\t\tLUMARIX_BASE_VERSION\n")));
+    EXPECT_TRUE(std::regex_search(
+        lxsetting({"dump"}).out,
+        std::regex("size:\t\t25\nfreed:\t\t0\naddr:\t\t0x[0-9a-f]+\nname:\t\tLUMARIX_BASE_VERSION\n")));
     EXPECT_FALSE(lxtest::exists("/tmp/lxsomeoneelse.api_shmid"));
     suite->signal(SIGINT);
     EXPECT_EQ(suite->wait(), 0);
@@ -124,7 +128,7 @@ TEST_F(Lxsuite, HeldSemaphoreOfACrashedRunIsNotInherited)
 {
     const std::string name = "/IWConfigSem_" + lxtest::userName();
     sem_unlink(name.c_str());
-    sem_t *held = sem_open(name.c_str(), O_CREAT, 0600, 0);  // as left by a run killed while holding it
+    sem_t *held = sem_open(name.c_str(), O_CREAT, 0600, 0); // as left by a run killed while holding it
     ASSERT_NE(held, SEM_FAILED);
     sem_close(held);
     startSuite();

@@ -14,7 +14,7 @@ protected:
     void SetUp() override
     {
         mkdir((home / "config").c_str(), 0755);
-        lxtest::writeFile(home / "config/system.lxrc", "");  // quiet lookups
+        lxtest::writeFile(home / "config/system.lxrc", ""); // quiet lookups
     }
 
     std::string userFile() const { return home.path() + "/.lumarix_" + lxtest::hostName() + "/user.lxrc"; }
@@ -29,8 +29,7 @@ protected:
     {
         std::vector<std::string> argv{SUITE_INIT_HELPER_PATH};
         argv.insert(argv.end(), args.begin(), args.end());
-        extra.insert(extra.begin(), {"HOME=" + home.path(), "LX_BASE=" + home.path(),
-                                     "LOGNAME=" + lxtest::userName()});
+        extra.insert(extra.begin(), {"HOME=" + home.path(), "LX_BASE=" + home.path(), "LOGNAME=" + lxtest::userName()});
         return lxtest::run(argv, extra);
     }
 };

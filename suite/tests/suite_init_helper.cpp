@@ -67,7 +67,7 @@ int init(char **argv)
     return 0;
 }
 
-}  // namespace
+} // namespace
 
 int main(int argc, char **argv)
 {

@@ -22,7 +22,8 @@ TEST_F(SuiteStartup, ExactRealCapIsEnoughAndTheRecordIsFilledIn)
     // A 30 MB arena leaves no room for a working set: both are lowered to 0 and written back.
     EXPECT_EQ(result.out.substr(0, result.out.find("semaphores")),
               "init 1\ncaller 0 3 1280 1\nunset -1 -1 -1 cleared 0\nworking 0 0 on 1\nthreshold 7\nslots 100\n"
-              "slot 0 -1 -1\nslot 99 -1 -1\nnamed list 1\nversion Lumarix " LX_PROJECT_VERSION "\n") << result.err;
+              "slot 0 -1 -1\nslot 99 -1 -1\nnamed list 1\nversion Lumarix " LX_PROJECT_VERSION "\n")
+        << result.err;
     EXPECT_EQ(lxtest::readFile(userFile()), "LX_WORKING_SET 0\nLX_WORKING_UNIT 0\n");
 }
 

@@ -5,7 +5,7 @@ namespace {
 
 const std::string kStopping = "ERROR-IWStart: Unable to create shared memory; stopping.\n";
 
-}  // namespace
+} // namespace
 
 using SystemCap = StartupTest;
 
@@ -19,9 +19,12 @@ TEST_F(SystemCap, ArenaNeedsOneMegabyteMoreThanItsClampedSizeAndAReadableCap)
          "Try either decreasing the value of LX_SIZE to a value smaller than\n"
          "the system maximum or have your system administrator increase the\n"
          "the system defined shared memory cap.\n\n"
-         "Requested size: 2097152000 bytes\nSystem cap    : 2098200575 bytes\n\n" + kStopping},
-        {home / "absent", "", "Could not open /proc/sys/kernel/shmmax to verify shared memory size: "
-                              "No such file or directory\n" + kStopping},
+         "Requested size: 2097152000 bytes\nSystem cap    : 2098200575 bytes\n\n" +
+             kStopping},
+        {home / "absent", "",
+         "Could not open /proc/sys/kernel/shmmax to verify shared memory size: "
+         "No such file or directory\n" +
+             kStopping},
     };
     for (const auto &c : cases) {
         const lxtest::Result result = helper({"init", c.cap, "0", "0", "1", "1"});
@@ -45,12 +48,18 @@ TEST_F(SystemCap, WorkingSetRules)
         lxtest::Env env;
         std::string out, after;
     } cases[] = {
-        {"2000", "", {"LX_WORKING_SET=15000", "LX_WORKING_UNIT=500"}, "working 1970 394\n",
+        {"2000",
+         "",
+         {"LX_WORKING_SET=15000", "LX_WORKING_UNIT=500"},
+         "working 1970 394\n",
          "LX_WORKING_SET 1970\nLX_WORKING_UNIT 394\n"},
         {"2000", "", {"LX_WORKING_SET=-1", "LX_WORKING_UNIT=15001"}, "working 1800 100\n", ""},
         {"2000", "", {"LX_WORKING_SET=15001", "LX_WORKING_UNIT=abc"}, "working 1800 100\n", ""},
         {"100", "", {"LX_WORKING_SET=-1"}, "working 70 14\n", "LX_WORKING_SET 70\nLX_WORKING_UNIT 14\n"},
-        {"2000", kept, {"PM_WORKING_SET=1000", "OXL_WORKING_SET=5"}, "working 1000 200\n",
+        {"2000",
+         kept,
+         {"PM_WORKING_SET=1000", "OXL_WORKING_SET=5"},
+         "working 1000 200\n",
          "KEEP me\nLX_WORKING_UNIT 200\n"},
     };
     mkdir((home.path() + "/.lumarix_" + lxtest::hostName()).c_str(), 0755);

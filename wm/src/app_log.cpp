@@ -17,12 +17,13 @@
 namespace lx::wm {
 namespace {
 
-constexpr off_t kRotateAbove = 1199999;  // a log larger than this is rotated before writing
+constexpr off_t kRotateAbove = 1199999; // a log larger than this is rotated before writing
 constexpr int kKeptLogs = 5;
 
 enum class Application { Lumarix, Platemark, Morphidex };
 
-Application CurrentApplication() {
+Application CurrentApplication()
+{
     const char *name = GetSetting("LX_APPLICATION");
     if (name != nullptr && strcasecmp(name, "platemark") == 0) {
         return Application::Platemark;
@@ -33,19 +34,21 @@ Application CurrentApplication() {
     return Application::Lumarix;
 }
 
-bool IsDirectory(const std::string &path) {
+bool IsDirectory(const std::string &path)
+{
     struct stat info {};
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-std::string ResolveLogDirectory() {
+std::string ResolveLogDirectory()
+{
     const char *home = std::getenv("HOME");
     std::string base = home != nullptr ? home : "";
     const char *leaf = "/lumarix-logs";
     switch (CurrentApplication()) {
-        case Application::Platemark: leaf = "/platemark-logs"; break;
-        case Application::Morphidex: leaf = "/morphidex-logs"; break;
-        case Application::Lumarix: break;
+    case Application::Platemark: leaf = "/platemark-logs"; break;
+    case Application::Morphidex: leaf = "/morphidex-logs"; break;
+    case Application::Lumarix: break;
     }
     std::string dir = base + leaf;
     if (IsDirectory(dir) || mkdir(dir.c_str(), 0755) == 0) {
@@ -57,19 +60,21 @@ std::string ResolveLogDirectory() {
     return "/tmp";
 }
 
-const std::string &LogBaseName() {
+const std::string &LogBaseName()
+{
     static const std::string name = [] {
         switch (CurrentApplication()) {
-            case Application::Platemark: return std::string("/platemarklog");
-            case Application::Morphidex: return std::string("/morphidexlog");
-            case Application::Lumarix: break;
+        case Application::Platemark: return std::string("/platemarklog");
+        case Application::Morphidex: return std::string("/morphidexlog");
+        case Application::Lumarix: break;
         }
         return std::string("/lumarixlog");
     }();
     return name;
 }
 
-std::string LogPath(int generation) {
+std::string LogPath(int generation)
+{
     std::string path = std::string(LogDirectory()) + LogBaseName();
     if (generation > 0) {
         path += std::to_string(generation);
@@ -79,7 +84,8 @@ std::string LogPath(int generation) {
 
 bool Exists(const std::string &path) { return access(path.c_str(), F_OK) == 0; }
 
-void RotateIfFull() {
+void RotateIfFull()
+{
     const std::string current = LogPath(0);
     if (!Exists(current)) {
         return;
@@ -103,10 +109,11 @@ void RotateIfFull() {
     std::rename(current.c_str(), LogPath(1).c_str());
 }
 
-}  // namespace
-}  // namespace lx::wm
+} // namespace
+} // namespace lx::wm
 
-extern "C" const char *LogDirectory(void) {
+extern "C" const char *LogDirectory(void)
+{
     try {
         static const std::string dir = lx::wm::ResolveLogDirectory();
         return dir.c_str();
@@ -115,7 +122,8 @@ extern "C" const char *LogDirectory(void) {
     }
 }
 
-extern "C" int WriteLog(const char *format, ...) {
+extern "C" int WriteLog(const char *format, ...)
+{
     std::array<char, 2000> message{};
     va_list args;
     va_start(args, format);
@@ -125,7 +133,7 @@ extern "C" int WriteLog(const char *format, ...) {
     std::time_t now = std::time(nullptr);
     std::array<char, 32> stamp{};
     ctime_r(&now, stamp.data());
-    stamp[24] = '\0';  // the fixed 24-character form without its line end
+    stamp[24] = '\0'; // the fixed 24-character form without its line end
 
     std::FILE *log = nullptr;
     try {

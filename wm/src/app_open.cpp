@@ -13,12 +13,14 @@
 
 namespace lx::wm {
 
-LayerState &State() {
+LayerState &State()
+{
     static LayerState state;
     return state;
 }
 
-const std::optional<std::string> &StandardBackground() {
+const std::optional<std::string> &StandardBackground()
+{
     LayerState &s = State();
     if (!s.backgroundLookedUp) {
         s.backgroundLookedUp = true;
@@ -35,7 +37,8 @@ namespace {
 // ourselves in the same steps lets the layer fall back to standard error instead. The display
 // is open before the toolkit reads its resources, so that the fallback resources can ask for
 // anti-aliased fonts only where they render.
-Display *OpenDisplayWithoutExiting(LayerState &s) {
+Display *OpenDisplayWithoutExiting(LayerState &s)
+{
     Display *display = XOpenDisplay(nullptr);
     if (display == nullptr) {
         return nullptr;
@@ -45,8 +48,7 @@ Display *OpenDisplayWithoutExiting(LayerState &s) {
     s.antiAliased = AntiAliasedFontOpens(display);
     char *backgroundLine = nullptr;
     if (const auto &colour = StandardBackground()) {
-        std::snprintf(s.fallbackLine.data(), s.fallbackLine.size(), "*.background: %s",
-                      colour->c_str());
+        std::snprintf(s.fallbackLine.data(), s.fallbackLine.size(), "*.background: %s", colour->c_str());
         backgroundLine = s.fallbackLine.data();
     }
     s.fallbackList = FallbackResources(backgroundLine, s.antiAliased);
@@ -57,17 +59,17 @@ Display *OpenDisplayWithoutExiting(LayerState &s) {
     static char *argv[] = {className, nullptr};
     int argc = 1;
     const char *name = std::getenv("RESOURCE_NAME");
-    XtDisplayInitialize(s.app, display, name != nullptr ? name : kAppClass, kAppClass, nullptr, 0,
-                        &argc, argv);
+    XtDisplayInitialize(s.app, display, name != nullptr ? name : kAppClass, kAppClass, nullptr, 0, &argc, argv);
     return display;
 }
 
-}  // namespace
-}  // namespace lx::wm
+} // namespace
+} // namespace lx::wm
 
 using namespace lx::wm;
 
-static void OpenApplicationOnce(const char *caller) {
+static void OpenApplicationOnce(const char *caller)
+{
     LayerState &s = State();
     if (s.display != nullptr || s.openFailed) {
         return;
@@ -78,12 +80,13 @@ static void OpenApplicationOnce(const char *caller) {
         std::fprintf(stderr, "%s: cannot open display \"%s\"\n", caller, XDisplayName(nullptr));
         return;
     }
-    s.sessionShell = XtVaAppCreateShell(nullptr, kAppClass, sessionShellWidgetClass, display,
-                                        XtNjoinSession, False, nullptr);
+    s.sessionShell =
+        XtVaAppCreateShell(nullptr, kAppClass, sessionShellWidgetClass, display, XtNjoinSession, False, nullptr);
     s.display = display;
 }
 
-extern "C" void OpenApplication(void) {
+extern "C" void OpenApplication(void)
+{
     const char *caller = __func__;
     lx::wm::GuardCallback(caller, [caller] { OpenApplicationOnce(caller); });
 }

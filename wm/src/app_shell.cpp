@@ -29,7 +29,8 @@ static_assert(sizeof(gsSubFormStack) == 2000, "the sub-form stack keeps its 2000
 namespace lx::wm {
 namespace {
 
-Colormap SessionColormap(LayerState &s) {
+Colormap SessionColormap(LayerState &s)
+{
     if (!s.colormapRead && s.sessionShell != nullptr) {
         s.colormapRead = true;
         XtVaGetValues(s.sessionShell, XmNcolormap, &s.colormap, nullptr);
@@ -38,7 +39,8 @@ Colormap SessionColormap(LayerState &s) {
 }
 
 // Pixel 0 stands for "no background": no colour name, no colormap or a failed allocation.
-Pixel AllocateStandardBackground(LayerState &s) {
+Pixel AllocateStandardBackground(LayerState &s)
+{
     const auto &colour = StandardBackground();
     Colormap colormap = SessionColormap(s);
     if (!colour || colormap == 0) {
@@ -51,13 +53,13 @@ Pixel AllocateStandardBackground(LayerState &s) {
     return screen.pixel;
 }
 
-void InstallShellFallback(LayerState &s) {
+void InstallShellFallback(LayerState &s)
+{
     const auto &colour = StandardBackground();
     if (!colour) {
         return;
     }
-    std::snprintf(s.shellFallbackLine.data(), s.shellFallbackLine.size(), "*.background: %s",
-                  colour->c_str());
+    std::snprintf(s.shellFallbackLine.data(), s.shellFallbackLine.size(), "*.background: %s", colour->c_str());
     s.shellFallbackList = FallbackResources(s.shellFallbackLine.data(), s.antiAliased);
     XtAppSetFallbackResources(s.app, s.shellFallbackList.data());
 }
@@ -65,12 +67,14 @@ void InstallShellFallback(LayerState &s) {
 void ForgetResizableCB(Widget shell, XtPointer, XtPointer) { State().resizableOf.erase(shell); }
 
 // Shells have no userData resource, so the flag is kept beside them for their lifetime.
-void RememberResizable(LayerState &s, Widget shell, int resizable) {
+void RememberResizable(LayerState &s, Widget shell, int resizable)
+{
     s.resizableOf[shell] = resizable;
     XtAddCallback(shell, XmNdestroyCallback, ForgetResizableCB, nullptr);
 }
 
-void PlaceAtPointer(LayerState &s, Widget shell) {
+void PlaceAtPointer(LayerState &s, Widget shell)
+{
     Window root = RootWindow(s.display, DefaultScreen(s.display));
     Window rootReturn = 0, child = 0;
     int rootX = 0, rootY = 0, winX = 0, winY = 0;
@@ -80,28 +84,31 @@ void PlaceAtPointer(LayerState &s, Widget shell) {
     }
 }
 
-void RegisterShell(LayerState &s, Widget shell) {
+void RegisterShell(LayerState &s, Widget shell)
+{
     if (s.shells.size() == s.shells.capacity()) {
         s.shells.reserve(s.shells.capacity() + 20);
     }
     s.shells.push_back({shell, 0});
 }
 
-void StartLayout(LayerState &s, Widget form) {
+void StartLayout(LayerState &s, Widget form)
+{
     xstart = left = top = form;
     s.nextStartsRow = 1;
     s.nextIsFirstRow = 1;
     s.layout = LayoutRecord{};
 }
 
-}  // namespace
-}  // namespace lx::wm
+} // namespace
+} // namespace lx::wm
 
 using namespace lx::wm;
 
 extern "C" void WMSetResizable(int resizable) { State().resizableNext = resizable ? 1 : 0; }
 
-extern "C" int WMShellIsResizable(Widget shell) {
+extern "C" int WMShellIsResizable(Widget shell)
+{
     const auto &flags = State().resizableOf;
     auto found = flags.find(shell);
     return found != flags.end() ? found->second : 0;
@@ -109,7 +116,8 @@ extern "C" int WMShellIsResizable(Widget shell) {
 
 namespace {
 
-Widget MakeAppShell(const char *title) {
+Widget MakeAppShell(const char *title)
+{
     LayerState &s = State();
     if (s.display == nullptr) {
         OpenApplication();
@@ -127,13 +135,12 @@ Widget MakeAppShell(const char *title) {
     if (background != 0) {
         XtSetArg(args[count], XmNbackground, background), ++count;
     }
-    Widget shell = XtAppCreateShell(title, kAppClass, topLevelShellWidgetClass, s.display, args,
-                                    count);
+    Widget shell = XtAppCreateShell(title, kAppClass, topLevelShellWidgetClass, s.display, args, count);
 
     const int resizable = s.resizableNext;
     const MwmHints hints = HintsForShell(title != nullptr, resizable != 0);
-    XtVaSetValues(shell, XmNmwmDecorations, ToArgVal(hints.decorations), XmNmwmFunctions,
-                  ToArgVal(hints.functions), nullptr);
+    XtVaSetValues(shell, XmNmwmDecorations, ToArgVal(hints.decorations), XmNmwmFunctions, ToArgVal(hints.functions),
+                  nullptr);
     RememberResizable(s, shell, resizable);
     s.resizableNext = 0;
 
@@ -145,7 +152,8 @@ Widget MakeAppShell(const char *title) {
     return shell;
 }
 
-Widget MakeMainForm(const char *title) {
+Widget MakeMainForm(const char *title)
+{
     LayerState &s = State();
     if (s.display == nullptr) {
         OpenApplication();
@@ -174,15 +182,17 @@ Widget MakeMainForm(const char *title) {
     return form;
 }
 
-}  // namespace
+} // namespace
 
-extern "C" Widget CreateAppShell(const char *title) {
+extern "C" Widget CreateAppShell(const char *title)
+{
     Widget shell = nullptr;
     GuardCallback(__func__, [&] { shell = MakeAppShell(title); });
     return shell;
 }
 
-extern "C" Widget CreateMainForm(const char *title) {
+extern "C" Widget CreateMainForm(const char *title)
+{
     Widget form = nullptr;
     GuardCallback(__func__, [&] { form = MakeMainForm(title); });
     return form;

@@ -10,12 +10,14 @@
 namespace lx::wm {
 namespace {
 
-std::deque<DeleteWindowRecord> &Records() {
-    static std::deque<DeleteWindowRecord> records;  // stable addresses, never shrinks
+std::deque<DeleteWindowRecord> &Records()
+{
+    static std::deque<DeleteWindowRecord> records; // stable addresses, never shrinks
     return records;
 }
 
-void DeleteWindowProtocolCB(Widget, XtPointer client, XtPointer) {
+void DeleteWindowProtocolCB(Widget, XtPointer client, XtPointer)
+{
     GuardCallback(__func__, [client] {
         auto *record = static_cast<DeleteWindowRecord *>(client);
         if (record->handler != nullptr) {
@@ -24,10 +26,10 @@ void DeleteWindowProtocolCB(Widget, XtPointer client, XtPointer) {
     });
 }
 
-}  // namespace
+} // namespace
 
-DeleteWindowRecord *InstallDeleteWindowHandler(Widget shell, WMDeleteWindowHandler handler,
-                                               void *argument) {
+DeleteWindowRecord *InstallDeleteWindowHandler(Widget shell, WMDeleteWindowHandler handler, void *argument)
+{
     if (shell == nullptr) {
         shell = baseshell;
     }
@@ -41,12 +43,12 @@ DeleteWindowRecord *InstallDeleteWindowHandler(Widget shell, WMDeleteWindowHandl
     return &record;
 }
 
-}  // namespace lx::wm
+} // namespace lx::wm
 
-extern "C" int AddDeleteWindowHandler(Widget shell, WMDeleteWindowHandler handler, void *argument) {
+extern "C" int AddDeleteWindowHandler(Widget shell, WMDeleteWindowHandler handler, void *argument)
+{
     int installed = 0;
-    lx::wm::GuardCallback(__func__, [&] {
-        installed = lx::wm::InstallDeleteWindowHandler(shell, handler, argument) != nullptr ? 1 : 0;
-    });
+    lx::wm::GuardCallback(
+        __func__, [&] { installed = lx::wm::InstallDeleteWindowHandler(shell, handler, argument) != nullptr ? 1 : 0; });
     return installed;
 }

@@ -12,7 +12,6 @@ struct DeleteWindowRecord {
 };
 
 // Installs the handler and returns its record, or NULL (see AddDeleteWindowHandler).
-DeleteWindowRecord *InstallDeleteWindowHandler(Widget shell, WMDeleteWindowHandler handler,
-                                               void *argument);
+DeleteWindowRecord *InstallDeleteWindowHandler(Widget shell, WMDeleteWindowHandler handler, void *argument);
 
-}  // namespace lx::wm
+} // namespace lx::wm

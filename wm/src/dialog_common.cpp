@@ -14,13 +14,15 @@
 
 namespace lx::wm {
 
-const char *FormatMessage(const char *format, va_list args) {
+const char *FormatMessage(const char *format, va_list args)
+{
     auto &buffer = State().message;
     std::vsnprintf(buffer.data(), buffer.size(), format, args);
     return buffer.data();
 }
 
-Widget DialogParent() {
+Widget DialogParent()
+{
     LayerState &s = State();
     if (s.dialogParentOverride != nullptr) {
         return s.dialogParentOverride;
@@ -36,7 +38,8 @@ Widget DialogParent() {
     return baseshell;
 }
 
-int PlaceDialogCoordinate(int centre, int size, int screenSize) {
+int PlaceDialogCoordinate(int centre, int size, int screenSize)
+{
     int at = centre - size / 2;
     if (at < 50) {
         at = 50;
@@ -49,7 +52,8 @@ int PlaceDialogCoordinate(int centre, int size, int screenSize) {
 
 namespace {
 
-void FlipSuppressFlagCB(Widget, XtPointer client, XtPointer) {
+void FlipSuppressFlagCB(Widget, XtPointer client, XtPointer)
+{
     GuardCallback(__func__, [client] {
         int *flag = static_cast<int *>(client);
         *flag = *flag ? 0 : 1;
@@ -57,7 +61,8 @@ void FlipSuppressFlagCB(Widget, XtPointer client, XtPointer) {
 }
 
 // The nearest bulletin board re-centres its dialog on every manage unless told not to.
-void StopDefaultPositioning(Widget dialog) {
+void StopDefaultPositioning(Widget dialog)
+{
     for (Widget w = dialog; w != nullptr; w = XtParent(w)) {
         if (XmIsBulletinBoard(w)) {
             XtVaSetValues(w, XmNdefaultPosition, False, nullptr);
@@ -66,9 +71,10 @@ void StopDefaultPositioning(Widget dialog) {
     }
 }
 
-}  // namespace
+} // namespace
 
-std::string WrapLines(const std::string &text, size_t width) {
+std::string WrapLines(const std::string &text, size_t width)
+{
     std::string out;
     size_t lineStart = 0;
     while (lineStart <= text.size()) {
@@ -77,7 +83,7 @@ std::string WrapLines(const std::string &text, size_t width) {
         while (line.size() > width) {
             size_t cut = line.rfind(' ', width);
             if (cut == std::string::npos || cut == 0) {
-                break;  // one word longer than the width stays whole
+                break; // one word longer than the width stays whole
             }
             out += line.substr(0, cut) + '\n';
             line.erase(0, cut + 1);
@@ -92,11 +98,13 @@ std::string WrapLines(const std::string &text, size_t width) {
     return out;
 }
 
-CompoundString MakeWrappedMessage(const char *text) {
+CompoundString MakeWrappedMessage(const char *text)
+{
     return MakeCompoundString(WrapLines(text != nullptr ? text : "", 80).c_str());
 }
 
-void SetDialogTitle(Widget dialog, const char *kind) {
+void SetDialogTitle(Widget dialog, const char *kind)
+{
     char *mainTitle = nullptr;
     if (baseshell != nullptr && XtIsWMShell(baseshell)) {
         XtVaGetValues(baseshell, XmNtitle, &mainTitle, nullptr);
@@ -105,7 +113,8 @@ void SetDialogTitle(Widget dialog, const char *kind) {
     XtVaSetValues(XtParent(dialog), XmNtitle, title.c_str(), nullptr);
 }
 
-void AddSuppressToggle(Widget dialog, int *suppress, const char *label) {
+void AddSuppressToggle(Widget dialog, int *suppress, const char *label)
+{
     CompoundString text = MakeCompoundString(label);
     Arg args[4];
     Cardinal count = 0;
@@ -120,7 +129,7 @@ void AddSuppressToggle(Widget dialog, int *suppress, const char *label) {
     XtManageChild(toggle);
 }
 
-}  // namespace lx::wm
+} // namespace lx::wm
 
 using namespace lx::wm;
 
@@ -128,7 +137,8 @@ extern "C" void WMCenterNextDialog(void) { State().centreNextDialog = true; }
 
 extern "C" void WMSetDialogParent(Widget parent) { State().dialogParentOverride = parent; }
 
-extern "C" void PlaceDialog(Widget dialog) {
+extern "C" void PlaceDialog(Widget dialog)
+{
     LayerState &s = State();
     Widget shell = XtParent(dialog);
     XtVaSetValues(shell, XmNmappedWhenManaged, False, nullptr);
@@ -147,8 +157,8 @@ extern "C" void PlaceDialog(Widget dialog) {
         centreX = WidthOfScreen(screen) / 2;
         centreY = HeightOfScreen(screen) / 2;
     } else {
-        Window on = (baseshell != nullptr && XtWindow(baseshell) != 0) ? XtWindow(baseshell)
-                                                                        : RootWindowOfScreen(screen);
+        Window on =
+            (baseshell != nullptr && XtWindow(baseshell) != 0) ? XtWindow(baseshell) : RootWindowOfScreen(screen);
         Window root = 0, child = 0;
         int winX = 0, winY = 0;
         unsigned int mask = 0;

@@ -29,4 +29,4 @@ void SetDialogTitle(Widget dialog, const char *kind);
 // Adds the "NAtoggle" toggle that flips *suppress on every change.
 void AddSuppressToggle(Widget dialog, int *suppress, const char *label);
 
-}  // namespace lx::wm
+} // namespace lx::wm

@@ -17,16 +17,18 @@ namespace {
 void AcknowledgeInfoCB(Widget, XtPointer, XtPointer) { State().infoAcknowledge = 0; }
 
 // A note destroyed before its timer fires (with its parent, say) must not be destroyed twice.
-void ForgetInfoTimerCB(Widget, XtPointer client, XtPointer) {
+void ForgetInfoTimerCB(Widget, XtPointer client, XtPointer)
+{
     XtRemoveTimeOut(static_cast<XtIntervalId>(reinterpret_cast<uintptr_t>(client)));
 }
 
-}  // namespace
-}  // namespace lx::wm
+} // namespace
+} // namespace lx::wm
 
 using namespace lx::wm;
 
-extern "C" void WMPostinfotimeout(XtPointer dialog, XtIntervalId *id) {
+extern "C" void WMPostinfotimeout(XtPointer dialog, XtIntervalId *id)
+{
     GuardCallback(__func__, [dialog, id] {
         Widget note = static_cast<Widget>(dialog);
         // Inside a nested event loop the destruction waits for the outer callback to return,
@@ -39,7 +41,8 @@ extern "C" void WMPostinfotimeout(XtPointer dialog, XtIntervalId *id) {
     });
 }
 
-extern "C" int WMShowInfo(const char *text, int seconds) {
+extern "C" int WMShowInfo(const char *text, int seconds)
+{
     GuardCallback(__func__, [&] {
         Widget parent = DialogParent();
         if (parent == nullptr) {
@@ -55,11 +58,11 @@ extern "C" int WMShowInfo(const char *text, int seconds) {
         XtVaSetValues(dialog, XmNmessageString, message.get(), nullptr);
         State().infoAcknowledge = 1;
         SetDialogTitle(dialog, "Note");
-    PlaceDialog(dialog);
+        PlaceDialog(dialog);
         if (seconds >= 1) {
-            XtIntervalId timer = XtAppAddTimeOut(XtWidgetToApplicationContext(dialog),
-                                                 static_cast<unsigned long>(seconds) * 1000UL,
-                                                 WMPostinfotimeout, dialog);
+            XtIntervalId timer =
+                XtAppAddTimeOut(XtWidgetToApplicationContext(dialog), static_cast<unsigned long>(seconds) * 1000UL,
+                                WMPostinfotimeout, dialog);
             XtAddCallback(dialog, XmNdestroyCallback, ForgetInfoTimerCB,
                           reinterpret_cast<XtPointer>(static_cast<uintptr_t>(timer)));
         }

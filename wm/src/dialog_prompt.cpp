@@ -13,26 +13,30 @@
 namespace lx::wm {
 namespace {
 
-void EmptyAnswer(char *answer) {
+void EmptyAnswer(char *answer)
+{
     if (answer != nullptr) {
         answer[0] = '\0';
     }
 }
 
-void CloseMeansCancel(void *argument, void *) {
+void CloseMeansCancel(void *argument, void *)
+{
     EmptyAnswer(static_cast<char *>(argument));
     WMStrAnswer = -1;
 }
 
 // Should anything else destroy the prompt, the wait ends as a cancel rather than spinning.
-void PromptGoneCB(Widget, XtPointer client, XtPointer) {
+void PromptGoneCB(Widget, XtPointer client, XtPointer)
+{
     *static_cast<bool *>(client) = true;
     if (WMStrAnswer == 0) {
         WMStrAnswer = -1;
     }
 }
 
-int AskString(const char *question, char *answer, const char *deftext) {
+int AskString(const char *question, char *answer, const char *deftext)
+{
     WMStrAnswer = 0;
     Widget parent = DialogParent();
     if (parent == nullptr) {
@@ -68,10 +72,11 @@ int AskString(const char *question, char *answer, const char *deftext) {
     return WMStrAnswer;
 }
 
-}  // namespace
-}  // namespace lx::wm
+} // namespace
+} // namespace lx::wm
 
-extern "C" void WMReadString(Widget, XtPointer client, XtPointer call_data) {
+extern "C" void WMReadString(Widget, XtPointer client, XtPointer call_data)
+{
     lx::wm::GuardCallback(__func__, [client, call_data] {
         char *answer = static_cast<char *>(client);
         auto *cbs = static_cast<XmSelectionBoxCallbackStruct *>(call_data);
@@ -88,7 +93,8 @@ extern "C" void WMReadString(Widget, XtPointer client, XtPointer call_data) {
     });
 }
 
-extern "C" int WMAskString(const char *question, char *answer, const char *deftext) {
+extern "C" int WMAskString(const char *question, char *answer, const char *deftext)
+{
     int result = -1;
     lx::wm::GuardCallback(__func__, [&] { result = lx::wm::AskString(question, answer, deftext); });
     return result;

@@ -19,14 +19,16 @@ struct QuestionWait {
     bool gone = false;
 };
 
-void CloseMeansNo(void *argument, void *) {
+void CloseMeansNo(void *argument, void *)
+{
     if (argument != nullptr) {
         *static_cast<int32_t *>(argument) = 0;
     }
 }
 
 // Should anything else destroy the dialog, the wait must end rather than spin for ever.
-void QuestionGoneCB(Widget, XtPointer client, XtPointer) {
+void QuestionGoneCB(Widget, XtPointer client, XtPointer)
+{
     auto *wait = static_cast<QuestionWait *>(client);
     wait->gone = true;
     if (wait->answer == -1) {
@@ -34,7 +36,8 @@ void QuestionGoneCB(Widget, XtPointer client, XtPointer) {
     }
 }
 
-int AskQuestionText(const char *text, int *suppress) {
+int AskQuestionText(const char *text, int *suppress)
+{
     Widget parent = DialogParent();
     if (parent == nullptr) {
         std::fprintf(stderr, "%s\n", text);
@@ -78,12 +81,13 @@ int AskQuestionText(const char *text, int *suppress) {
     return wait.answer == 1 ? 1 : 0;
 }
 
-}  // namespace
-}  // namespace lx::wm
+} // namespace
+} // namespace lx::wm
 
 using namespace lx::wm;
 
-extern "C" int WMAskQuestion(const char *format, ...) {
+extern "C" int WMAskQuestion(const char *format, ...)
+{
     va_list args;
     va_start(args, format);
     const char *text = FormatMessage(format, args);
@@ -93,7 +97,8 @@ extern "C" int WMAskQuestion(const char *format, ...) {
     return result;
 }
 
-extern "C" int WMAskQuestionSuppressible(int *suppress, const char *format, ...) {
+extern "C" int WMAskQuestionSuppressible(int *suppress, const char *format, ...)
+{
     va_list args;
     va_start(args, format);
     const char *text = FormatMessage(format, args);

@@ -12,11 +12,13 @@
 namespace lx::wm {
 namespace {
 
-void DestroyWarningCB(Widget w, XtPointer, XtPointer) {
+void DestroyWarningCB(Widget w, XtPointer, XtPointer)
+{
     GuardCallback(__func__, [w] { DestroyDialog(w); });
 }
 
-Widget ShowWarningText(const char *text, int *suppress) {
+Widget ShowWarningText(const char *text, int *suppress)
+{
     WriteLog("WMShowWarning: %s", text);
     Widget parent = DialogParent();
     if (parent == nullptr) {
@@ -44,12 +46,13 @@ Widget ShowWarningText(const char *text, int *suppress) {
     return dialog;
 }
 
-}  // namespace
-}  // namespace lx::wm
+} // namespace
+} // namespace lx::wm
 
 using namespace lx::wm;
 
-extern "C" Widget WMShowWarning(const char *format, ...) {
+extern "C" Widget WMShowWarning(const char *format, ...)
+{
     va_list args;
     va_start(args, format);
     const char *text = FormatMessage(format, args);
@@ -59,7 +62,8 @@ extern "C" Widget WMShowWarning(const char *format, ...) {
     return dialog;
 }
 
-extern "C" Widget WMShowWarningSuppressible(int *suppress, const char *format, ...) {
+extern "C" Widget WMShowWarningSuppressible(int *suppress, const char *format, ...)
+{
     va_list args;
     va_start(args, format);
     const char *text = FormatMessage(format, args);

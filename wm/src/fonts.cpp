@@ -14,11 +14,12 @@ char kFontType[] = "*renderTable.fontType: FONT_IS_XFT";
 char kFontName[] = "*renderTable.fontName: Sans";
 char kFontSize[] = "*renderTable.fontSize: 10";
 
-}  // namespace
+} // namespace
 
 // Without a font the render table's widgets would draw no text at all; fontconfig finding no
 // font (or none it can load) is what "Xft missing" looks like at run time.
-bool AntiAliasedFontOpens(Display *display) {
+bool AntiAliasedFontOpens(Display *display)
+{
     XftFont *font = XftFontOpenName(display, DefaultScreen(display), kProbeFont);
     if (font == nullptr) {
         return false;
@@ -27,7 +28,8 @@ bool AntiAliasedFontOpens(Display *display) {
     return true;
 }
 
-std::vector<String> FallbackResources(char *backgroundLine, bool antiAliased) {
+std::vector<String> FallbackResources(char *backgroundLine, bool antiAliased)
+{
     std::vector<String> lines;
     if (backgroundLine != nullptr) {
         lines.push_back(backgroundLine);
@@ -39,4 +41,4 @@ std::vector<String> FallbackResources(char *backgroundLine, bool antiAliased) {
     return lines;
 }
 
-}  // namespace lx::wm
+} // namespace lx::wm

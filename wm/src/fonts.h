@@ -15,4 +15,4 @@ bool AntiAliasedFontOpens(Display *display);
 // the render table lines; ends with the terminating null.
 std::vector<String> FallbackResources(char *backgroundLine, bool antiAliased);
 
-}  // namespace lx::wm
+} // namespace lx::wm

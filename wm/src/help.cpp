@@ -18,13 +18,15 @@
 namespace lx::wm {
 namespace {
 
-std::string FirstWord(const char *topic) {
+std::string FirstWord(const char *topic)
+{
     std::string word(topic);
     const auto space = word.find(' ');
     return space == std::string::npos ? word : word.substr(0, space);
 }
 
-std::optional<std::string> BaseDirectory() {
+std::optional<std::string> BaseDirectory()
+{
     std::array<char, 256> base{};
     if (!GetBaseDirectory(base.data())) {
         return std::nullopt;
@@ -32,7 +34,8 @@ std::optional<std::string> BaseDirectory() {
     return std::string(base.data());
 }
 
-std::optional<std::string> FindHelpPage(const std::string &base, const char *topic) {
+std::optional<std::string> FindHelpPage(const std::string &base, const char *topic)
+{
     const std::string page = base + "/help/" + FirstWord(topic) + ".htm";
     for (const std::string &candidate : {page, page + "l"}) {
         if (access(candidate.c_str(), F_OK) == 0) {
@@ -43,7 +46,8 @@ std::optional<std::string> FindHelpPage(const std::string &base, const char *top
 }
 
 // No shell is involved: the page's path reaches the viewer as one argument, whatever it holds.
-void RunHelpViewer(const char *caller, const std::string &base, const std::string &page) {
+void RunHelpViewer(const char *caller, const std::string &base, const std::string &page)
+{
     const std::string viewer = base + "/bin/WMShowHelp";
     std::fflush(nullptr);
     const pid_t child = fork();
@@ -61,7 +65,8 @@ void RunHelpViewer(const char *caller, const std::string &base, const std::strin
     }
 }
 
-void PresentHelp(const char *caller, const char *topic) {
+void PresentHelp(const char *caller, const char *topic)
+{
     if (topic == nullptr || topic[0] == '\0') {
         WMShowInfo("There is no help available for this subject", 4);
         return;
@@ -75,15 +80,17 @@ void PresentHelp(const char *caller, const char *topic) {
     RunHelpViewer(caller, *base, *page);
 }
 
-}  // namespace
-}  // namespace lx::wm
+} // namespace
+} // namespace lx::wm
 
-extern "C" void WMPresentHelp(const char *topic) {
+extern "C" void WMPresentHelp(const char *topic)
+{
     const char *caller = __func__;
     lx::wm::GuardCallback(caller, [caller, topic] { lx::wm::PresentHelp(caller, topic); });
 }
 
-extern "C" void WMHelpCB(Widget, XtPointer topic, XtPointer call_data) {
+extern "C" void WMHelpCB(Widget, XtPointer topic, XtPointer call_data)
+{
     const char *caller = __func__;
     lx::wm::GuardCallback(caller, [caller, topic, call_data] {
         if (auto *cbs = static_cast<XmAnyCallbackStruct *>(call_data); cbs != nullptr && cbs->event != nullptr) {

@@ -41,19 +41,19 @@ struct LayerState {
     bool openFailed = false;
 
     bool backgroundLookedUp = false;
-    std::optional<std::string> background;  // LX_STD_BKG_COLOR, absent stays absent
-    std::array<char, 50> fallbackLine{};     // "*.background: %s", cut at 49 characters
+    std::optional<std::string> background; // LX_STD_BKG_COLOR, absent stays absent
+    std::array<char, 50> fallbackLine{};   // "*.background: %s", cut at 49 characters
     std::array<char, 50> shellFallbackLine{};
-    std::vector<String> fallbackList;        // the background line, then the fonts' lines
+    std::vector<String> fallbackList; // the background line, then the fonts' lines
     std::vector<String> shellFallbackList;
-    bool antiAliased = false;                // the render table's sans font opens
-    Pixel backgroundPixel = 0;               // 0: no background set
+    bool antiAliased = false;  // the render table's sans font opens
+    Pixel backgroundPixel = 0; // 0: no background set
     bool colormapRead = false;
     Colormap colormap = 0;
 
     int resizableNext = 0;
-    std::map<Widget, int> resizableOf;       // each shell's resizable flag (shells have no user data)
-    std::vector<RegisteredShell> shells;     // grows in steps of 20 entries
+    std::map<Widget, int> resizableOf;   // each shell's resizable flag (shells have no user data)
+    std::vector<RegisteredShell> shells; // grows in steps of 20 entries
 
     // Where the form-layout helpers (not part of this layer yet) continue in a new main form:
     // the next widget starts a row, and that row is the form's first.
@@ -68,7 +68,7 @@ struct LayerState {
     // Dialogs.
     Widget dialogParentOverride = nullptr;
     bool centreNextDialog = false;
-    std::array<char, 500> message{};          // the shared message buffer
+    std::array<char, 500> message{}; // the shared message buffer
     int infoAcknowledge = 0;
 
     // Help.
@@ -84,4 +84,4 @@ const std::optional<std::string> &StandardBackground();
 // The parent for a new dialog; creates the "Confirm" shell when needed. NULL without display.
 Widget DialogParent();
 
-}  // namespace lx::wm
+} // namespace lx::wm

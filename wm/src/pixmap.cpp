@@ -7,7 +7,8 @@
 
 #include <cstdio>
 
-extern "C" int WMGetPixmap(Widget w, const char *path, int depth_one, Pixmap *pixmap, Pixmap *mask) {
+extern "C" int WMGetPixmap(Widget w, const char *path, int depth_one, Pixmap *pixmap, Pixmap *mask)
+{
     if (w == nullptr || path == nullptr || pixmap == nullptr || mask == nullptr) {
         return 0;
     }
@@ -24,8 +25,7 @@ extern "C" int WMGetPixmap(Widget w, const char *path, int depth_one, Pixmap *pi
     } else {
         int depth = 0;
         Pixel background = 0, foreground = 0;
-        XtVaGetValues(w, XmNdepth, &depth, XmNbackground, &background, XmNforeground, &foreground,
-                      nullptr);
+        XtVaGetValues(w, XmNdepth, &depth, XmNbackground, &background, XmNforeground, &foreground, nullptr);
         attributes.depth = static_cast<unsigned int>(depth);
         none.name = nullptr;
         none.value = const_cast<char *>("none");
@@ -37,8 +37,8 @@ extern "C" int WMGetPixmap(Widget w, const char *path, int depth_one, Pixmap *pi
 
     *pixmap = 0;
     *mask = 0;
-    const int status = XpmReadFileToPixmap(XtDisplay(w), RootWindowOfScreen(screen),
-                                           const_cast<char *>(path), pixmap, mask, &attributes);
+    const int status = XpmReadFileToPixmap(XtDisplay(w), RootWindowOfScreen(screen), const_cast<char *>(path), pixmap,
+                                           mask, &attributes);
     if (status != XpmSuccess) {
         std::printf("WM_getpixmap: Xpm Failed for file %s\n", path);
         std::fflush(stdout);

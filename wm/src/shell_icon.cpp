@@ -21,12 +21,14 @@ namespace {
 // Width, height, then one ARGB value per pixel; format-32 properties travel as longs in Xlib.
 using NetWmIcon = std::vector<long>;
 
-std::map<Widget, NetWmIcon> &PendingIcons() {
+std::map<Widget, NetWmIcon> &PendingIcons()
+{
     static std::map<Widget, NetWmIcon> icons;
     return icons;
 }
 
-long ArgbOfXpmColour(Display *display, Colormap colormap, const XpmColor &colour) {
+long ArgbOfXpmColour(Display *display, Colormap colormap, const XpmColor &colour)
+{
     const char *name = colour.c_color;
     for (const char *alternative : {colour.g_color, colour.g4_color, colour.m_color}) {
         if (name == nullptr) {
@@ -34,7 +36,7 @@ long ArgbOfXpmColour(Display *display, Colormap colormap, const XpmColor &colour
         }
     }
     if (name == nullptr || strcasecmp(name, "none") == 0) {
-        return 0;  // fully transparent
+        return 0; // fully transparent
     }
     XColor parsed{};
     if (!XParseColor(display, colormap, name, &parsed)) {
@@ -43,7 +45,8 @@ long ArgbOfXpmColour(Display *display, Colormap colormap, const XpmColor &colour
     return 0xff000000L | ((parsed.red >> 8) << 16) | ((parsed.green >> 8) << 8) | (parsed.blue >> 8);
 }
 
-std::optional<NetWmIcon> ReadNetWmIcon(Display *display, Colormap colormap, const char *path) {
+std::optional<NetWmIcon> ReadNetWmIcon(Display *display, Colormap colormap, const char *path)
+{
     XpmImage image{};
     if (XpmReadFileToXpmImage(const_cast<char *>(path), &image, nullptr) < 0) {
         return std::nullopt;
@@ -62,16 +65,17 @@ std::optional<NetWmIcon> ReadNetWmIcon(Display *display, Colormap colormap, cons
     return icon;
 }
 
-void WriteNetWmIcon(Widget shell, const NetWmIcon &icon) {
+void WriteNetWmIcon(Widget shell, const NetWmIcon &icon)
+{
     Display *display = XtDisplay(shell);
     Atom property = XInternAtom(display, "_NET_WM_ICON", False);
     XChangeProperty(display, XtWindow(shell), property, XA_CARDINAL, 32, PropModeReplace,
-                    reinterpret_cast<const unsigned char *>(icon.data()),
-                    static_cast<int>(icon.size()));
+                    reinterpret_cast<const unsigned char *>(icon.data()), static_cast<int>(icon.size()));
 }
 
 // A shell has no window until it is realized; the icon waits for its first structure event.
-void WriteIconWhenRealizedCB(Widget shell, XtPointer, XEvent *, Boolean *) {
+void WriteIconWhenRealizedCB(Widget shell, XtPointer, XEvent *, Boolean *)
+{
     GuardCallback(__func__, [shell] {
         auto &pending = PendingIcons();
         auto found = pending.find(shell);
@@ -85,7 +89,8 @@ void WriteIconWhenRealizedCB(Widget shell, XtPointer, XEvent *, Boolean *) {
 
 void ForgetPendingIconCB(Widget shell, XtPointer, XtPointer) { PendingIcons().erase(shell); }
 
-void SetNetWmIcon(Widget shell, const char *path) {
+void SetNetWmIcon(Widget shell, const char *path)
+{
     Colormap colormap = 0;
     XtVaGetValues(shell, XmNcolormap, &colormap, nullptr);
     auto icon = ReadNetWmIcon(XtDisplay(shell), colormap, path);
@@ -105,10 +110,11 @@ void SetNetWmIcon(Widget shell, const char *path) {
     }
 }
 
-}  // namespace
-}  // namespace lx::wm
+} // namespace
+} // namespace lx::wm
 
-extern "C" int WMSetShellIcon(Widget shell, const char *name) {
+extern "C" int WMSetShellIcon(Widget shell, const char *name)
+{
     if (shell == nullptr || name == nullptr) {
         return 0;
     }

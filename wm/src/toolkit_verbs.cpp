@@ -5,12 +5,14 @@
 
 namespace lx::wm {
 
-CompoundString MakeCompoundString(const char *text) {
-    return CompoundString(XmStringCreateLtoR(const_cast<char *>(text ? text : ""),
-                                             const_cast<char *>(XmFONTLIST_DEFAULT_TAG)));
+CompoundString MakeCompoundString(const char *text)
+{
+    return CompoundString(
+        XmStringCreateLtoR(const_cast<char *>(text ? text : ""), const_cast<char *>(XmFONTLIST_DEFAULT_TAG)));
 }
 
-std::optional<std::string> ReadCompoundString(XmString text) {
+std::optional<std::string> ReadCompoundString(XmString text)
+{
     if (text == nullptr) {
         return std::nullopt;
     }
@@ -36,19 +38,22 @@ std::optional<std::string> ReadCompoundString(XmString text) {
     return result;
 }
 
-void RemoveMessageBoxButton(Widget box, unsigned char which) {
+void RemoveMessageBoxButton(Widget box, unsigned char which)
+{
     if (Widget child = XmMessageBoxGetChild(box, which)) {
         XtUnmanageChild(child);
     }
 }
 
-void RemoveSelectionBoxButton(Widget box, unsigned char which) {
+void RemoveSelectionBoxButton(Widget box, unsigned char which)
+{
     if (Widget child = XmSelectionBoxGetChild(box, which)) {
         XtUnmanageChild(child);
     }
 }
 
-void DestroyDialog(Widget dialog) {
+void DestroyDialog(Widget dialog)
+{
     if (dialog == nullptr) {
         return;
     }
@@ -56,24 +61,25 @@ void DestroyDialog(Widget dialog) {
     XtDestroyWidget(dialog);
 }
 
-void ShowPopupShell(Widget shell) {
-    XtPopup(shell, XtGrabNone);
+void ShowPopupShell(Widget shell) { XtPopup(shell, XtGrabNone); }
+
+void HidePopupShell(Widget shell)
+{
+    XtPopdown(shell); // a no-op for a shell that is not up
 }
 
-void HidePopupShell(Widget shell) {
-    XtPopdown(shell);  // a no-op for a shell that is not up
-}
-
-void FitShellToChild(Widget shell, Widget child) {
+void FitShellToChild(Widget shell, Widget child)
+{
     XtWidgetGeometry preferred{};
     XtQueryGeometry(child, nullptr, &preferred);
-    if ((preferred.request_mode & CWWidth) && (preferred.request_mode & CWHeight) &&
-        preferred.width > 0 && preferred.height > 0) {
+    if ((preferred.request_mode & CWWidth) && (preferred.request_mode & CWHeight) && preferred.width > 0 &&
+        preferred.height > 0) {
         XtVaSetValues(shell, XmNwidth, ToArgVal(preferred.width), XmNheight, ToArgVal(preferred.height), nullptr);
     }
 }
 
-void StopTimer(XtIntervalId &id) {
+void StopTimer(XtIntervalId &id)
+{
     if (id != 0) {
         XtIntervalId pending = id;
         id = 0;
@@ -81,11 +87,12 @@ void StopTimer(XtIntervalId &id) {
     }
 }
 
-Widget FindWmShell(Widget w) {
+Widget FindWmShell(Widget w)
+{
     while (w != nullptr && !XtIsWMShell(w)) {
         w = XtParent(w);
     }
     return w;
 }
 
-}  // namespace lx::wm
+} // namespace lx::wm

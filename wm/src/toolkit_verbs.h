@@ -16,7 +16,8 @@ namespace lx::wm {
 // terminate the program, so every callback body runs inside this guard. `where` is the name of
 // the function the guard runs in (__func__), which its message names.
 template <class Body>
-void GuardCallback(const char *where, Body &&body) noexcept {
+void GuardCallback(const char *where, Body &&body) noexcept
+{
     try {
         body();
     } catch (const std::exception &e) {
@@ -68,4 +69,4 @@ Widget FindWmShell(Widget w);
 // on 64-bit machines, so values are widened first.
 inline XtArgVal ToArgVal(long value) { return static_cast<XtArgVal>(value); }
 
-}  // namespace lx::wm
+} // namespace lx::wm

@@ -20,7 +20,7 @@ namespace lx::wm {
 namespace {
 
 constexpr unsigned long kShowDelayMs = 750;
-constexpr long kDisplayTimeMs = 3000;  // 0 or less: keep until the pointer leaves
+constexpr long kDisplayTimeMs = 3000; // 0 or less: keep until the pointer leaves
 
 struct TooltipEntry {
     Widget widget = nullptr;
@@ -28,7 +28,7 @@ struct TooltipEntry {
 };
 
 struct Tooltips {
-    std::vector<TooltipEntry> registry;  // entries are never removed: the index is client data
+    std::vector<TooltipEntry> registry; // entries are never removed: the index is client data
     Widget shell = nullptr;
     Widget label = nullptr;
     XtAppContext app = nullptr;
@@ -36,12 +36,14 @@ struct Tooltips {
     XtIntervalId hideTimer = 0;
 };
 
-Tooltips &Tips() {
+Tooltips &Tips()
+{
     static Tooltips tips;
     return tips;
 }
 
-void Hide() {
+void Hide()
+{
     Tooltips &t = Tips();
     if (t.shell != nullptr) {
         HidePopupShell(t.shell);
@@ -50,20 +52,23 @@ void Hide() {
     StopTimer(t.hideTimer);
 }
 
-bool TooltipsWanted() {
-    int on = 1;  // missing or unreadable: on
+bool TooltipsWanted()
+{
+    int on = 1; // missing or unreadable: on
     FindSettingBool("LX_DO_TOOLTIPS", &on);
     return on != 0;
 }
 
-void HideTimerCB(XtPointer, XtIntervalId *) {
+void HideTimerCB(XtPointer, XtIntervalId *)
+{
     GuardCallback(__func__, [] {
-        Tips().hideTimer = 0;  // firing now, already off Xt's queue
+        Tips().hideTimer = 0; // firing now, already off Xt's queue
         Hide();
     });
 }
 
-void ShowTimerCB(XtPointer, XtIntervalId *) {
+void ShowTimerCB(XtPointer, XtIntervalId *)
+{
     GuardCallback(__func__, [] {
         Tooltips &t = Tips();
         t.showTimer = 0;
@@ -76,7 +81,8 @@ void ShowTimerCB(XtPointer, XtIntervalId *) {
 }
 
 // The popup dies with the shell it was created under; the next enter creates a new one.
-void PopupGoneCB(Widget, XtPointer, XtPointer) {
+void PopupGoneCB(Widget, XtPointer, XtPointer)
+{
     Tooltips &t = Tips();
     t.shell = nullptr;
     t.label = nullptr;
@@ -84,25 +90,26 @@ void PopupGoneCB(Widget, XtPointer, XtPointer) {
     StopTimer(t.hideTimer);
 }
 
-void CreatePopup(Tooltips &t, Widget wmShell) {
-    t.shell = XtVaCreatePopupShell("tooltip_shell", topLevelShellWidgetClass, wmShell,
-                                   XmNoverrideRedirect, True, XmNallowShellResize, True,
-                                   XmNmappedWhenManaged, False, XmNwidth, ToArgVal(1), XmNheight,
-                                   ToArgVal(1), XmNborderWidth, ToArgVal(1), nullptr);
+void CreatePopup(Tooltips &t, Widget wmShell)
+{
+    t.shell = XtVaCreatePopupShell("tooltip_shell", topLevelShellWidgetClass, wmShell, XmNoverrideRedirect, True,
+                                   XmNallowShellResize, True, XmNmappedWhenManaged, False, XmNwidth, ToArgVal(1),
+                                   XmNheight, ToArgVal(1), XmNborderWidth, ToArgVal(1), nullptr);
     t.label = XtVaCreateManagedWidget("tooltip_label", xmLabelWidgetClass, t.shell, nullptr);
     XtVaSetValues(t.shell, XmNmappedWhenManaged, True, nullptr);
     XtAddCallback(t.shell, XmNdestroyCallback, PopupGoneCB, nullptr);
 }
 
-bool IsMenuEntry(Widget w) {
+bool IsMenuEntry(Widget w)
+{
     Widget parent = XtParent(w);
     Widget grandparent = parent != nullptr ? XtParent(parent) : nullptr;
-    return (parent != nullptr && XmIsMenuShell(parent)) ||
-           (grandparent != nullptr && XmIsMenuShell(grandparent));
+    return (parent != nullptr && XmIsMenuShell(parent)) || (grandparent != nullptr && XmIsMenuShell(grandparent));
 }
 
 // Below the widget, or above it near the bottom edge; pulled left near the right edge.
-void PositionPopup(Tooltips &t, Widget w) {
+void PositionPopup(Tooltips &t, Widget w)
+{
     Dimension height = 0, popupWidth = 0, popupHeight = 0;
     XtVaGetValues(w, XmNheight, &height, nullptr);
     XtVaGetValues(t.shell, XmNwidth, &popupWidth, XmNheight, &popupHeight, nullptr);
@@ -124,7 +131,8 @@ void PositionPopup(Tooltips &t, Widget w) {
     XtVaSetValues(t.shell, XmNx, ToArgVal(x), XmNy, ToArgVal(y), nullptr);
 }
 
-void EnterCB(Widget w, XtPointer client, XEvent *event, Boolean *) {
+void EnterCB(Widget w, XtPointer client, XEvent *event, Boolean *)
+{
     GuardCallback(__func__, [w, client, event] {
         if (event->type != EnterNotify || event->xcrossing.mode != NotifyNormal) {
             return;
@@ -156,7 +164,8 @@ void EnterCB(Widget w, XtPointer client, XEvent *event, Boolean *) {
     });
 }
 
-void LeaveCB(Widget, XtPointer, XEvent *event, Boolean *) {
+void LeaveCB(Widget, XtPointer, XEvent *event, Boolean *)
+{
     GuardCallback(__func__, [event] {
         if (event->type == LeaveNotify) {
             Hide();
@@ -165,7 +174,8 @@ void LeaveCB(Widget, XtPointer, XEvent *event, Boolean *) {
 }
 
 // A destroyed widget's address may come back for a new one, which must get handlers again.
-void ForgetWidgetCB(Widget, XtPointer client, XtPointer) {
+void ForgetWidgetCB(Widget, XtPointer client, XtPointer)
+{
     Tooltips &t = Tips();
     const auto index = reinterpret_cast<uintptr_t>(client);
     if (index < t.registry.size()) {
@@ -173,7 +183,8 @@ void ForgetWidgetCB(Widget, XtPointer client, XtPointer) {
     }
 }
 
-void SetTooltip(Widget w, const char *text) {
+void SetTooltip(Widget w, const char *text)
+{
     Tooltips &t = Tips();
     if (t.hideTimer != 0) {
         if (t.shell != nullptr) {
@@ -199,19 +210,21 @@ void SetTooltip(Widget w, const char *text) {
     XtAddCallback(w, XmNdestroyCallback, ForgetWidgetCB, data);
 }
 
-}  // namespace
-}  // namespace lx::wm
+} // namespace
+} // namespace lx::wm
 
 using namespace lx::wm;
 
-extern "C" void WMSetTooltip(Widget w, const char *text) {
+extern "C" void WMSetTooltip(Widget w, const char *text)
+{
     if (w == nullptr) {
         return;
     }
     GuardCallback(__func__, [w, text] { SetTooltip(w, text); });
 }
 
-extern "C" void WMSetHelpText(Widget w, const char *format, ...) {
+extern "C" void WMSetHelpText(Widget w, const char *format, ...)
+{
     if (w == nullptr) {
         return;
     }
@@ -231,7 +244,8 @@ extern "C" void WMSetHelpText(Widget w, const char *format, ...) {
     WMSetTooltip(target, text);
 }
 
-extern "C" void WMCancelTooltip(void) {
+extern "C" void WMCancelTooltip(void)
+{
     Tooltips &t = Tips();
     if (t.showTimer != 0 || t.hideTimer != 0) {
         Hide();

@@ -19,14 +19,16 @@
 
 namespace {
 
-std::string ReadFile(const std::string &path) {
+std::string ReadFile(const std::string &path)
+{
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
 }
 
-void WriteFile(const std::string &path, const std::string &text) {
+void WriteFile(const std::string &path, const std::string &text)
+{
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }
 
@@ -34,14 +36,16 @@ bool Exists(const std::string &path) { return access(path.c_str(), F_OK) == 0; }
 
 class AppLog : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         char pattern[] = "/tmp/lxwm-log-XXXXXX";
         home = mkdtemp(pattern);
     }
     void TearDown() override { std::system(("rm -rf '" + home + "'").c_str()); }
 
     // Runs `body` in a child process with HOME and LX_APPLICATION set; returns its exit code.
-    int InChild(const char *application, const std::function<int()> &body) {
+    int InChild(const char *application, const std::function<int()> &body)
+    {
         pid_t child = fork();
         if (child == 0) {
             setenv("HOME", home.c_str(), 1);
@@ -58,12 +62,14 @@ protected:
     }
 
     // The log directory and the file written by one WriteLog in a fresh process.
-    std::string DirectoryFor(const char *application) {
+    std::string DirectoryFor(const char *application)
+    {
         const std::string out = home + "/dir.out";
-        EXPECT_EQ(InChild(application, [&] {
-                      WriteFile(out, LogDirectory());
-                      return WriteLog("hello %d", 42) == 0 ? 0 : 1;
-                  }),
+        EXPECT_EQ(InChild(application,
+                          [&] {
+                              WriteFile(out, LogDirectory());
+                              return WriteLog("hello %d", 42) == 0 ? 0 : 1;
+                          }),
                   0);
         return ReadFile(out);
     }
@@ -71,7 +77,8 @@ protected:
     std::string home;
 };
 
-TEST_F(AppLog, DirectoryAndNameFollowTheApplication) {
+TEST_F(AppLog, DirectoryAndNameFollowTheApplication)
+{
     EXPECT_EQ(DirectoryFor(nullptr), home + "/lumarix-logs");
     EXPECT_TRUE(Exists(home + "/lumarix-logs/lumarixlog.txt"));
 
@@ -89,13 +96,15 @@ TEST_F(AppLog, DirectoryAndNameFollowTheApplication) {
     EXPECT_EQ(info.st_mode & 0777, 0755u);
 }
 
-TEST_F(AppLog, FallsBackToHomeWhenTheDirectoryCannotBeMade) {
+TEST_F(AppLog, FallsBackToHomeWhenTheDirectoryCannotBeMade)
+{
     WriteFile(home + "/lumarix-logs", "a file where the directory should be");
     EXPECT_EQ(DirectoryFor(nullptr), home);
     EXPECT_TRUE(Exists(home + "/lumarixlog.txt"));
 }
 
-TEST_F(AppLog, FallsBackToTmpWithoutAUsableHome) {
+TEST_F(AppLog, FallsBackToTmpWithoutAUsableHome)
+{
     const std::string out = home + "/dir.out";
     pid_t child = fork();
     if (child == 0) {
@@ -107,37 +116,43 @@ TEST_F(AppLog, FallsBackToTmpWithoutAUsableHome) {
     EXPECT_EQ(ReadFile(out), "/tmp");
 }
 
-TEST_F(AppLog, LinesCarryTheTimeAndTheMessage) {
+TEST_F(AppLog, LinesCarryTheTimeAndTheMessage)
+{
     DirectoryFor(nullptr);
     DirectoryFor(nullptr);
     const std::string text = ReadFile(home + "/lumarix-logs/lumarixlog.txt");
-    const std::regex line(R"(\[(Mon|Tue|Wed|Thu|Fri|Sat|Sun) [A-Z][a-z]{2} [ 0-9]\d \d\d:\d\d:\d\d \d{4}\]: hello 42\n)");
+    const std::regex line(
+        R"(\[(Mon|Tue|Wed|Thu|Fri|Sat|Sun) [A-Z][a-z]{2} [ 0-9]\d \d\d:\d\d:\d\d \d{4}\]: hello 42\n)");
     const std::string one = text.substr(0, text.size() / 2);
     EXPECT_TRUE(std::regex_match(one, line)) << one;
     EXPECT_EQ(text.size(), 2 * one.size());
 }
 
-TEST_F(AppLog, UnwritableLogGoesToStandardError) {
+TEST_F(AppLog, UnwritableLogGoesToStandardError)
+{
     mkdir((home + "/lumarix-logs").c_str(), 0755);
-    mkdir((home + "/lumarix-logs/lumarixlog.txt").c_str(), 0755);  // cannot be opened as a file
+    mkdir((home + "/lumarix-logs/lumarixlog.txt").c_str(), 0755); // cannot be opened as a file
     EXPECT_EQ(InChild(nullptr, [] { return WriteLog("nowhere to go") == -1 ? 0 : 1; }), 0);
 }
 
 class AppLogRotation : public AppLog {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         AppLog::SetUp();
         dir = home + "/lumarix-logs";
         mkdir(dir.c_str(), 0755);
     }
-    std::string Log(int n = 0) {
-        return dir + "/lumarixlog" + (n > 0 ? std::to_string(n) : std::string()) + ".txt";
+    std::string Log(int n = 0) { return dir + "/lumarixlog" + (n > 0 ? std::to_string(n) : std::string()) + ".txt"; }
+    void WriteOneLine()
+    {
+        ASSERT_EQ(InChild(nullptr, [] { return WriteLog("after") == 0 ? 0 : 1; }), 0);
     }
-    void WriteOneLine() { ASSERT_EQ(InChild(nullptr, [] { return WriteLog("after") == 0 ? 0 : 1; }), 0); }
     std::string dir;
 };
 
-TEST_F(AppLogRotation, LogOf1199999BytesIsNotRotated) {
+TEST_F(AppLogRotation, LogOf1199999BytesIsNotRotated)
+{
     WriteFile(Log(), std::string(1199999, 'a'));
     WriteOneLine();
     EXPECT_FALSE(Exists(Log(1)));
@@ -146,7 +161,8 @@ TEST_F(AppLogRotation, LogOf1199999BytesIsNotRotated) {
     EXPECT_NE(text.find("]: after\n", 1199999), std::string::npos);
 }
 
-TEST_F(AppLogRotation, LogOf1200000BytesIsRotated) {
+TEST_F(AppLogRotation, LogOf1200000BytesIsRotated)
+{
     WriteFile(Log(), std::string(1200000, 'b'));
     WriteFile(Log(1), "old one");
     WriteOneLine();
@@ -158,7 +174,8 @@ TEST_F(AppLogRotation, LogOf1200000BytesIsRotated) {
     EXPECT_LT(fresh.size(), 100u);
 }
 
-TEST_F(AppLogRotation, MissingMiddleFileDoesNotStopTheChain) {
+TEST_F(AppLogRotation, MissingMiddleFileDoesNotStopTheChain)
+{
     WriteFile(Log(), std::string(1300000, 'c'));
     WriteFile(Log(1), "one");
     WriteFile(Log(2), "two");
@@ -173,4 +190,4 @@ TEST_F(AppLogRotation, MissingMiddleFileDoesNotStopTheChain) {
     EXPECT_NE(ReadFile(Log()).find("]: after\n"), std::string::npos);
 }
 
-}  // namespace
+} // namespace

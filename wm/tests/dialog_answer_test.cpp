@@ -18,7 +18,8 @@ using namespace lxtest;
 namespace {
 
 // Acts on the dialog named `name` once it is up.
-void WhenShown(const char *name, std::function<void(Widget)> act) {
+void WhenShown(const char *name, std::function<void(Widget)> act)
+{
     std::string wanted = name;
     After(100, [wanted, act] {
         Widget dialog = FindDialog(wanted.c_str());
@@ -31,14 +32,15 @@ void PressBox(Widget box, unsigned char which) { PressButton(XmMessageBoxGetChil
 
 std::string LogText() { return ReadFile(std::string(LogDirectory()) + "/lumarixlog.txt"); }
 
-}  // namespace
+} // namespace
 
 class Question : public ::testing::Test {
 protected:
     void SetUp() override { NewMainForm("Questions"); }
 };
 
-TEST_F(Question, OkAnswersYes) {
+TEST_F(Question, OkAnswersYes)
+{
     std::string message;
     bool modal = false, helpHidden = false;
     WhenShown("question", [&](Widget q) {
@@ -58,15 +60,17 @@ TEST_F(Question, OkAnswersYes) {
 
 namespace {
 int gAskedAnswer = -1;
-void AskFromButtonCB(Widget, XtPointer, XtPointer) {
+void AskFromButtonCB(Widget, XtPointer, XtPointer)
+{
     gAskedAnswer = WMAskQuestion("You have made changes.\nAre you sure you want to quit?");
 }
-}  // namespace
+} // namespace
 
 // As the editor's Done button does: the question runs inside a callback of the event loop, so
 // its dialog is destroyed only when that callback has returned. Cancel and the window manager's
 // close both answer no.
-TEST_F(Question, AskedFromAButtonCallbackCleansUpAfterTheCallback) {
+TEST_F(Question, AskedFromAButtonCallbackCleansUpAfterTheCallback)
+{
     Widget button = XtVaCreateManagedWidget("Done", xmPushButtonWidgetClass, current_form, nullptr);
     XtAddCallback(button, XmNactivateCallback, AskFromButtonCB, nullptr);
     SpinFor(50);
@@ -90,7 +94,8 @@ protected:
     char answer[WM_ANSWER_SIZE] = "stale";
 };
 
-TEST_F(Prompt, OkReturnsTheTypedText) {
+TEST_F(Prompt, OkReturnsTheTypedText)
+{
     std::string label, shownDefault;
     WhenShown("prompt", [&](Widget p) {
         label = ResourceText(p, XmNselectionLabelString);
@@ -108,7 +113,8 @@ TEST_F(Prompt, OkReturnsTheTypedText) {
     EXPECT_EQ(shownDefault, "default preset");
 }
 
-TEST_F(Prompt, CancelAndWindowManagerCloseEmptyTheAnswer) {
+TEST_F(Prompt, CancelAndWindowManagerCloseEmptyTheAnswer)
+{
     for (bool byClose : {false, true}) {
         WhenShown("prompt", [byClose](Widget p) {
             byClose ? SendDeleteWindow(XtParent(p)) : PressButton(XmSelectionBoxGetChild(p, XmDIALOG_CANCEL_BUTTON));
@@ -125,7 +131,8 @@ protected:
     void SetUp() override { NewMainForm("Suppressible"); }
 };
 
-TEST_F(Suppressible, QuestionWithFlagClearAsksAndTheToggleFlipsTheFlag) {
+TEST_F(Suppressible, QuestionWithFlagClearAsksAndTheToggleFlipsTheFlag)
+{
     int suppress = 0;
     std::string toggleLabel;
     bool toggleInitiallyOff = false;
@@ -145,15 +152,16 @@ TEST_F(Suppressible, QuestionWithFlagClearAsksAndTheToggleFlipsTheFlag) {
     EXPECT_EQ(FindDialog("question"), nullptr);
 }
 
-TEST_F(Suppressible, WarningWithFlagSetOnlyLogs) {
+TEST_F(Suppressible, WarningWithFlagSetOnlyLogs)
+{
     int suppress = 1;
     EXPECT_EQ(WMShowWarningSuppressible(&suppress, "Disk %d nearly full", 7), nullptr);
     EXPECT_EQ(FindDialog("warning"), nullptr);
-    EXPECT_NE(LogText().find("]: WMShowWarning (dialog disabled by user): Disk 7 nearly full\n"),
-              std::string::npos);
+    EXPECT_NE(LogText().find("]: WMShowWarning (dialog disabled by user): Disk 7 nearly full\n"), std::string::npos);
 }
 
-TEST_F(Suppressible, WarningWithFlagClearShowsAToggleThatFlipsTheFlag) {
+TEST_F(Suppressible, WarningWithFlagClearShowsAToggleThatFlipsTheFlag)
+{
     int suppress = 0;
     Widget dialog = WMShowWarningSuppressible(&suppress, "Disk %d nearly full", 8);
     ASSERT_NE(dialog, nullptr);
@@ -172,7 +180,8 @@ protected:
     void SetUp() override { NewMainForm("Warnings"); }
 };
 
-TEST_F(Warning, ShowsOkOnlyAndOkDestroysIt) {
+TEST_F(Warning, ShowsOkOnlyAndOkDestroysIt)
+{
     Widget dialog = WMShowWarning("Value %s is out of range", "12");
     ASSERT_NE(dialog, nullptr);
     EXPECT_STREQ(XtName(dialog), "warning");
@@ -185,7 +194,8 @@ TEST_F(Warning, ShowsOkOnlyAndOkDestroysIt) {
     EXPECT_TRUE(SpinUntil([&] { return !live.alive; }, 1000));
 }
 
-TEST_F(Warning, LongTextIsCutAt499Characters) {
+TEST_F(Warning, LongTextIsCutAt499Characters)
+{
     const std::string longText(700, 'w');
     Widget dialog = WMShowWarning("%s", longText.c_str());
     ASSERT_NE(dialog, nullptr);

@@ -16,7 +16,8 @@ struct Placed {
     int height;
 };
 
-Placed WarningAtPointer(int px, int py) {
+Placed WarningAtPointer(int px, int py)
+{
     WarpPointer(px, py);
     Widget dialog = WMShowWarning("Placed with the pointer at %d,%d", px, py);
     EXPECT_NE(dialog, nullptr);
@@ -26,11 +27,12 @@ Placed WarningAtPointer(int px, int py) {
     return {WindowOrigin(XtParent(dialog)), width, height};
 }
 
-}  // namespace
+} // namespace
 
 class DialogPlacement : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         NewMainForm("Placement");
         Screen *screen = DefaultScreenOfDisplay(Dpy());
         screenWidth = WidthOfScreen(screen);
@@ -40,13 +42,15 @@ protected:
     int screenHeight = 0;
 };
 
-TEST_F(DialogPlacement, CentredOnThePointerAwayFromTheEdges) {
+TEST_F(DialogPlacement, CentredOnThePointerAwayFromTheEdges)
+{
     Placed p = WarningAtPointer(600, 500);
     EXPECT_EQ(p.at.x, 600 - p.width / 2);
     EXPECT_EQ(p.at.y, 500 - p.height / 2);
 }
 
-TEST_F(DialogPlacement, KeptFiftyPixelsFromTheLeftAndTopEdges) {
+TEST_F(DialogPlacement, KeptFiftyPixelsFromTheLeftAndTopEdges)
+{
     Placed p = WarningAtPointer(0, 0);
     EXPECT_EQ(p.at.x, 50);
     EXPECT_EQ(p.at.y, 50);
@@ -56,7 +60,8 @@ TEST_F(DialogPlacement, KeptFiftyPixelsFromTheLeftAndTopEdges) {
     EXPECT_EQ(p.at.y, 500 - p.height / 2);
 }
 
-TEST_F(DialogPlacement, KeptWhollyOnScreenAtTheRightAndBottomEdges) {
+TEST_F(DialogPlacement, KeptWhollyOnScreenAtTheRightAndBottomEdges)
+{
     Placed p = WarningAtPointer(screenWidth - 1, screenHeight - 1);
     EXPECT_EQ(p.at.x, screenWidth - p.width);
     EXPECT_EQ(p.at.y, screenHeight - p.height);
@@ -66,7 +71,8 @@ TEST_F(DialogPlacement, KeptWhollyOnScreenAtTheRightAndBottomEdges) {
     EXPECT_EQ(p.at.y, screenHeight - p.height);
 }
 
-TEST_F(DialogPlacement, CentringFlagCentresOnlyTheNextDialog) {
+TEST_F(DialogPlacement, CentringFlagCentresOnlyTheNextDialog)
+{
     WMCenterNextDialog();
     Placed centred = WarningAtPointer(100, 900);
     EXPECT_EQ(centred.at.x, screenWidth / 2 - centred.width / 2);

@@ -17,7 +17,8 @@ using namespace lxtest;
 
 class Help : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         NewMainForm("Help");
         ::unlink(ArgsFile().c_str());
     }
@@ -25,7 +26,8 @@ protected:
     static std::string Page(const std::string &leaf) { return BaseDir() + "/help/" + leaf; }
 };
 
-TEST_F(Help, ViewerGetsThePagePathAsOneArgumentAndIsWaitedFor) {
+TEST_F(Help, ViewerGetsThePagePathAsOneArgumentAndIsWaitedFor)
+{
     WriteFile(Page("Parmset.htm"), "<html>help</html>");
     XEvent event{};
     event.type = ButtonRelease;
@@ -36,13 +38,15 @@ TEST_F(Help, ViewerGetsThePagePathAsOneArgumentAndIsWaitedFor) {
     EXPECT_FALSE(FileExists("injected")) << "nothing in the base directory's name ran";
 }
 
-TEST_F(Help, OnlyTheTopicsFirstWordNamesThePageAndHtmlIsTheFallback) {
+TEST_F(Help, OnlyTheTopicsFirstWordNamesThePageAndHtmlIsTheFallback)
+{
     WriteFile(Page("Acquisition.html"), "<html>help</html>");
     WMPresentHelp("Acquisition settings page");
     EXPECT_EQ(ReadFile(ArgsFile()), "1\n" + Page("Acquisition.html") + "\n");
 }
 
-TEST_F(Help, MissingPageIsReportedInAWarning) {
+TEST_F(Help, MissingPageIsReportedInAWarning)
+{
     WMPresentHelp("Nowhere at all");
     EXPECT_FALSE(FileExists(ArgsFile()));
     Widget warning = FindDialog("warning");
@@ -50,7 +54,8 @@ TEST_F(Help, MissingPageIsReportedInAWarning) {
     EXPECT_EQ(ResourceText(warning, XmNmessageString), "Sorry, no help available for topic \"Nowhere at all\" ");
 }
 
-TEST_F(Help, EmptyTopicGivesANoteThatClosesAfterFourSeconds) {
+TEST_F(Help, EmptyTopicGivesANoteThatClosesAfterFourSeconds)
+{
     WMPresentHelp("");
     Widget note = FindDialog("info_dialog");
     ASSERT_NE(note, nullptr);
@@ -64,15 +69,17 @@ TEST_F(Help, EmptyTopicGivesANoteThatClosesAfterFourSeconds) {
 }
 
 // The viewer's text of a page when no browser is available: blocks, lists, entities, <pre>.
-TEST(HelpPageText, ShowsWhatABrowserShowsAsPlainText) {
+TEST(HelpPageText, ShowsWhatABrowserShowsAsPlainText)
+{
     for (const auto &[html, title, body] : std::initializer_list<std::array<const char *, 3>>{
              {"<html><head><TITLE> User\n Parameters </TITLE><style>p{x:1}</style></head><body><h1>Save</h1>"
               "<p>Checks   every\nvalue.<br>Then writes.</p><ul><li>one</li><LI>two &amp; &lt;3&gt;</ul></body>",
               "User Parameters", "Save\n----\n\nChecks every value.\nThen writes.\n\n- one\n- two & <3>\n"},
-             {"<pre>LX_SIZE  2000\n  LX_TMP /t</pre>after<!-- <p>hidden</p> -->&#65;&#x42;&#8364;&bogus; &",
-              "", "LX_SIZE  2000\n  LX_TMP /t\n\nafterAB?&bogus; &\n"},
+             {"<pre>LX_SIZE  2000\n  LX_TMP /t</pre>after<!-- <p>hidden</p> -->&#65;&#x42;&#8364;&bogus; &", "",
+              "LX_SIZE  2000\n  LX_TMP /t\n\nafterAB?&bogus; &\n"},
              {"<p>a</p><h2>Next</h2><table><tr><td>a</td><td>b</td></tr><tr><td>c</td></tr></table>&#12345678;"
-              "text<script>if (a < b) x();</SCRIPT>more<p unclosed", "", "a\n\nNext\n----\n\na b\nc\n\n?textmore\n"}}) {
+              "text<script>if (a < b) x();</SCRIPT>more<p unclosed",
+              "", "a\n\nNext\n----\n\na b\nc\n\n?textmore\n"}}) {
         const lx::wm::HelpPageText text = lx::wm::PlainTextOfHelpPage(html);
         EXPECT_EQ(text.title, title) << html;
         EXPECT_EQ(text.body, body) << html;

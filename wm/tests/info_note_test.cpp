@@ -14,7 +14,8 @@ protected:
     void SetUp() override { NewMainForm("Notes"); }
 };
 
-TEST_F(InfoNote, TwoSecondNoteIsDestroyedAfterAbout2000Ms) {
+TEST_F(InfoNote, TwoSecondNoteIsDestroyedAfterAbout2000Ms)
+{
     const auto shownAt = Clock::now();
     EXPECT_EQ(WMShowInfo("Saved options to file /tmp/x.cfg\n", 2), 0);
     Widget note = FindDialog("info_dialog");
@@ -27,7 +28,8 @@ TEST_F(InfoNote, TwoSecondNoteIsDestroyedAfterAbout2000Ms) {
     EXPECT_LE(ms, 2600);
 }
 
-TEST_F(InfoNote, NoteWithoutTimeoutStaysUntilOkAndOffersOnlyOk) {
+TEST_F(InfoNote, NoteWithoutTimeoutStaysUntilOkAndOffersOnlyOk)
+{
     WMShowInfo("Stays until OK", 0);
     Widget note = FindDialog("info_dialog");
     ASSERT_NE(note, nullptr);
@@ -40,12 +42,13 @@ TEST_F(InfoNote, NoteWithoutTimeoutStaysUntilOkAndOffersOnlyOk) {
     EXPECT_TRUE(SpinUntil([&] { return !IsOnScreen(XtParent(note)); }, 1000));
 }
 
-TEST_F(InfoNote, NoteDestroyedEarlyDoesNotFireItsTimer) {
+TEST_F(InfoNote, NoteDestroyedEarlyDoesNotFireItsTimer)
+{
     WMShowInfo("Goes with its parent", 1);
     Widget note = FindDialog("info_dialog");
     ASSERT_NE(note, nullptr);
     XtDestroyWidget(baseshell);
     baseshell = topshell = nullptr;
-    SpinFor(1500);  // a stale timer would destroy freed memory here
+    SpinFor(1500); // a stale timer would destroy freed memory here
     SUCCEED();
 }

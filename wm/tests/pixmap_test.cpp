@@ -11,9 +11,8 @@ using namespace lxtest;
 
 namespace {
 
-const char *kCleanXpm =
-    "/* XPM */\nstatic char *clean[] = {\n\"4 2 2 1\",\n\"  c None\",\n\"x c #ff0000\",\n"
-    "\"  xx\",\n\"xx  \"};\n";
+const char *kCleanXpm = "/* XPM */\nstatic char *clean[] = {\n\"4 2 2 1\",\n\"  c None\",\n\"x c #ff0000\",\n"
+                        "\"  xx\",\n\"xx  \"};\n";
 
 // "notacolour" cannot be parsed: XPM falls back to the pixel's monochrome colour.
 const char *kWarningXpm =
@@ -22,18 +21,20 @@ const char *kWarningXpm =
 
 class Pixmaps : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         Widget form = NewMainForm("Pixmaps");
-        widget = XtVaCreateManagedWidget("holder", xmFormWidgetClass, form, XmNwidth, 20, XmNheight,
-                                         20, nullptr);
+        widget = XtVaCreateManagedWidget("holder", xmFormWidgetClass, form, XmNwidth, 20, XmNheight, 20, nullptr);
         SpinFor(20);
     }
-    std::string Write(const char *name, const char *text) {
+    std::string Write(const char *name, const char *text)
+    {
         std::string path = HomeDir() + "/" + name;
         WriteFile(path, text);
         return path;
     }
-    unsigned long PixelAt(Pixmap pixmap, int x, int y) {
+    unsigned long PixelAt(Pixmap pixmap, int x, int y)
+    {
         XImage *image = XGetImage(XtDisplay(widget), pixmap, x, y, 1, 1, AllPlanes, ZPixmap);
         unsigned long value = XGetPixel(image, 0, 0);
         XDestroyImage(image);
@@ -42,7 +43,8 @@ protected:
     Widget widget = nullptr;
 };
 
-TEST_F(Pixmaps, CleanFileLoadsSilentlyAndNoneTakesTheBackground) {
+TEST_F(Pixmaps, CleanFileLoadsSilentlyAndNoneTakesTheBackground)
+{
     const std::string path = Write("clean.xpm", kCleanXpm);
     Pixmap pixmap = 0, mask = 0;
     CaptureFd out(1);
@@ -56,7 +58,8 @@ TEST_F(Pixmaps, CleanFileLoadsSilentlyAndNoneTakesTheBackground) {
 
 // libXpm 3.5 reports the colour fallback as a warning only when exact colours are asked for,
 // which the layer does not do; whatever it reports, the picture must load.
-TEST_F(Pixmaps, UnusableColoursStillLoadAndPrintAtMostTheirLine) {
+TEST_F(Pixmaps, UnusableColoursStillLoadAndPrintAtMostTheirLine)
+{
     const std::string path = Write("warn.xpm", kWarningXpm);
     Pixmap pixmap = 0, mask = 0;
     CaptureFd out(1);
@@ -69,18 +72,20 @@ TEST_F(Pixmaps, UnusableColoursStillLoadAndPrintAtMostTheirLine) {
     EXPECT_NE(pixmap, static_cast<Pixmap>(XmUNSPECIFIED_PIXMAP));
 }
 
-TEST_F(Pixmaps, MissingOrBrokenFilesFail) {
+TEST_F(Pixmaps, MissingOrBrokenFilesFail)
+{
     Pixmap pixmap = 0, mask = 0;
     const std::string missing = HomeDir() + "/missing.xpm";
     CaptureFd out(1);
     EXPECT_EQ(WMGetPixmap(widget, missing.c_str(), 0, &pixmap, &mask), 0);
     const std::string broken = Write("broken.xpm", "/* XPM */\nstatic char *x[] = {\n\"9 9 1\",\n");
     EXPECT_EQ(WMGetPixmap(widget, broken.c_str(), 0, &pixmap, &mask), 0);
-    EXPECT_EQ(out.Text(), "WM_getpixmap: Xpm Failed for file " + missing + "\n" +
-                              "WM_getpixmap: Xpm Failed for file " + broken + "\n");
+    EXPECT_EQ(out.Text(), "WM_getpixmap: Xpm Failed for file " + missing + "\n" + "WM_getpixmap: Xpm Failed for file " +
+                              broken + "\n");
 }
 
-TEST_F(Pixmaps, DepthOneFlagGivesABitmapWithAMask) {
+TEST_F(Pixmaps, DepthOneFlagGivesABitmapWithAMask)
+{
     const std::string path = Write("clean1.xpm", kCleanXpm);
     Pixmap pixmap = 0, mask = 0;
     ASSERT_EQ(WMGetPixmap(widget, path.c_str(), 1, &pixmap, &mask), 1);
@@ -96,4 +101,4 @@ TEST_F(Pixmaps, DepthOneFlagGivesABitmapWithAMask) {
     EXPECT_EQ(PixelAt(mask, 2, 0), 1u);
 }
 
-}  // namespace
+} // namespace

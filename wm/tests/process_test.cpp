@@ -21,7 +21,8 @@ struct ProbeRun {
     std::string out, err;
 };
 
-ProbeRun RunProbe(const char *mode, bool withDisplay, const char *fontconfig = nullptr) {
+ProbeRun RunProbe(const char *mode, bool withDisplay, const char *fontconfig = nullptr)
+{
     const std::string out = HomeDir() + "/probe.out", err = HomeDir() + "/probe.err";
     pid_t child = fork();
     if (child == 0) {
@@ -41,9 +42,10 @@ ProbeRun RunProbe(const char *mode, bool withDisplay, const char *fontconfig = n
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
 }
 
-}  // namespace
+} // namespace
 
-TEST(WithoutDisplay, DialogsFallBackToStandardError) {
+TEST(WithoutDisplay, DialogsFallBackToStandardError)
+{
     ProbeRun run = RunProbe("no-display", false);
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "form=null\nwarning=null\nquestion=0\ninfo=0\nprompt=-1 answer=[]\n");
@@ -55,7 +57,8 @@ TEST(WithoutDisplay, DialogsFallBackToStandardError) {
         << "the missing display is reported once";
 }
 
-TEST(DialogOnlyProgram, WarningGetsAConfirmShellAsParent) {
+TEST(DialogOnlyProgram, WarningGetsAConfirmShellAsParent)
+{
     ProbeRun run = RunProbe("dialog-only", true);
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out, "parent=Confirm shell=Confirm\n");
@@ -63,7 +66,8 @@ TEST(DialogOnlyProgram, WarningGetsAConfirmShellAsParent) {
 
 // Labels draw with the desktop's anti-aliased sans font; where no such font opens (fontconfig
 // knowing no fonts) they keep Motif's core fonts rather than drawing no text at all.
-TEST(Fonts, RenderTableIsAntiAliasedWhereItsFontOpensElseCore) {
+TEST(Fonts, RenderTableIsAntiAliasedWhereItsFontOpensElseCore)
+{
     EXPECT_EQ(RunProbe("fonts", true).out, "xft drawn=1\n");
     WriteFile(HomeDir() + "/no-fonts.conf", "<?xml version=\"1.0\"?><fontconfig></fontconfig>\n");
     EXPECT_EQ(RunProbe("fonts", true, (HomeDir() + "/no-fonts.conf").c_str()).out, "core drawn=1\n");

@@ -15,7 +15,8 @@ using namespace lxtest;
 
 namespace {
 
-std::vector<long> ReadLongProperty(Widget shell, const char *name) {
+std::vector<long> ReadLongProperty(Widget shell, const char *name)
+{
     Display *d = XtDisplay(shell);
     XSync(d, False);
     Atom actualType = 0;
@@ -23,9 +24,9 @@ std::vector<long> ReadLongProperty(Widget shell, const char *name) {
     unsigned long count = 0, remaining = 0;
     unsigned char *data = nullptr;
     std::vector<long> values;
-    if (XGetWindowProperty(d, XtWindow(shell), XInternAtom(d, name, False), 0, 1 << 16, False,
-                           AnyPropertyType, &actualType, &actualFormat, &count, &remaining,
-                           &data) == Success && data != nullptr) {
+    if (XGetWindowProperty(d, XtWindow(shell), XInternAtom(d, name, False), 0, 1 << 16, False, AnyPropertyType,
+                           &actualType, &actualFormat, &count, &remaining, &data) == Success &&
+        data != nullptr) {
         const long *longs = reinterpret_cast<const long *>(data);
         values.assign(longs, longs + count);
         XFree(data);
@@ -38,7 +39,8 @@ struct Hints {
     long decorations;
 };
 
-Hints MwmHintsOf(Widget shell) {
+Hints MwmHintsOf(Widget shell)
+{
     std::vector<long> hints = ReadLongProperty(shell, "_MOTIF_WM_HINTS");
     EXPECT_GE(hints.size(), 3u);
     if (hints.size() < 3) {
@@ -48,7 +50,8 @@ Hints MwmHintsOf(Widget shell) {
     return {hints[1], hints[2]};
 }
 
-Widget RealizedShell(const char *title, bool resizable) {
+Widget RealizedShell(const char *title, bool resizable)
+{
     Dpy();
     WMSetResizable(resizable ? 1 : 0);
     Widget shell = CreateAppShell(title);
@@ -58,11 +61,12 @@ Widget RealizedShell(const char *title, bool resizable) {
     return shell;
 }
 
-}  // namespace
+} // namespace
 
 class ShellHints : public ::testing::Test {};
 
-TEST_F(ShellHints, DecorationsAndFunctionsFollowTitleAndResizableFlag) {
+TEST_F(ShellHints, DecorationsAndFunctionsFollowTitleAndResizableFlag)
+{
     struct Case {
         const char *title;
         bool resizable;
@@ -76,7 +80,8 @@ TEST_F(ShellHints, DecorationsAndFunctionsFollowTitleAndResizableFlag) {
     }
 }
 
-TEST_F(ShellHints, ResizableFlagAppliesToTheNextShellOnly) {
+TEST_F(ShellHints, ResizableFlagAppliesToTheNextShellOnly)
+{
     Dpy();
     WMSetResizable(1);
     Widget first = CreateAppShell("First");
@@ -91,7 +96,8 @@ TEST_F(ShellHints, ResizableFlagAppliesToTheNextShellOnly) {
 
 class ShellPlacement : public ::testing::Test {};
 
-TEST_F(ShellPlacement, ShellAppearsTenPixelsUpAndLeftOfThePointer) {
+TEST_F(ShellPlacement, ShellAppearsTenPixelsUpAndLeftOfThePointer)
+{
     WarpPointer(400, 300);
     Widget shell = RealizedShell("At pointer", false);
     Point at = WindowOrigin(shell);
@@ -101,7 +107,8 @@ TEST_F(ShellPlacement, ShellAppearsTenPixelsUpAndLeftOfThePointer) {
 
 class ShellIcon : public ::testing::Test {};
 
-TEST_F(ShellIcon, IconPixmapAndNetWmIconComeFromTheSuiteIcon) {
+TEST_F(ShellIcon, IconPixmapAndNetWmIconComeFromTheSuiteIcon)
+{
     Widget shell = RealizedShell("Iconic", false);
     Pixmap icon = 0;
     XtVaGetValues(shell, XmNiconPixmap, &icon, nullptr);
@@ -118,7 +125,8 @@ TEST_F(ShellIcon, IconPixmapAndNetWmIconComeFromTheSuiteIcon) {
     EXPECT_EQ(pixel(10, 28), 0xffc9a23aUL) << "slide colour";
 }
 
-TEST_F(ShellIcon, MissingIconFileIsNotAnError) {
+TEST_F(ShellIcon, MissingIconFileIsNotAnError)
+{
     Widget shell = RealizedShell("No icon", false);
     CaptureFd out(1);
     EXPECT_EQ(WMSetShellIcon(shell, "no-such-icon.xpm"), 0);
@@ -128,7 +136,8 @@ TEST_F(ShellIcon, MissingIconFileIsNotAnError) {
 
 class MainForm : public ::testing::Test {};
 
-TEST_F(MainForm, SetsTheLayerAnchors) {
+TEST_F(MainForm, SetsTheLayerAnchors)
+{
     Widget form = NewMainForm("Anchors");
     ASSERT_NE(form, nullptr);
     EXPECT_STREQ(XtName(form), "form");
@@ -149,7 +158,8 @@ TEST_F(MainForm, SetsTheLayerAnchors) {
     EXPECT_EQ(WMGetAppContext(), XtWidgetToApplicationContext(second));
 }
 
-TEST_F(MainForm, BackgroundComesFromTheStandardColourSetting) {
+TEST_F(MainForm, BackgroundComesFromTheStandardColourSetting)
+{
     Widget form = NewMainForm("Coloured");
     Pixel background = 0;
     XtVaGetValues(XtParent(form), XmNbackground, &background, nullptr);
@@ -172,14 +182,16 @@ struct Closed {
     void *record = nullptr;
 };
 Closed gClosed;
-void RecordClose(void *argument, void *record) {
+void RecordClose(void *argument, void *record)
+{
     ++gClosed.calls;
     gClosed.argument = argument;
     gClosed.record = record;
 }
-}  // namespace
+} // namespace
 
-TEST_F(DeleteWindowHandler, CloseRequestReachesTheHandlerAndKeepsTheWindow) {
+TEST_F(DeleteWindowHandler, CloseRequestReachesTheHandlerAndKeepsTheWindow)
+{
     NewMainForm("Closable");
     int argument = 7;
     gClosed = {};
@@ -193,7 +205,8 @@ TEST_F(DeleteWindowHandler, CloseRequestReachesTheHandlerAndKeepsTheWindow) {
     EXPECT_TRUE(IsOnScreen(shell)) << "the toolkit must not destroy or hide the window";
 }
 
-TEST_F(DeleteWindowHandler, RefusesWidgetsThatAreNotVendorShells) {
+TEST_F(DeleteWindowHandler, RefusesWidgetsThatAreNotVendorShells)
+{
     Widget form = NewMainForm("Not a shell");
     EXPECT_EQ(AddDeleteWindowHandler(form, RecordClose, nullptr), 0);
 }

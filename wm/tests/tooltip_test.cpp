@@ -16,7 +16,8 @@ using namespace lxtest;
 namespace {
 
 // The one tooltip popup of the process, under whichever shell first showed a tooltip.
-Widget TooltipPopup() {
+Widget TooltipPopup()
+{
     for (Widget shell : ShellsMade()) {
         if (Widget popup = XtNameToWidget(shell, "tooltip_shell")) {
             return popup;
@@ -26,44 +27,51 @@ Widget TooltipPopup() {
 }
 
 // The popup is placed by its outer corner; the server reports the inside of its border.
-Point OuterOrigin(Widget popup) {
+Point OuterOrigin(Widget popup)
+{
     Point inside = WindowOrigin(popup);
     Dimension border = 0;
     XtVaGetValues(popup, XmNborderWidth, &border, nullptr);
     return {inside.x - border, inside.y - border};
 }
 
-}  // namespace
+} // namespace
 
 class Tooltip : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         SetSetting("LX_DO_TOOLTIPS", "yes");
         WarpPointer(5, 5);
         Widget form = NewMainForm("Tooltips");
-        button = XtVaCreateManagedWidget("button", xmPushButtonWidgetClass, form, XmNx, 20, XmNy, 20,
-                                         XmNwidth, 100, XmNheight, 30, nullptr);
-        other = XtVaCreateManagedWidget("other", xmPushButtonWidgetClass, form, XmNx, 20, XmNy, 70,
-                                        XmNwidth, 100, XmNheight, 30, nullptr);
+        button = XtVaCreateManagedWidget("button", xmPushButtonWidgetClass, form, XmNx, 20, XmNy, 20, XmNwidth, 100,
+                                         XmNheight, 30, nullptr);
+        other = XtVaCreateManagedWidget("other", xmPushButtonWidgetClass, form, XmNx, 20, XmNy, 70, XmNwidth, 100,
+                                        XmNheight, 30, nullptr);
         SpinFor(50);
     }
     void TearDown() override { WMCancelTooltip(); }
 
-    void EnterButton() {
+    void EnterButton()
+    {
         Point at = WindowOrigin(button);
         WarpPointer(at.x + 50, at.y + 15);
     }
     void LeaveButton() { WarpPointer(2, 2); }
     Widget Popup() { return TooltipPopup(); }
     bool Shown() { return IsOnScreen(Popup()); }
-    bool ShownWithin(int ms) { return SpinUntil([this] { return Shown(); }, ms); }
+    bool ShownWithin(int ms)
+    {
+        return SpinUntil([this] { return Shown(); }, ms);
+    }
     std::string PopupText() { return ResourceText(XtNameToWidget(Popup(), "tooltip_label"), XmNlabelString); }
 
     Widget button = nullptr;
     Widget other = nullptr;
 };
 
-TEST_F(Tooltip, NothingShownWhenThePointerLeavesWithinTheDelay) {
+TEST_F(Tooltip, NothingShownWhenThePointerLeavesWithinTheDelay)
+{
     WMSetTooltip(button, "Click for help on this setting");
     EnterButton();
     SpinFor(400);
@@ -71,7 +79,8 @@ TEST_F(Tooltip, NothingShownWhenThePointerLeavesWithinTheDelay) {
     EXPECT_FALSE(ShownWithin(1200));
 }
 
-TEST_F(Tooltip, ShownAfterTheDelayBelowTheWidgetAndHiddenOnLeaving) {
+TEST_F(Tooltip, ShownAfterTheDelayBelowTheWidgetAndHiddenOnLeaving)
+{
     WMSetTooltip(button, "Click for help on this setting");
     EnterButton();
     SpinFor(600);
@@ -86,7 +95,8 @@ TEST_F(Tooltip, ShownAfterTheDelayBelowTheWidgetAndHiddenOnLeaving) {
     EXPECT_TRUE(SpinUntil([this] { return !Shown(); }, 500)) << "leaving hides it";
 }
 
-TEST_F(Tooltip, HiddenAfterThreeSecondsWhileThePointerStays) {
+TEST_F(Tooltip, HiddenAfterThreeSecondsWhileThePointerStays)
+{
     WMSetTooltip(button, "Three seconds");
     EnterButton();
     ASSERT_TRUE(ShownWithin(1500));
@@ -97,7 +107,8 @@ TEST_F(Tooltip, HiddenAfterThreeSecondsWhileThePointerStays) {
     EXPECT_FALSE(Shown()) << "shows again only on a new enter";
 }
 
-TEST_F(Tooltip, RegisteringTwiceKeepsOneSetOfHandlersAndTheLatestText) {
+TEST_F(Tooltip, RegisteringTwiceKeepsOneSetOfHandlersAndTheLatestText)
+{
     WMSetTooltip(button, "first text");
     WMSetTooltip(button, "second text");
     // A second enter handler would start a second show timer that leaving cannot cancel.
@@ -110,7 +121,8 @@ TEST_F(Tooltip, RegisteringTwiceKeepsOneSetOfHandlersAndTheLatestText) {
     EXPECT_EQ(PopupText(), "second text");
 }
 
-TEST_F(Tooltip, SwitchedOffWithoutARestartAndUnparsableValueLeavesThemOn) {
+TEST_F(Tooltip, SwitchedOffWithoutARestartAndUnparsableValueLeavesThemOn)
+{
     WMSetTooltip(button, "Switchable");
     SetSetting("LX_DO_TOOLTIPS", "no");
     EnterButton();
@@ -123,7 +135,8 @@ TEST_F(Tooltip, SwitchedOffWithoutARestartAndUnparsableValueLeavesThemOn) {
     EXPECT_TRUE(ShownWithin(1500));
 }
 
-TEST_F(Tooltip, CancelStopsAPendingTooltip) {
+TEST_F(Tooltip, CancelStopsAPendingTooltip)
+{
     WMSetTooltip(button, "Cancelled");
     EnterButton();
     SpinFor(300);
@@ -131,13 +144,14 @@ TEST_F(Tooltip, CancelStopsAPendingTooltip) {
     EXPECT_FALSE(ShownWithin(1000));
 }
 
-TEST_F(Tooltip, FlipsLeftAndAboveAtTheRightAndBottomEdges) {
+TEST_F(Tooltip, FlipsLeftAndAboveAtTheRightAndBottomEdges)
+{
     Screen *screen = DefaultScreenOfDisplay(Dpy());
     const int sw = WidthOfScreen(screen), sh = HeightOfScreen(screen);
-    WarpPointer(sw - 30, sh - 15);  // the shell goes 10 pixels up and left of the pointer
+    WarpPointer(sw - 30, sh - 15); // the shell goes 10 pixels up and left of the pointer
     Widget form = NewMainForm("Corner");
-    Widget corner = XtVaCreateManagedWidget("corner", xmPushButtonWidgetClass, form, XmNx, 0, XmNy, 0,
-                                            XmNwidth, 40, XmNheight, 20, nullptr);
+    Widget corner = XtVaCreateManagedWidget("corner", xmPushButtonWidgetClass, form, XmNx, 0, XmNy, 0, XmNwidth, 40,
+                                            XmNheight, 20, nullptr);
     SpinFor(50);
     WMSetTooltip(corner, "A tooltip text long enough to pass the right edge");
     Point at = WindowOrigin(corner);
@@ -147,10 +161,12 @@ TEST_F(Tooltip, FlipsLeftAndAboveAtTheRightAndBottomEdges) {
     SpinFor(50);
     WarpPointer(at.x + 5, at.y + 5);
     Widget popup = nullptr;
-    ASSERT_TRUE(SpinUntil([&] {
-        popup = TooltipPopup();
-        return IsOnScreen(popup);
-    }, 1500));
+    ASSERT_TRUE(SpinUntil(
+        [&] {
+            popup = TooltipPopup();
+            return IsOnScreen(popup);
+        },
+        1500));
     Dimension width = 0, height = 0;
     XtVaGetValues(popup, XmNwidth, &width, XmNheight, &height, nullptr);
     Point tip = OuterOrigin(popup);
@@ -158,16 +174,16 @@ TEST_F(Tooltip, FlipsLeftAndAboveAtTheRightAndBottomEdges) {
     EXPECT_EQ(tip.y, at.y - height - 2);
 }
 
-TEST_F(Tooltip, HelpTextOfATabPageGoesToItsTab) {
+TEST_F(Tooltip, HelpTextOfATabPageGoesToItsTab)
+{
     struct TabPage {
         Widget tab;
         int other;
     };
     static TabPage page{other, 0};
     page.tab = other;
-    Widget pageForm = XtVaCreateManagedWidget("tabPageForm", xmFormWidgetClass, current_form, XmNx, 130,
-                                              XmNy, 20, XmNwidth, 60, XmNheight, 60, XmNuserData, &page,
-                                              nullptr);
+    Widget pageForm = XtVaCreateManagedWidget("tabPageForm", xmFormWidgetClass, current_form, XmNx, 130, XmNy, 20,
+                                              XmNwidth, 60, XmNheight, 60, XmNuserData, &page, nullptr);
     SpinFor(50);
     WMSetHelpText(pageForm, "Page %d of %s", 2, "settings");
     WMSetHelpText(nullptr, "ignored");

@@ -9,7 +9,8 @@
 #include <cstdio>
 #include <cstring>
 
-static int NoDisplay() {
+static int NoDisplay()
+{
     char answer[WM_ANSWER_SIZE] = "stale";
     std::printf("form=%s\n", CreateMainForm("No display") == nullptr ? "null" : "made");
     std::printf("warning=%s\n", WMShowWarning("warning text %d", 1) == nullptr ? "null" : "made");
@@ -19,7 +20,8 @@ static int NoDisplay() {
     return 0;
 }
 
-static int DialogOnly() {
+static int DialogOnly()
+{
     Widget dialog = WMShowWarning("from a program without a window");
     if (dialog == nullptr || baseshell == nullptr) {
         return 1;
@@ -28,10 +30,11 @@ static int DialogOnly() {
     return 0;
 }
 
-static int Fonts() {
+static int Fonts()
+{
     XmString text = XmStringCreateLocalized(const_cast<char *>("Stage speed"));
-    Widget label = XtVaCreateManagedWidget("label", xmLabelWidgetClass, CreateMainForm("Fonts"), XmNlabelString,
-                                           text, nullptr);
+    Widget label =
+        XtVaCreateManagedWidget("label", xmLabelWidgetClass, CreateMainForm("Fonts"), XmNlabelString, text, nullptr);
     XmRenderTable table = nullptr;
     XtVaGetValues(label, XmNrenderTable, &table, nullptr);
     XmFontType type = XmFONT_IS_FONT;
@@ -45,7 +48,8 @@ static int Fonts() {
     return 0;
 }
 
-int main(int argc, char **argv) {
+int main(int argc, char **argv)
+{
     if (argc == 2 && std::strcmp(argv[1], "no-display") == 0) {
         return NoDisplay();
     }

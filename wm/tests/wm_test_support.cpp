@@ -26,7 +26,8 @@ namespace {
 // The server picks a free display number itself and reports it (-displayfd).
 class OwnXServer : public ::testing::Environment {
 public:
-    void SetUp() override {
+    void SetUp() override
+    {
         int report[2];
         ASSERT_EQ(::pipe(report), 0);
         server_ = ::fork();
@@ -34,8 +35,8 @@ public:
             ::close(report[0]);
             const std::string fd = std::to_string(report[1]);
             ::freopen("/dev/null", "w", stderr);
-            ::execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24",
-                     "-nolisten", "tcp", "-noreset", static_cast<char *>(nullptr));
+            ::execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
+                     "-noreset", static_cast<char *>(nullptr));
             ::_exit(127);
         }
         ::close(report[1]);
@@ -48,7 +49,8 @@ public:
         ASSERT_FALSE(number.empty()) << "Xvfb did not start";
         ::setenv("DISPLAY", (":" + number).c_str(), 1);
     }
-    void TearDown() override {
+    void TearDown() override
+    {
         if (server_ > 0) {
             ::kill(server_, SIGTERM);
             ::waitpid(server_, nullptr, 0);
@@ -59,8 +61,7 @@ private:
     pid_t server_ = -1;
 };
 
-[[maybe_unused]] ::testing::Environment *const kOwnXServer =
-    ::testing::AddGlobalTestEnvironment(new OwnXServer);
+[[maybe_unused]] ::testing::Environment *const kOwnXServer = ::testing::AddGlobalTestEnvironment(new OwnXServer);
 
 struct RunDirs {
     std::string root, base, home;
@@ -68,7 +69,8 @@ struct RunDirs {
 
 void Make(const std::string &path) { ::mkdir(path.c_str(), 0755); }
 
-RunDirs CreateRunDirs() {
+RunDirs CreateRunDirs()
+{
     char pattern[] = "/tmp/lxwm-test-XXXXXX";
     RunDirs dirs;
     dirs.root = ::mkdtemp(pattern);
@@ -84,7 +86,8 @@ RunDirs CreateRunDirs() {
     // The viewer records how many arguments it got and the first one, after a short pause
     // that shows whether the caller waits for it.
     const std::string viewer = dirs.base + "/bin/WMShowHelp";
-    WriteFile(viewer, "#!/bin/sh\nsleep 0.3\nprintf '%s\\n%s\\n' \"$#\" \"$1\" > \"$(dirname \"$0\")/../viewer-args\"\n");
+    WriteFile(viewer,
+              "#!/bin/sh\nsleep 0.3\nprintf '%s\\n%s\\n' \"$#\" \"$1\" > \"$(dirname \"$0\")/../viewer-args\"\n");
     ::chmod(viewer.c_str(), 0755);
     ::setenv("LX_BASE", dirs.base.c_str(), 1);
     ::setenv("HOME", dirs.home.c_str(), 1);
@@ -93,17 +96,19 @@ RunDirs CreateRunDirs() {
     return dirs;
 }
 
-const RunDirs &Dirs() {
+const RunDirs &Dirs()
+{
     static const RunDirs dirs = CreateRunDirs();
     return dirs;
 }
 
-}  // namespace
+} // namespace
 
 const std::string &BaseDir() { return Dirs().base; }
 const std::string &HomeDir() { return Dirs().home; }
 
-Display *Dpy() {
+Display *Dpy()
+{
     Dirs();
     OpenApplication();
     Display *display = WMGetDisplay();
@@ -114,11 +119,13 @@ Display *Dpy() {
     return display;
 }
 
-void SpinFor(int ms) {
+void SpinFor(int ms)
+{
     SpinUntil([] { return false; }, ms);
 }
 
-bool SpinUntil(const std::function<bool()> &done, int ms) {
+bool SpinUntil(const std::function<bool()> &done, int ms)
+{
     XtAppContext app = WMGetAppContext();
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
     while (!done()) {
@@ -138,24 +145,28 @@ bool SpinUntil(const std::function<bool()> &done, int ms) {
 }
 
 namespace {
-void RunAction(XtPointer client, XtIntervalId *) {
+void RunAction(XtPointer client, XtIntervalId *)
+{
     std::unique_ptr<std::function<void()>> action(static_cast<std::function<void()> *>(client));
     (*action)();
 }
-}  // namespace
+} // namespace
 
-void After(int ms, std::function<void()> action) {
+void After(int ms, std::function<void()> action)
+{
     XtAppAddTimeOut(WMGetAppContext(), static_cast<unsigned long>(ms), RunAction,
                     new std::function<void()>(std::move(action)));
 }
 
-void WarpPointer(int x, int y) {
+void WarpPointer(int x, int y)
+{
     Display *d = Dpy();
     XWarpPointer(d, None, DefaultRootWindow(d), 0, 0, 0, 0, x, y);
     XSync(d, False);
 }
 
-Point WindowOrigin(Widget w) {
+Point WindowOrigin(Widget w)
+{
     Display *d = Dpy();
     XSync(d, False);
     int x = 0, y = 0;
@@ -164,7 +175,8 @@ Point WindowOrigin(Widget w) {
     return {x, y};
 }
 
-bool IsOnScreen(Widget w) {
+bool IsOnScreen(Widget w)
+{
     if (w == nullptr || XtWindow(w) == 0) {
         return false;
     }
@@ -174,35 +186,39 @@ bool IsOnScreen(Widget w) {
 }
 
 namespace {
-std::vector<Widget> &Shells() {
+std::vector<Widget> &Shells()
+{
     static std::vector<Widget> shells;
     return shells;
 }
 void ForgetShell(Widget shell, XtPointer, XtPointer) { std::erase(Shells(), shell); }
-}  // namespace
+} // namespace
 
 const std::vector<Widget> &ShellsMade() { return Shells(); }
 
-Widget NewMainForm(const char *title) {
+Widget NewMainForm(const char *title)
+{
     Dpy();
     Widget form = CreateMainForm(title);
     Shells().push_back(XtParent(form));
     XtAddCallback(XtParent(form), XmNdestroyCallback, ForgetShell, nullptr);
     XtVaSetValues(form, XmNwidth, 200, XmNheight, 120, nullptr);
     XtRealizeWidget(XtParent(form));
-    XRaiseWindow(XtDisplay(form), XtWindow(XtParent(form)));  // above other tests' windows
+    XRaiseWindow(XtDisplay(form), XtWindow(XtParent(form))); // above other tests' windows
     SpinFor(50);
     return form;
 }
 
-Widget FindDialog(const char *name) {
+Widget FindDialog(const char *name)
+{
     std::string pattern = std::string("*") + name;
     return baseshell != nullptr ? XtNameToWidget(baseshell, pattern.c_str()) : nullptr;
 }
 
 // A click travels as real button events through the event loop, as a user's would: calling the
 // activate callbacks directly would let the dialog be destroyed under Xt's own callback loop.
-void PressButton(Widget button) {
+void PressButton(Widget button)
+{
     Widget holder = XtIsWidget(button) ? button : XtParent(button);
     Position x = 0, y = 0;
     Dimension width = 0, height = 0;
@@ -232,7 +248,8 @@ void PressButton(Widget button) {
     XFlush(d);
 }
 
-void SendDeleteWindow(Widget shell) {
+void SendDeleteWindow(Widget shell)
+{
     Display *d = XtDisplay(shell);
     XEvent event{};
     event.xclient.type = ClientMessage;
@@ -246,16 +263,18 @@ void SendDeleteWindow(Widget shell) {
 }
 
 namespace {
-void MarkDestroyed(Widget, XtPointer client, XtPointer) {
+void MarkDestroyed(Widget, XtPointer client, XtPointer)
+{
     auto *live = static_cast<Liveness *>(client);
     live->alive = false;
     live->destroyedAt = std::chrono::steady_clock::now();
 }
-}  // namespace
+} // namespace
 
 Liveness::Liveness(Widget w) { XtAddCallback(w, XmNdestroyCallback, MarkDestroyed, this); }
 
-CaptureFd::CaptureFd(int fd) : fd_(fd) {
+CaptureFd::CaptureFd(int fd) : fd_(fd)
+{
     char pattern[] = "/tmp/lxwm-capture-XXXXXX";
     int temp = ::mkstemp(pattern);
     path_ = pattern;
@@ -265,7 +284,8 @@ CaptureFd::CaptureFd(int fd) : fd_(fd) {
     ::close(temp);
 }
 
-std::string CaptureFd::Text() {
+std::string CaptureFd::Text()
+{
     if (!done_) {
         std::fflush(nullptr);
         ::dup2(saved_, fd_);
@@ -275,26 +295,30 @@ std::string CaptureFd::Text() {
     return ReadFile(path_);
 }
 
-CaptureFd::~CaptureFd() {
+CaptureFd::~CaptureFd()
+{
     Text();
     ::unlink(path_.c_str());
 }
 
-std::string ReadFile(const std::string &path) {
+std::string ReadFile(const std::string &path)
+{
     std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
 }
 
-void WriteFile(const std::string &path, const std::string &text) {
+void WriteFile(const std::string &path, const std::string &text)
+{
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << text;
 }
 
 bool FileExists(const std::string &path) { return ::access(path.c_str(), F_OK) == 0; }
 
-std::string ResourceText(Widget w, const char *resource) {
+std::string ResourceText(Widget w, const char *resource)
+{
     XmString value = nullptr;
     XtVaGetValues(w, resource, &value, nullptr);
     if (value == nullptr) {
@@ -319,4 +343,4 @@ std::string ResourceText(Widget w, const char *resource) {
     return text;
 }
 
-}  // namespace lxtest
+} // namespace lxtest

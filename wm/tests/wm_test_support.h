@@ -34,7 +34,10 @@ void After(int ms, std::function<void()> action);
 
 void WarpPointer(int x, int y);
 // Where the widget's window lies on the screen, read from the server.
-struct Point { int x; int y; };
+struct Point {
+    int x;
+    int y;
+};
 Point WindowOrigin(Widget w);
 bool IsOnScreen(Widget w);
 
@@ -62,7 +65,7 @@ class CaptureFd {
 public:
     explicit CaptureFd(int fd);
     ~CaptureFd();
-    std::string Text();  // stops capturing and returns what was written
+    std::string Text(); // stops capturing and returns what was written
 private:
     int fd_;
     int saved_ = -1;
@@ -77,4 +80,4 @@ bool FileExists(const std::string &path);
 // The text of a message or selection box's compound-string resource.
 std::string ResourceText(Widget w, const char *resource);
 
-}  // namespace lxtest
+} // namespace lxtest

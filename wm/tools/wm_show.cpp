@@ -12,7 +12,8 @@
 
 static void Quit(XtPointer, XtIntervalId *) { std::exit(0); }
 
-int main(int argc, char **argv) {
+int main(int argc, char **argv)
+{
     if (argc != 2) {
         std::fprintf(stderr, "usage: wm_show KIND\n");
         return 2;
@@ -27,13 +28,12 @@ int main(int argc, char **argv) {
     XWarpPointer(display, None, DefaultRootWindow(display), 0, 0, 0, 0, 330, 260);
     WMSetResizable(1);
     Widget form = CreateMainForm("Lumarix User Parameters");
-    Widget label = XtVaCreateManagedWidget("Objective magnification", xmLabelWidgetClass, form,
-                                           XmNtopAttachment, XmATTACH_FORM, XmNleftAttachment,
-                                           XmATTACH_FORM, XmNtopOffset, 12, XmNleftOffset, 12, nullptr);
-    Widget info = XtVaCreateManagedWidget("info", xmPushButtonWidgetClass, form, XmNtopAttachment,
-                                          XmATTACH_FORM, XmNtopOffset, 8, XmNleftAttachment,
-                                          XmATTACH_WIDGET, XmNleftWidget, label, XmNleftOffset, 12,
-                                          XmNrightAttachment, XmATTACH_FORM, XmNrightOffset, 12,
+    Widget label =
+        XtVaCreateManagedWidget("Objective magnification", xmLabelWidgetClass, form, XmNtopAttachment, XmATTACH_FORM,
+                                XmNleftAttachment, XmATTACH_FORM, XmNtopOffset, 12, XmNleftOffset, 12, nullptr);
+    Widget info = XtVaCreateManagedWidget("info", xmPushButtonWidgetClass, form, XmNtopAttachment, XmATTACH_FORM,
+                                          XmNtopOffset, 8, XmNleftAttachment, XmATTACH_WIDGET, XmNleftWidget, label,
+                                          XmNleftOffset, 12, XmNrightAttachment, XmATTACH_FORM, XmNrightOffset, 12,
                                           XmNbottomAttachment, XmATTACH_FORM, XmNbottomOffset, 60, nullptr);
     XtRealizeWidget(topshell);
     XtAppAddTimeOut(WMGetAppContext(), 4000, Quit, nullptr);
@@ -45,7 +45,8 @@ int main(int argc, char **argv) {
         WMShowWarning("The value of LX_DATA_DIR is not a directory:\n%s", "/data/microscope/raw");
     } else if (std::strcmp(kind, "info") == 0) {
         WMShowInfo("Saved options to file /home/anna/lumarix.cfg\n\nNOTE: Some changed values will not "
-                   "take effect until Lumarix is restarted.", 0);
+                   "take effect until Lumarix is restarted.",
+                   0);
     } else if (std::strcmp(kind, "question") == 0) {
         WMAskQuestion("You have made changes.\nAre you sure you want to quit?");
     } else if (std::strcmp(kind, "prompt") == 0) {

@@ -9,7 +9,8 @@ namespace {
 
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v'; }
 
-std::string Lower(std::string_view text) {
+std::string Lower(std::string_view text)
+{
     std::string out(text);
     for (char &c : out) {
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
@@ -18,7 +19,8 @@ std::string Lower(std::string_view text) {
 }
 
 // "&amp;" and friends; returns the decoded character and how much input it used (0: not an entity).
-std::pair<char, size_t> Entity(std::string_view at) {
+std::pair<char, size_t> Entity(std::string_view at)
+{
     static const std::array<std::pair<std::string_view, char>, 6> named{
         {{"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}, {"nbsp", ' '}}};
     const size_t semicolon = at.find(';');
@@ -29,8 +31,8 @@ std::pair<char, size_t> Entity(std::string_view at) {
     if (name[0] == '#') {
         const bool hex = name.size() > 1 && (name[1] == 'x' || name[1] == 'X');
         const std::string digits(name.substr(hex ? 2 : 1));
-        if (digits.empty() || digits.find_first_not_of(hex ? "0123456789abcdefABCDEF" : "0123456789") !=
-                                  std::string::npos) {
+        if (digits.empty() ||
+            digits.find_first_not_of(hex ? "0123456789abcdefABCDEF" : "0123456789") != std::string::npos) {
             return {'&', 0};
         }
         const long code = std::strtol(digits.c_str(), nullptr, hex ? 16 : 10);
@@ -46,7 +48,8 @@ std::pair<char, size_t> Entity(std::string_view at) {
 
 class TextBuilder {
 public:
-    void Char(char c, bool keepSpaces) {
+    void Char(char c, bool keepSpaces)
+    {
         if (!keepSpaces && IsSpace(c)) {
             pendingSpace_ = !text_.empty() && text_.back() != '\n';
             return;
@@ -58,7 +61,8 @@ public:
         text_ += c;
     }
     // Ends the current line; `blank` also leaves an empty line (a new paragraph).
-    void Break(bool blank) {
+    void Break(bool blank)
+    {
         pendingSpace_ = false;
         while (!text_.empty() && text_.back() == ' ') {
             text_.pop_back();
@@ -74,7 +78,8 @@ public:
         }
     }
     // Underlines the current line with dashes (a heading) and ends the paragraph.
-    void Underline() {
+    void Underline()
+    {
         Break(false);
         if (text_.empty()) {
             return;
@@ -85,7 +90,8 @@ public:
         text_.append(end - begin, '-');
         Break(true);
     }
-    std::string Take() {
+    std::string Take()
+    {
         Break(false);
         while (text_.size() >= 2 && text_[text_.size() - 2] == '\n') {
             text_.pop_back();
@@ -98,7 +104,8 @@ private:
     bool pendingSpace_ = false;
 };
 
-std::string TagName(std::string_view tag) {
+std::string TagName(std::string_view tag)
+{
     size_t start = tag.starts_with('/') ? 1 : 0;
     size_t end = start;
     while (end < tag.size() && std::isalnum(static_cast<unsigned char>(tag[end]))) {
@@ -107,7 +114,8 @@ std::string TagName(std::string_view tag) {
     return Lower(tag.substr(start, end - start));
 }
 
-bool OneOf(const std::string &name, std::initializer_list<std::string_view> names) {
+bool OneOf(const std::string &name, std::initializer_list<std::string_view> names)
+{
     for (std::string_view n : names) {
         if (name == n) {
             return true;
@@ -117,7 +125,8 @@ bool OneOf(const std::string &name, std::initializer_list<std::string_view> name
 }
 
 // Where "</name" (any case) starts at or after `from`, or the end of the text.
-size_t FindEndTag(std::string_view html, size_t from, const std::string &name) {
+size_t FindEndTag(std::string_view html, size_t from, const std::string &name)
+{
     for (size_t at = html.find("</", from); at != std::string_view::npos; at = html.find("</", at + 2)) {
         if (Lower(html.substr(at + 2, name.size())) == name) {
             return at;
@@ -128,7 +137,8 @@ size_t FindEndTag(std::string_view html, size_t from, const std::string &name) {
 
 } // namespace
 
-HelpPageText PlainTextOfHelpPage(std::string_view html) {
+HelpPageText PlainTextOfHelpPage(std::string_view html)
+{
     HelpPageText page;
     TextBuilder body;
     std::string title;
@@ -183,8 +193,8 @@ HelpPageText PlainTextOfHelpPage(std::string_view html) {
             body.Char(' ', true);
         } else if (ending && OneOf(name, {"h1", "h2", "h3"})) {
             body.Underline();
-        } else if (OneOf(name, {"p", "h1", "h2", "h3", "h4", "h5", "h6", "ul", "ol", "dl", "table", "div",
-                                "blockquote", "hr"})) {
+        } else if (OneOf(name, {"p", "h1", "h2", "h3", "h4", "h5", "h6", "ul", "ol", "dl", "table", "div", "blockquote",
+                                "hr"})) {
             body.Break(true);
         } else if (OneOf(name, {"li", "tr", "dt", "dd"})) {
             body.Break(false);

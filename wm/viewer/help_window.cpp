@@ -15,7 +15,8 @@ void CloseCB(Widget, XtPointer, XtPointer) { std::exit(0); }
 
 void WindowClosed(void *, void *) { std::exit(0); }
 
-std::string WindowTitle(const HelpPageText &text, const std::string &path) {
+std::string WindowTitle(const HelpPageText &text, const std::string &path)
+{
     if (!text.title.empty()) {
         return "Lumarix Help: " + text.title;
     }
@@ -25,15 +26,16 @@ std::string WindowTitle(const HelpPageText &text, const std::string &path) {
 
 } // namespace
 
-int RunHelpWindow(const HelpPageText &text, const std::string &path) {
+int RunHelpWindow(const HelpPageText &text, const std::string &path)
+{
     WMSetResizable(1);
     Widget form = CreateMainForm(WindowTitle(text, path).c_str());
     if (form == nullptr) {
         return 1;
     }
-    Widget close = XtVaCreateManagedWidget("Close", xmPushButtonWidgetClass, form, XmNrightAttachment,
-                                           XmATTACH_FORM, XmNbottomAttachment, XmATTACH_FORM, XmNrightOffset, 8,
-                                           XmNbottomOffset, 8, nullptr);
+    Widget close =
+        XtVaCreateManagedWidget("Close", xmPushButtonWidgetClass, form, XmNrightAttachment, XmATTACH_FORM,
+                                XmNbottomAttachment, XmATTACH_FORM, XmNrightOffset, 8, XmNbottomOffset, 8, nullptr);
     XtAddCallback(close, XmNactivateCallback, CloseCB, nullptr);
     Arg args[12];
     int n = 0;
@@ -46,9 +48,9 @@ int RunHelpWindow(const HelpPageText &text, const std::string &path) {
     XtSetArg(args[n], XmNcolumns, 80), ++n;
     XtSetArg(args[n], XmNvalue, text.body.c_str()), ++n;
     Widget body = XmCreateScrolledText(form, const_cast<char *>("helpText"), args, n);
-    XtVaSetValues(XtParent(body), XmNtopAttachment, XmATTACH_FORM, XmNleftAttachment, XmATTACH_FORM,
-                  XmNrightAttachment, XmATTACH_FORM, XmNbottomAttachment, XmATTACH_WIDGET, XmNbottomWidget, close,
-                  XmNtopOffset, 8, XmNleftOffset, 8, XmNrightOffset, 8, XmNbottomOffset, 8, nullptr);
+    XtVaSetValues(XtParent(body), XmNtopAttachment, XmATTACH_FORM, XmNleftAttachment, XmATTACH_FORM, XmNrightAttachment,
+                  XmATTACH_FORM, XmNbottomAttachment, XmATTACH_WIDGET, XmNbottomWidget, close, XmNtopOffset, 8,
+                  XmNleftOffset, 8, XmNrightOffset, 8, XmNbottomOffset, 8, nullptr);
     XtManageChild(body);
     AddDeleteWindowHandler(XtParent(form), WindowClosed, nullptr);
     XtRealizeWidget(XtParent(form));

@@ -23,7 +23,8 @@
 
 namespace {
 
-std::string FindOnPath(const std::string &program) {
+std::string FindOnPath(const std::string &program)
+{
     const char *path = std::getenv("PATH");
     std::stringstream dirs(path != nullptr ? path : "");
     for (std::string dir; std::getline(dirs, dir, ':');) {
@@ -37,7 +38,8 @@ std::string FindOnPath(const std::string &program) {
 
 // Runs the browser on the page. A browser that is still running after a while has the page
 // open; one that ended at once counts only when it succeeded (xdg-open hands over and ends).
-bool OpenedWith(const std::string &browser, const std::string &page) {
+bool OpenedWith(const std::string &browser, const std::string &page)
+{
     const std::string program = FindOnPath(browser);
     if (program.empty()) {
         return false;
@@ -64,7 +66,8 @@ bool OpenedWith(const std::string &browser, const std::string &page) {
     return true;
 }
 
-bool DisplayCanBeOpened() {
+bool DisplayCanBeOpened()
+{
     Display *display = XOpenDisplay(nullptr);
     if (display == nullptr) {
         return false;
@@ -75,7 +78,8 @@ bool DisplayCanBeOpened() {
 
 } // namespace
 
-int main(int argc, char **argv) {
+int main(int argc, char **argv)
+{
     if (argc != 2) {
         std::fputs("Usage: WMShowHelp help_page\n", stderr);
         return 2;

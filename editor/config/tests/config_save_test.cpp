@@ -28,7 +28,10 @@ std::time_t july4th()
 
 class ConfigSave : public ::testing::Test {
 protected:
-    lx::SaveResult save(const std::vector<SaveEntry> &entries) { return lx::saveConfigurationFile(path_, entries, july4th()); }
+    lx::SaveResult save(const std::vector<SaveEntry> &entries)
+    {
+        return lx::saveConfigurationFile(path_, entries, july4th());
+    }
     lx::test::TempDir dir_;
     std::string path_ = dir_ / "lumarix.conf";
 };
@@ -51,7 +54,8 @@ TEST_F(ConfigSave, ChangedLinesMoveToTheEndCommentsStay)
     auto result = save({{"LX_SIZE", true, "3000"}, {"LX_TMP", false, ""}, {"LX_APP", true, "platemark"}});
     ASSERT_TRUE(result.ok) << result.message;
     EXPECT_EQ(readFile(path_), "# LX_SIZE was 1000\n! LX_TMP elsewhere\nLX_TMP /tmp\nLX_SIZE 3000\nLX_APP platemark\n");
-    EXPECT_EQ(readFile(result.backupPath), "LX_SIZE 2000\n# LX_SIZE was 1000\n! LX_TMP elsewhere\nLX_TMP /tmp\nLX_APP x\n");
+    EXPECT_EQ(readFile(result.backupPath),
+              "LX_SIZE 2000\n# LX_SIZE was 1000\n! LX_TMP elsewhere\nLX_TMP /tmp\nLX_APP x\n");
 }
 
 TEST_F(ConfigSave, ALineBelongsToTheFirstVariableWhoseNameItContains)

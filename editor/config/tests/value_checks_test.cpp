@@ -117,7 +117,7 @@ TEST_F(MultiValueCheck, DependentCountComesFromTheFormNotTheSavedValue)
     table_.push_back(makeVar("LX_NUM_CHANNELS", "Channels", VAR_SIMPLE));
     table_.push_back(makeVar("LX_WAVES", "Wavelengths", VAR_MULTIVALUE, -2));
     std::strcpy(table_[1].dependsOn, "LX_NUM_CHANNELS");
-    std::strcpy(table_[0].value, "2"); // saved: 2 channels
+    std::strcpy(table_[0].value, "2");    // saved: 2 channels
     form_.typed["LX_NUM_CHANNELS"] = "4"; // typed, not yet saved: 4
     form_.typed["LX_WAVES"] = "457 528 617 685";
     EXPECT_TRUE(check(1).pass);
@@ -245,8 +245,9 @@ TEST_F(PathCheck, PermissionsAreThoseOfTheUser)
     ::waitpid(child, &status, 0);
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     EXPECT_EQ(report, "Invalid value specified for Data.\n\nYou don't have Read Permission for\nFile or Directory: \"" +
-                          locked + "\".|Invalid value specified for Data.\n\nYou don't have Write Permission for\n"
-                                   "File or Directory: \"" +
+                          locked +
+                          "\".|Invalid value specified for Data.\n\nYou don't have Write Permission for\n"
+                          "File or Directory: \"" +
                           locked + "\".|");
 }
 

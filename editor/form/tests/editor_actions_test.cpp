@@ -1,5 +1,5 @@
 // Save, Revert, Done, the window manager's close and the rows' help, pressed on a real window.
-#include "window_fixture.h"  // first: gtest must come before the X headers
+#include "window_fixture.h" // first: gtest must come before the X headers
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // Keyboard use of a long form: Tab goes from row to row whatever the row's kind, the form
 // scrolls so that the row with the focus is in view, and after the last row come the buttons.
 // Keys are typed through the X server (xdotool), as a user would.
-#include "window_fixture.h"  // first: gtest must come before the X headers
+#include "window_fixture.h" // first: gtest must come before the X headers
 
 #include <cstdlib>
 #include <string>
@@ -44,7 +44,9 @@ TEST_F(KeyboardNavigation, TabGoesRowByRowWhateverTheirKindKeepsTheRowInViewThen
     for (int i = 0; i < kRows; ++i) {
         std::string n = std::to_string(i);
         text += "VARIABLE: V" + n + "\nSHORTDESC: Row " + n + "\n";
-        text += (i % 3 == 1) ? "TYPE: BOOLEAN\nyes\nno\n" : (i % 3 == 2) ? "TYPE: ONEOFMANY 2\na\nb\n" : "TYPE: SIMPLE\n";
+        text += (i % 3 == 1)   ? "TYPE: BOOLEAN\nyes\nno\n"
+                : (i % 3 == 2) ? "TYPE: ONEOFMANY 2\na\nb\n"
+                               : "TYPE: SIMPLE\n";
     }
     open(text, "V0 zero\n");
     ASSERT_FALSE(HasFatalFailure());

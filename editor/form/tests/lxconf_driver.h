@@ -26,11 +26,11 @@ namespace lx::test {
 inline const char *kTitle = "Session Test Settings";
 
 inline const char *kDescription = "TITLE: Session Test Settings\n"
-                           "VARIABLE: LX_NAME\nSHORTDESC: Microscope name\nTYPE: SIMPLE\nCANSETLIVE:\n"
-                           "HELP: The name shown in every window title.\n%%\n"
-                           "VARIABLE: LX_SPEED\nSHORTDESC: Stage speed\nTYPE: ONEOFMANY 3\nslow\nnormal\nfast\n"
-                           "VARIABLE: LX_SIZE\nSHORTDESC: Shared memory (MB)\nTYPE: SIMPLE\n"
-                           "VARIABLE: LX_FLAG\nSHORTDESC: Autosave\nTYPE: BOOLEAN\nyes\nno\n";
+                                  "VARIABLE: LX_NAME\nSHORTDESC: Microscope name\nTYPE: SIMPLE\nCANSETLIVE:\n"
+                                  "HELP: The name shown in every window title.\n%%\n"
+                                  "VARIABLE: LX_SPEED\nSHORTDESC: Stage speed\nTYPE: ONEOFMANY 3\nslow\nnormal\nfast\n"
+                                  "VARIABLE: LX_SIZE\nSHORTDESC: Shared memory (MB)\nTYPE: SIMPLE\n"
+                                  "VARIABLE: LX_FLAG\nSHORTDESC: Autosave\nTYPE: BOOLEAN\nyes\nno\n";
 inline const char *kConfig = "# session test\nLX_SPEED normal\nLX_SIZE 100\nLX_FLAG yes\n";
 
 inline std::string env(const char *name)
@@ -148,10 +148,10 @@ protected:
             return program;
         }
         sleepMs(300);
-        Window grid = x_.findDescendant(screen_.window, [cells](const std::vector<Box> &kids) { return kids.size() == cells; });
-        Window area = x_.findDescendant(screen_.window, [](const std::vector<Box> &kids) {
-            return kids.size() == 4 && kids[0].y == kids[3].y;
-        });
+        Window grid =
+            x_.findDescendant(screen_.window, [cells](const std::vector<Box> &kids) { return kids.size() == cells; });
+        Window area = x_.findDescendant(
+            screen_.window, [](const std::vector<Box> &kids) { return kids.size() == 4 && kids[0].y == kids[3].y; });
         if (grid == 0 || area == 0) {
             ADD_FAILURE() << "the editor's rows or buttons were not found";
             return program;

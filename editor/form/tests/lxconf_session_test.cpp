@@ -200,9 +200,9 @@ TEST_F(LxconfSession, StartUpErrorsWaitUntilDismissedThenExitOne)
         std::string message;
         bool byWindowManager;
     };
-    for (const Case &c : std::vector<Case>{
-             {{"-f", dir_ / "session.vars", dir_ / "missing.conf"}, "Couldn't open config File", false},
-             {{dir_ / "bad.vars", dir_ / "session.conf"}, "depends on simple Variable B", true}}) {
+    for (const Case &c :
+         std::vector<Case>{{{"-f", dir_ / "session.vars", dir_ / "missing.conf"}, "Couldn't open config File", false},
+                           {{dir_ / "bad.vars", dir_ / "session.conf"}, "depends on simple Variable B", true}}) {
         std::vector<std::string> args{env("LXCONF")};
         args.insert(args.end(), c.args.begin(), c.args.end());
         Program editor(args, dir_.path(), environment(false));

@@ -1,6 +1,6 @@
 // The parameter form as built and loaded: widget names and layout, values from the
 // configuration file, and what counts as a value and as a change.
-#include "window_fixture.h"  // first: gtest must come before the X headers
+#include "window_fixture.h" // first: gtest must come before the X headers
 
 #include <cstring>
 #include <tuple>
@@ -39,9 +39,9 @@ TEST_F(ParameterForm, WidgetTree)
     for (Cardinal i = 0; i < count; ++i)
         if (XtIsManaged(cells[i]))
             names.push_back(XtName(cells[i]));
-    std::vector<std::string> expected = {"frame", "frame", "info", "Label", "info", "Label", "info", "Label",
-                                         "info", "optionMenu", "info", "optionMenu", "info", "optionMenu",
-                                         "info", "Label"};
+    std::vector<std::string> expected = {"frame", "frame",      "info", "Label",      "info", "Label",
+                                         "info",  "Label",      "info", "optionMenu", "info", "optionMenu",
+                                         "info",  "optionMenu", "info", "Label"};
     EXPECT_EQ(names, expected);
 
     // Choice buttons are named by their text; the pulldown is "pd".

@@ -15,16 +15,17 @@ inline std::string letters20()
 
 inline const std::string &standardDescription()
 {
-    static const std::string text = "TITLE: Test installation\n"
-                                    "VARIABLE: LX_BASE\nSHORTDESC: Suite folder\nTYPE: SIMPLE\nMUSTBESET:\nCHECKREAD:\n"
-                                    "HELP: Where the suite lives.\nSecond line.\n%%\n"
-                                    "VARIABLE: LX_NUM\nSHORTDESC: Channels\nTYPE: SIMPLE\n"
-                                    "VARIABLE: LX_WAVES\nSHORTDESC: Wavelengths\nTYPE: MULTIVALUE $LX_NUM\nCANSETLIVE:\n"
-                                    "VARIABLE: LX_MODE\nSHORTDESC: Fast mode\nTYPE: BOOLEAN\nYes\nNo\nCANSETLIVE:\n"
-                                    "VARIABLE: LX_SPEED\nSHORTDESC: Stage speed\nTYPE: ONEOFMANY 3\nslow\nnormal\nfast\n"
-                                    "MUSTBESET:\n"
-                                    "VARIABLE: LX_LETTER\nSHORTDESC: Letter\nTYPE: ONEOFMANY 20\n" +
-                                    letters20() + "VARIABLE: LX_NOTE\nSHORTDESC: Note\nTYPE: SIMPLE\nCANSETLIVE:\n";
+    static const std::string text =
+        "TITLE: Test installation\n"
+        "VARIABLE: LX_BASE\nSHORTDESC: Suite folder\nTYPE: SIMPLE\nMUSTBESET:\nCHECKREAD:\n"
+        "HELP: Where the suite lives.\nSecond line.\n%%\n"
+        "VARIABLE: LX_NUM\nSHORTDESC: Channels\nTYPE: SIMPLE\n"
+        "VARIABLE: LX_WAVES\nSHORTDESC: Wavelengths\nTYPE: MULTIVALUE $LX_NUM\nCANSETLIVE:\n"
+        "VARIABLE: LX_MODE\nSHORTDESC: Fast mode\nTYPE: BOOLEAN\nYes\nNo\nCANSETLIVE:\n"
+        "VARIABLE: LX_SPEED\nSHORTDESC: Stage speed\nTYPE: ONEOFMANY 3\nslow\nnormal\nfast\n"
+        "MUSTBESET:\n"
+        "VARIABLE: LX_LETTER\nSHORTDESC: Letter\nTYPE: ONEOFMANY 20\n" +
+        letters20() + "VARIABLE: LX_NOTE\nSHORTDESC: Note\nTYPE: SIMPLE\nCANSETLIVE:\n";
     return text;
 }
 

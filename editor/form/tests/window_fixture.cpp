@@ -186,7 +186,10 @@ ConfigVar &EditorWindowTest::var(const char *name)
     return gVarList[0];
 }
 
-void EditorWindowTest::type(const char *name, const char *text) { XmTextFieldSetString(var(name).valueWidget, const_cast<char *>(text)); }
+void EditorWindowTest::type(const char *name, const char *text)
+{
+    XmTextFieldSetString(var(name).valueWidget, const_cast<char *>(text));
+}
 
 std::string EditorWindowTest::fieldText(const char *name)
 {

@@ -101,9 +101,8 @@ std::vector<Box> XSession::children(Window w)
         boxes.push_back(box);
     }
     XFree(kids);
-    std::sort(boxes.begin(), boxes.end(), [](const Box &a, const Box &b) {
-        return a.y != b.y ? a.y < b.y : a.x < b.x;
-    });
+    std::sort(boxes.begin(), boxes.end(),
+              [](const Box &a, const Box &b) { return a.y != b.y ? a.y < b.y : a.x < b.x; });
     return boxes;
 }
 

@@ -87,7 +87,7 @@ TEST_F(ArenaLifecycle, AttachAfterTheCreatorDiedRemovesLeftoversAndANewArenaIsNo
     EXPECT_FALSE(exists(idFile()));
     EXPECT_EQ(controlSegment(), -1);
     EXPECT_EQ(dataSegment(), -1);
-    Helper again({"attach"});  // no id file any more: a quiet 3
+    Helper again({"attach"}); // no id file any more: a quiet 3
     again.finish();
     EXPECT_EQ(again.output() + again.errors(), "attach 3\n");
 
@@ -133,7 +133,8 @@ TEST_F(ArenaLifecycle, SecondCreatorIsRefusedWhateverItsUserAndTouchesNothing)
     EXPECT_EQ(second.line(), "create 1 null");
     second.finish();
     EXPECT_NE(second.errors().find("belongs to the running process " + std::to_string(creator->pid())),
-              std::string::npos) << second.errors();
+              std::string::npos)
+        << second.errors();
     EXPECT_FALSE(exists("/tmp/lxsomeoneelse.api_shmid"));
     EXPECT_EQ(controlSegment(), control);
     EXPECT_EQ(alphaSeenBy(), "0 one");
@@ -196,9 +197,9 @@ TEST_F(TmpAttacks, SymbolicLinkOfAnotherUserIsNeitherFollowedNorReplaced)
 {
     const std::string target = "/tmp/arena-test-target-" + std::to_string(getpid());
     std::ofstream(target) << "precious\n";
-    ASSERT_EQ(std::system(("setpriv --reuid=nobody --regid=nogroup --clear-groups ln -s " + target + " " +
-                           idFile()).c_str()),
-              0);
+    ASSERT_EQ(
+        std::system(("setpriv --reuid=nobody --regid=nogroup --clear-groups ln -s " + target + " " + idFile()).c_str()),
+        0);
 
     expectRefused("is a symbolic link");
     Helper creator({kCreate});
@@ -241,7 +242,7 @@ TEST_F(TmpAttacks, ControlSegmentOfAnotherUserIsNotUsedOrRemoved)
     const char *home = std::getenv("HOME");
     const int planted = shmget(SG_key(home != nullptr ? home : "", 'F'), 4168, IPC_CREAT | 0666);
     ASSERT_GE(planted, 0);
-    shmid_ds info {};
+    shmid_ds info{};
     ASSERT_EQ(shmctl(planted, IPC_STAT, &info), 0);
     info.shm_perm.uid = 65534;
     ASSERT_EQ(shmctl(planted, IPC_SET, &info), 0);
@@ -320,7 +321,7 @@ TEST_F(TmpAttacks, CleanUpAfterACrashLeavesADataSegmentOfAnotherUser)
 {
     Helper crashed({kCreate});
     ASSERT_EQ(crashed.finish(), 0);
-    shmid_ds info {};
+    shmid_ds info{};
     ASSERT_EQ(shmctl(dataSegment(), IPC_STAT, &info), 0);
     info.shm_perm.uid = 65534;
     ASSERT_EQ(shmctl(dataSegment(), IPC_SET, &info), 0);

@@ -53,15 +53,9 @@ void useArena()
     IW_iwl_ptr = SMGetInfo(&IW_arena);
 }
 
-NamedSHMBlock *firstRecord()
-{
-    return static_cast<IWSharedGlobals *>(IW_iwl_ptr)->namedFirst;
-}
+NamedSHMBlock *firstRecord() { return static_cast<IWSharedGlobals *>(IW_iwl_ptr)->namedFirst; }
 
-int32_t storedCount()
-{
-    return static_cast<IWSharedGlobals *>(IW_iwl_ptr)->namedCount;
-}
+int32_t storedCount() { return static_cast<IWSharedGlobals *>(IW_iwl_ptr)->namedCount; }
 
 // The list must be walkable both ways and agree with its stored count.
 std::string listProblem()
@@ -245,7 +239,8 @@ int run(const std::string &command)
             writers[pid].second += seq;
         }
         for (const auto &[pid, tally] : writers)
-            say("census " + std::to_string(pid) + " " + std::to_string(tally.first) + " " + std::to_string(tally.second));
+            say("census " + std::to_string(pid) + " " + std::to_string(tally.first) + " " +
+                std::to_string(tally.second));
         say("census end");
     } else if (verb == "dump") {
         IWDumpNamedSHM();

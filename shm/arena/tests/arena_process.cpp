@@ -13,7 +13,7 @@ namespace {
 
 std::vector<std::string> helperCommand(const std::vector<std::string> &commands)
 {
-    std::vector<std::string> args {ARENA_HELPER_PATH};
+    std::vector<std::string> args{ARENA_HELPER_PATH};
     args.insert(args.end(), commands.begin(), commands.end());
     return args;
 }
@@ -46,7 +46,8 @@ int Helper::finish()
 
 std::unique_ptr<Helper> creatorOf(const std::string &value, const std::string &create, const lxtest::Env &env)
 {
-    auto creator = std::make_unique<Helper>(std::vector<std::string>{create, "put:alpha:" + value, "wait", "exit"}, env);
+    auto creator =
+        std::make_unique<Helper>(std::vector<std::string>{create, "put:alpha:" + value, "wait", "exit"}, env);
     creator->lineStarting("put ");
     return creator;
 }

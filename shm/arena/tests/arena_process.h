@@ -22,7 +22,7 @@ public:
     explicit Helper(const std::vector<std::string> &commands, const lxtest::Env &env = {},
                     const std::vector<std::string> &wrapper = {});
     void send(const std::string &text) { Process::send(text.substr(0, text.find('\n'))); }
-    int finish();  // exit status; output() and errors() stay readable
+    int finish(); // exit status; output() and errors() stay readable
     const std::string &output() const { return result_.out; }
     const std::string &errors() const { return result_.err; }
 
@@ -31,10 +31,10 @@ private:
 };
 
 std::string idFile();
-int controlSegment();  // the control segment under our key, or -1
-int dataSegment();     // the data segment under our key, or -1
+int controlSegment(); // the control segment under our key, or -1
+int dataSegment();    // the data segment under our key, or -1
 std::string semaphoreName();
-void removeArena();    // removes segments, id file and semaphore of this user
+void removeArena(); // removes segments, id file and semaphore of this user
 
 constexpr const char *kCreate = "create:16777216";
 

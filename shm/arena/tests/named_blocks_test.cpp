@@ -22,10 +22,7 @@ std::vector<std::string> lines(Helper &helper)
     return out;
 }
 
-bool has(const std::string &text, const std::string &part)
-{
-    return text.find(part) != std::string::npos;
-}
+bool has(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
 
 } // namespace
 
@@ -93,8 +90,8 @@ TEST_F(NamedBlocks, EightProcessesOnOverlappingNamesKeepListAndContents)
 
     std::vector<std::unique_ptr<Helper>> writers;
     for (int i = 0; i < 8; ++i)
-        writers.push_back(
-            std::make_unique<Helper>(std::vector<std::string>{"attach", "wait", "stress:" + std::to_string(i + 1) + ":2000"}));
+        writers.push_back(std::make_unique<Helper>(
+            std::vector<std::string>{"attach", "wait", "stress:" + std::to_string(i + 1) + ":2000"}));
     for (auto &w : writers) // all attached first, then all start at once
         ASSERT_EQ(w->line(), "attach 0");
     for (auto &w : writers)

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr uint64_t kAllowance = (1 << 20) + 4'821'400;  // 1 MiB past the first break
+constexpr uint64_t kAllowance = (1 << 20) + 4'821'400; // 1 MiB past the first break
 constexpr size_t kSlots = 32;
 
 struct Slot {
@@ -22,45 +22,56 @@ struct Slot {
     unsigned char fill = 0;
 };
 
-[[noreturn]] void fault(const char *what, const char *reason = "") {
+[[noreturn]] void fault(const char *what, const char *reason = "")
+{
     std::fprintf(stderr, "heap_ops_fuzz: %s %s\n", what, reason);
     std::abort();
 }
 
-void check_heap() {
+void check_heap()
+{
     char reason[256];
-    if (!SG_heap_check(reason, sizeof reason)) fault("checker:", reason);
+    if (!SG_heap_check(reason, sizeof reason))
+        fault("checker:", reason);
 }
 
-void verify(const Slot &s) {
+void verify(const Slot &s)
+{
     for (uint64_t i = 0; i < s.size; ++i)
-        if (s.p[i] != s.fill) fault("a block lost its contents");
+        if (s.p[i] != s.fill)
+            fault("a block lost its contents");
 }
 
-void take(Slot &s, void *p, uint64_t size, unsigned char fill) {
+void take(Slot &s, void *p, uint64_t size, unsigned char fill)
+{
     s.p = static_cast<unsigned char *>(p);
     s.size = size;
     s.fill = fill;
-    if (reinterpret_cast<uintptr_t>(p) % 16 != 0) fault("misaligned block");
-    if (SG_malloc_usable_size(p) < size) fault("block smaller than asked");
+    if (reinterpret_cast<uintptr_t>(p) % 16 != 0)
+        fault("misaligned block");
+    if (SG_malloc_usable_size(p) < size)
+        fault("block smaller than asked");
     std::memset(p, fill, size);
 }
 
-const std::string &segment_path() {
+const std::string &segment_path()
+{
     static const std::string path = "/tmp/lx-heap-ops-fuzz-" + std::to_string(getpid());
     return path;
 }
 
-}  // namespace
+} // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
     static bool once = [] {
         unsetenv("LX_SHMSTADDR");
         return true;
     }();
     (void)once;
     void *start = SG_create(segment_path().c_str(), kAllowance);
-    if (start == nullptr) fault("cannot create the segment");
+    if (start == nullptr)
+        fault("cannot create the segment");
     std::array<Slot, kSlots> slots{};
     for (size_t i = 0; i + 4 <= size; i += 4) {
         unsigned op = data[i] % 5;
@@ -77,8 +88,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             uint64_t asked = op == 0 ? n : (n % 64) * (n / 64);
             if (p && op == 1)
                 for (uint64_t k = 0; k < asked; ++k)
-                    if (static_cast<unsigned char *>(p)[k] != 0) fault("calloc block not zeroed");
-            if (p) take(s, p, asked, fill);
+                    if (static_cast<unsigned char *>(p)[k] != 0)
+                        fault("calloc block not zeroed");
+            if (p)
+                take(s, p, asked, fill);
         } else if (op == 2 && s.p) {
             verify(s);
             void *p = SG_realloc(nullptr, s.p, n);
@@ -94,7 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             SG_free(nullptr, s.p);
             s = Slot{};
         } else if (op == 4) {
-            SHMsbrk(static_cast<int64_t>(n % 64));  // memory the heap must step over
+            SHMsbrk(static_cast<int64_t>(n % 64)); // memory the heap must step over
         }
         check_heap();
     }
@@ -105,6 +118,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         }
     check_heap();
     SG_detach(start);
-    SG_destroy(start);  // removes the file; the next input makes it afresh
+    SG_destroy(start); // removes the file; the next input makes it afresh
     return 0;
 }

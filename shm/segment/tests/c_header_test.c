@@ -9,15 +9,16 @@
 #include <unistd.h>
 
 static int failures = 0;
-#define EXPECT(cond)                                                      \
-    do {                                                                  \
-        if (!(cond)) {                                                    \
-            fprintf(stderr, "%s:%d: expected %s\n", __FILE__, __LINE__, #cond); \
-            ++failures;                                                   \
-        }                                                                 \
+#define EXPECT(cond)                                                                                                   \
+    do {                                                                                                               \
+        if (!(cond)) {                                                                                                 \
+            fprintf(stderr, "%s:%d: expected %s\n", __FILE__, __LINE__, #cond);                                        \
+            ++failures;                                                                                                \
+        }                                                                                                              \
     } while (0)
 
-int main(void) {
+int main(void)
+{
     char path[] = "/tmp/lx-c-header-XXXXXX";
     int fd = mkstemp(path);
     EXPECT(fd >= 0);
@@ -26,7 +27,8 @@ int main(void) {
 
     void *start = SG_create(path, 8 << 20);
     EXPECT(start != NULL);
-    if (start == NULL) return 1;
+    if (start == NULL)
+        return 1;
     EXPECT(GBLdl_p == (char *)start + 1600);
     EXPECT(SG_key(NULL, 'N') == (key_t)(1000u * getuid() + 'N'));
 
@@ -51,6 +53,7 @@ int main(void) {
     SG_detach(start);
     SG_destroy(start);
     EXPECT(access(path, F_OK) != 0);
-    if (failures == 0) printf("C header test passed\n");
+    if (failures == 0)
+        printf("C header test passed\n");
     return failures == 0 ? 0 : 1;
 }

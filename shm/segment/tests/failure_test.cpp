@@ -15,19 +15,22 @@ bool user_segment_exists() { return shmget(SG_key(nullptr, 'N'), 0, 0) >= 0; }
 class CreateFails : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_FALSE(user_segment_exists()) << "a segment of this user is left over"; }
-    void TearDown() override {
+    void TearDown() override
+    {
         int id = shmget(SG_key(nullptr, 'N'), 0, 0);
-        if (id >= 0) shmctl(id, IPC_RMID, nullptr);
+        if (id >= 0)
+            shmctl(id, IPC_RMID, nullptr);
     }
     TempDir dir_;
 };
 
 // Helper runs that fail with status 2: their message (standard output or error) and, when named,
 // a file that must not be left behind.
-TEST_F(CreateFails, HelperRunsGiveTheReasonAndLeaveNothingBehind) {
+TEST_F(CreateFails, HelperRunsGiveTheReasonAndLeaveNothingBehind)
+{
     const std::string sizes = std::to_string(1 << 20), big = std::to_string(uint64_t{2} << 30);
     const std::vector<std::string> none, as1GiB = {"prlimit", "--as=1073741824"},
-                                   smallFiles = {"prlimit", "--fsize=65536"};
+                                         smallFiles = {"prlimit", "--fsize=65536"};
     ASSERT_EQ(run_helper({"create", dir_ / "arena.map", sizes}).status, 0);
     chmod((dir_ / "arena.map").c_str(), 0600);
     writeFile(dir_ / "short.map", "short");
@@ -43,14 +46,23 @@ TEST_F(CreateFails, HelperRunsGiveTheReasonAndLeaveNothingBehind) {
         {kAsNobody, {"attach", "-", sizes}, "shmget failed: errno 2 No such file or directory\nnull\n", ""},
         {kAsNobody, {"attach", dir_ / "arena.map", sizes}, denied, ""},
         {kAsNobody, {"create", dir_ / "other.map", sizes}, denied, dir_ / "other.map"},
-        {none, {"attach", dir_ / "missing.map", sizes}, "Couldn't open file for mmap: No such file or directory\nnull\n",
+        {none,
+         {"attach", dir_ / "missing.map", sizes},
+         "Couldn't open file for mmap: No such file or directory\nnull\n",
          dir_ / "missing.map"},
-        {none, {"attach", dir_ / "short.map", sizes}, "SG_attach: " + dir_ / "short.map" + " holds 5 bytes, fewer than the", ""},
-        {smallFiles, {"create", dir_ / "fresh.map", sizes}, "SG_create: cannot set the length of " + dir_ / "fresh.map",
+        {none,
+         {"attach", dir_ / "short.map", sizes},
+         "SG_attach: " + dir_ / "short.map" + " holds 5 bytes, fewer than the",
+         ""},
+        {smallFiles,
+         {"create", dir_ / "fresh.map", sizes},
+         "SG_create: cannot set the length of " + dir_ / "fresh.map",
          dir_ / "fresh.map"},
         {smallFiles, {"create", dir_ / "kept.map", sizes}, "", ""},
-#if !defined(__SANITIZE_ADDRESS__)  // a sanitizer build cannot start under an address-space limit
-        {as1GiB, {"create", dir_ / "limited.map", big}, "SG_create: cannot map " + dir_ / "limited.map",
+#if !defined(__SANITIZE_ADDRESS__) // a sanitizer build cannot start under an address-space limit
+        {as1GiB,
+         {"create", dir_ / "limited.map", big},
+         "SG_create: cannot map " + dir_ / "limited.map",
          dir_ / "limited.map"},
 #endif
     };
@@ -72,16 +84,20 @@ TEST_F(CreateFails, HelperRunsGiveTheReasonAndLeaveNothingBehind) {
 #endif
 }
 
-TEST_F(CreateFails, SizeOverTheSystemCap) {
+TEST_F(CreateFails, SizeOverTheSystemCap)
+{
     // A private IPC namespace lets us lower the cap without touching anyone else's segments.
-    const std::vector<std::string> o = {"unshare", "--ipc", "sh", "-c", "echo 1048576 > /proc/sys/kernel/shmmax && exec \"$0\" \"$@\""};
-    if (run({"true"}, {}, o).status != 0) GTEST_SKIP() << "no private IPC namespace here";
+    const std::vector<std::string> o = {"unshare", "--ipc", "sh", "-c",
+                                        "echo 1048576 > /proc/sys/kernel/shmmax && exec \"$0\" \"$@\""};
+    if (run({"true"}, {}, o).status != 0)
+        GTEST_SKIP() << "no private IPC namespace here";
     Result r = run({kHelper, "create", "-", "4194304"}, {}, o);
     EXPECT_EQ(r.status, 2);
     EXPECT_EQ(r.out, "shmget failed: errno 22 Invalid argument\nnull\n");
 }
 
-TEST_F(CreateFails, SizesThatOverflowOrCannotBeMapped) {
+TEST_F(CreateFails, SizesThatOverflowOrCannotBeMapped)
+{
     testing::internal::CaptureStderr();
     EXPECT_EQ(SG_create(nullptr, UINT64_MAX), nullptr);
     EXPECT_EQ(SG_create(nullptr, UINT64_MAX - 4'823'616 + 1), nullptr);
@@ -93,7 +109,8 @@ TEST_F(CreateFails, SizesThatOverflowOrCannotBeMapped) {
     EXPECT_FALSE(user_segment_exists());
     EXPECT_FALSE(exists(dir_ / "huge.map"));
 }
-TEST_F(CreateFails, FileAtAnAddressAlreadyTaken) {
+TEST_F(CreateFails, FileAtAnAddressAlreadyTaken)
+{
     void *taken = mmap(address(kAddress), 1 << 16, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0);
     ASSERT_EQ(taken, address(kAddress));
     setenv("LX_SHMSTADDR", kAddressText.c_str(), 1);
@@ -108,13 +125,16 @@ TEST_F(CreateFails, FileAtAnAddressAlreadyTaken) {
     EXPECT_FALSE(exists(path));
 }
 
-TEST_F(CreateFails, AddressThatIsNotHexadecimal) {
+TEST_F(CreateFails, AddressThatIsNotHexadecimal)
+{
     // As much of the value as is hexadecimal is used, with a warning.
     Result r = run_helper({"create", dir_ / "a.map", "1048576"}, Env{"LX_SHMSTADDR=500000000000xyz"});
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(field(r.out, "start"), "0x500000000000");
-    EXPECT_NE(r.err.find("SG_create: LX_SHMSTADDR \"500000000000xyz\" is not a hexadecimal address; using 0x500000000000"),
-              std::string::npos) << r.err;
+    EXPECT_NE(
+        r.err.find("SG_create: LX_SHMSTADDR \"500000000000xyz\" is not a hexadecimal address; using 0x500000000000"),
+        std::string::npos)
+        << r.err;
     r = run_helper({"create", dir_ / "b.map", "1048576"}, Env{"LX_SHMSTADDR=nowhere"});
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_NE(r.err.find("\"nowhere\" is not a hexadecimal address; using 0"), std::string::npos) << r.err;
@@ -124,5 +144,5 @@ TEST_F(CreateFails, AddressThatIsNotHexadecimal) {
     EXPECT_FALSE(exists(dir_ / "c.map"));
 }
 
-}  // namespace
-}  // namespace lx::test
+} // namespace
+} // namespace lx::test

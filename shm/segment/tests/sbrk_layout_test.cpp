@@ -14,13 +14,15 @@ void *const kRefused = reinterpret_cast<void *>(-1);
 
 class Break : public ::testing::Test {
 protected:
-    void open_segment(uint64_t allowance) {
+    void open_segment(uint64_t allowance)
+    {
         allowance_ = allowance;
         unsetenv("LX_SHMSTADDR");
         start_ = static_cast<char *>(SG_create((dir_ / "segment.map").c_str(), allowance));
         ASSERT_NE(start_, nullptr);
     }
-    void TearDown() override {
+    void TearDown() override
+    {
         if (start_ != nullptr) {
             SG_detach(start_);
             SG_destroy(start_);
@@ -38,7 +40,8 @@ protected:
 constexpr uint64_t kAllowance = 8 << 20;
 constexpr uint64_t kUsable = kAllowance - (kFirstBreak - 2216);
 
-TEST_F(Break, LayoutIsTheSameForEveryProcessAndTheFileHoldsExactlyTheSegment) {
+TEST_F(Break, LayoutIsTheSameForEveryProcessAndTheFileHoldsExactlyTheSegment)
+{
     open_segment(kAllowance);
     uint64_t words[4];
     std::memcpy(words, start_, sizeof words);
@@ -59,7 +62,8 @@ TEST_F(Break, LayoutIsTheSameForEveryProcessAndTheFileHoldsExactlyTheSegment) {
     EXPECT_EQ(SHMsbrk(0), first_break() + 8) << "increments are rounded up to 8 bytes";
 }
 
-TEST_F(Break, TheLimitEndsAtTheEndOfTheMapping) {
+TEST_F(Break, TheLimitEndsAtTheEndOfTheMapping)
+{
     open_segment(kAllowance);
     EXPECT_EQ(SHMsbrk(kUsable + 1), kRefused);
     EXPECT_EQ(SHMsbrk(0), first_break()) << "a refused request leaves the break alone";
@@ -73,20 +77,23 @@ TEST_F(Break, TheLimitEndsAtTheEndOfTheMapping) {
     EXPECT_EQ(*last, 'z');
 }
 
-TEST_F(Break, HeapFillsTheAllowanceEvenWhereAWholeGrowStepNoLongerFits) {
+TEST_F(Break, HeapFillsTheAllowanceEvenWhereAWholeGrowStepNoLongerFits)
+{
     open_segment(kAllowance);
     EXPECT_NE(SG_malloc(nullptr, kUsable - 128), nullptr);
 }
 
-TEST_F(Break, AnAllowanceShorterThanTheFirstBreakLeavesTheHeapNothing) {
+TEST_F(Break, AnAllowanceShorterThanTheFirstBreakLeavesTheHeapNothing)
+{
     open_segment(1 << 20);
     EXPECT_EQ(SHMsbrk(0), first_break());
     EXPECT_EQ(SHMsbrk(8), kRefused);
     EXPECT_EQ(SG_malloc(nullptr, 1), nullptr);
 }
 
-TEST_F(Break, NegativeAndOverlongIncrementsAreRefused) {
-    open_segment(uint64_t{5} << 30);  // a sparse file: only touched pages cost memory
+TEST_F(Break, NegativeAndOverlongIncrementsAreRefused)
+{
+    open_segment(uint64_t{5} << 30); // a sparse file: only touched pages cost memory
     EXPECT_EQ(SHMsbrk(-8), kRefused);
     EXPECT_EQ(SHMsbrk(INT64_MIN), kRefused);
     // Bits above 32 are never silently dropped: 4 GiB would otherwise become a zero increment.
@@ -97,41 +104,46 @@ TEST_F(Break, NegativeAndOverlongIncrementsAreRefused) {
     EXPECT_EQ(SHMsbrk(0), first_break() + 0xFFFFFFF8);
 }
 
-TEST_F(Break, HeapOverFourGigabytesGrowsPastOneIncrement) {
+TEST_F(Break, HeapOverFourGigabytesGrowsPastOneIncrement)
+{
     open_segment(uint64_t{5} << 30);
     uint64_t big = (uint64_t{4} << 30) + 4096;
     auto *p = static_cast<char *>(SG_malloc(nullptr, big));
     ASSERT_NE(p, nullptr);
     p[0] = 1;
-    p[big - 1] = 2;  // only two pages are touched
+    p[big - 1] = 2; // only two pages are touched
     EXPECT_LE(p + big, first_break() + allowance_);
     char reason[256];
     EXPECT_TRUE(SG_heap_check(reason, sizeof reason)) << reason;
     SG_free(nullptr, p);
 }
 
-TEST_F(Break, HeapStepsOverMemoryOthersTookFromTheBreak) {
+TEST_F(Break, HeapStepsOverMemoryOthersTookFromTheBreak)
+{
     open_segment(kAllowance);
     void *a = SG_malloc(nullptr, 100);
     ASSERT_NE(a, nullptr);
-    auto *foreign = static_cast<char *>(SHMsbrk(24));  // leaves the break off the 16-byte grid
+    auto *foreign = static_cast<char *>(SHMsbrk(24)); // leaves the break off the 16-byte grid
     ASSERT_NE(foreign, kRefused);
     std::memset(foreign, 0x77, 24);
-    auto *b = static_cast<char *>(SG_malloc(nullptr, 1 << 20));  // more than the top holds
+    auto *b = static_cast<char *>(SG_malloc(nullptr, 1 << 20)); // more than the top holds
     ASSERT_NE(b, nullptr);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(b) % 16, 0u);
     EXPECT_TRUE(b >= foreign + 24 || b + (1 << 20) <= foreign);
     std::memset(b, 0, 1 << 20);
-    for (int i = 0; i < 24; ++i) ASSERT_EQ(static_cast<unsigned char>(foreign[i]), 0x77);
+    for (int i = 0; i < 24; ++i)
+        ASSERT_EQ(static_cast<unsigned char>(foreign[i]), 0x77);
     char reason[256];
     ASSERT_TRUE(SG_heap_check(reason, sizeof reason)) << reason;
     SG_free(nullptr, a);
     SG_free(nullptr, b);
     EXPECT_TRUE(SG_heap_check(reason, sizeof reason)) << reason;
-    for (int i = 0; i < 24; ++i) ASSERT_EQ(static_cast<unsigned char>(foreign[i]), 0x77);
+    for (int i = 0; i < 24; ++i)
+        ASSERT_EQ(static_cast<unsigned char>(foreign[i]), 0x77);
 }
 
-TEST(UserKey, MixesTheUserIdWithTheProjectLetter) {
+TEST(UserKey, MixesTheUserIdWithTheProjectLetter)
+{
     EXPECT_EQ(SG_key("/ignored", 'N'), static_cast<key_t>(1000u * getuid() + 'N'));
     // Other users, through the helper run under their ids.
     struct Case {
@@ -146,13 +158,14 @@ TEST(UserKey, MixesTheUserIdWithTheProjectLetter) {
     }
 }
 
-}  // namespace
-}  // namespace lx::test
+} // namespace
+} // namespace lx::test
 
 namespace lx::test {
 namespace {
 
-TEST(CreateTrace, NamesTheFileTheStateAndTheFirstBreak) {
+TEST(CreateTrace, NamesTheFileTheStateAndTheFirstBreak)
+{
     TempDir dir;
     std::string path = dir / "traced.map";
     Result r = run_helper({"create", path, "1048576", "detach"}, {"DEBUG_SG=1"});
@@ -164,5 +177,5 @@ TEST(CreateTrace, NamesTheFileTheStateAndTheFirstBreak) {
                          hex(address(kAddress + kFirstBreak)) + "\n");
 }
 
-}  // namespace
-}  // namespace lx::test
+} // namespace
+} // namespace lx::test

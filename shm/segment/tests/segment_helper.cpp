@@ -17,9 +17,10 @@ namespace {
 
 void *parse_address(const char *text) { return reinterpret_cast<void *>(std::strtoull(text, nullptr, 16)); }
 
-}  // namespace
+} // namespace
 
-int main(int argc, char **argv) {
+int main(int argc, char **argv)
+{
     if (argc == 2 && std::strcmp(argv[1], "key") == 0) {
         std::printf("key %d\n", static_cast<int>(SG_key(nullptr, 'N')));
         return 0;
@@ -28,7 +29,7 @@ int main(int argc, char **argv) {
         std::fprintf(stderr, "usage: segment_helper create|attach PATH|- SIZE [command ...]\n");
         return 64;
     }
-    std::signal(SIGXFSZ, SIG_IGN);  // a file-size limit then fails calls instead of killing us
+    std::signal(SIGXFSZ, SIG_IGN); // a file-size limit then fails calls instead of killing us
     std::string verb = argv[1];
     const char *path = std::strcmp(argv[2], "-") == 0 ? nullptr : argv[2];
     uint64_t size = std::strtoull(argv[3], nullptr, 0);
@@ -52,7 +53,8 @@ int main(int argc, char **argv) {
         } else if (cmd == "write" && i + 1 < argc) {
             size_t n = std::strlen(argv[i + 1]) + 1;
             void *block = SG_malloc(nullptr, n);
-            if (block == nullptr) return 3;
+            if (block == nullptr)
+                return 3;
             std::memcpy(block, argv[i + 1], n);
             std::printf("block %p\n", block);
             i += 1;

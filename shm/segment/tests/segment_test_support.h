@@ -26,23 +26,26 @@ constexpr uint64_t kBreakShortfall = kFirstBreak - 2216;
 
 inline void *address(uintptr_t a) { return reinterpret_cast<void *>(a); }
 
-inline std::string hex(const void *p) {
+inline std::string hex(const void *p)
+{
     char text[32];
     std::snprintf(text, sizeof text, "%p", p);
     return text;
 }
 
 // Whether the page holding p is mapped in this process.
-inline bool is_mapped(const void *p) {
+inline bool is_mapped(const void *p)
+{
     auto page = reinterpret_cast<uintptr_t>(p) & ~uintptr_t{4095};
     return msync(reinterpret_cast<void *>(page), 4096, MS_ASYNC) == 0 || errno != ENOMEM;
 }
 
 // The helper, run with the same LX_SHMSTADDR as the tests unless options say otherwise.
-inline Result run_helper(std::vector<std::string> args, Env env = {}) {
+inline Result run_helper(std::vector<std::string> args, Env env = {})
+{
     args.insert(args.begin(), kHelper);
     env.insert(env.begin(), "LX_SHMSTADDR=" + kAddressText);
     return run(args, env);
 }
 
-}  // namespace lx::test
+} // namespace lx::test

@@ -18,19 +18,19 @@ namespace {
 constexpr uint64_t kSize = 8 << 20;
 constexpr bool kFileMode = LX_TEST_FILE_MODE;
 
-bool segment_exists() {
-    return shmget(SG_key(nullptr, 'N'), 0, 0) >= 0;
-}
+bool segment_exists() { return shmget(SG_key(nullptr, 'N'), 0, 0) >= 0; }
 
 class TwoProcesses : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         setenv("LX_SHMSTADDR", kAddressText.c_str(), 1);
         path_ = kFileMode ? dir_ / "arena.map" : "";
         start_ = SG_create(path_.c_str(), kSize);
         ASSERT_EQ(start_, address(kAddress)) << "the segment must lie where LX_SHMSTADDR says";
     }
-    void TearDown() override {
+    void TearDown() override
+    {
         if (start_ != nullptr) {
             SG_detach(start_);
             SG_destroy(start_);
@@ -38,13 +38,16 @@ protected:
     }
     // The path argument of the helper for this mode.
     std::string where() const { return kFileMode ? path_ : "-"; }
-    bool backing_exists() const {
+    bool backing_exists() const
+    {
         struct stat sb {};
         return kFileMode ? stat(path_.c_str(), &sb) == 0 : segment_exists();
     }
-    char *write_block(const char *text) {
+    char *write_block(const char *text)
+    {
         auto *block = static_cast<char *>(SG_malloc(nullptr, std::strlen(text) + 1));
-        if (block != nullptr) std::strcpy(block, text);
+        if (block != nullptr)
+            std::strcpy(block, text);
         return block;
     }
 
@@ -53,11 +56,12 @@ protected:
     void *start_ = nullptr;
 };
 
-TEST_F(TwoProcesses, WhatOneWritesTheOtherReadsAtTheSameAddress) {
+TEST_F(TwoProcesses, WhatOneWritesTheOtherReadsAtTheSameAddress)
+{
     char *mine = write_block("from the creator");
     ASSERT_NE(mine, nullptr);
-    Result r = run_helper({"attach", where(), std::to_string(kSize), "read", hex(mine), "from the creator",
-                                "write", "from the helper", "check", "detach"});
+    Result r = run_helper({"attach", where(), std::to_string(kSize), "read", hex(mine), "from the creator", "write",
+                           "from the helper", "check", "detach"});
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(field(r.out, "start"), hex(start_));
     auto *theirs = reinterpret_cast<char *>(std::strtoull(field(r.out, "block").c_str(), nullptr, 16));
@@ -78,7 +82,8 @@ TEST_F(TwoProcesses, WhatOneWritesTheOtherReadsAtTheSameAddress) {
     EXPECT_STREQ(mine, "from the creator");
 }
 
-TEST_F(TwoProcesses, DetachUnmapsButKeepsTheSegmentAndItsContents) {
+TEST_F(TwoProcesses, DetachUnmapsButKeepsTheSegmentAndItsContents)
+{
     char *mine = write_block("kept after detach");
     SG_detach(start_);
     EXPECT_FALSE(is_mapped(start_));
@@ -91,7 +96,8 @@ TEST_F(TwoProcesses, DetachUnmapsButKeepsTheSegmentAndItsContents) {
     EXPECT_FALSE(backing_exists());
 }
 
-TEST_F(TwoProcesses, DestroyRemovesOnlyThisSegment) {
+TEST_F(TwoProcesses, DestroyRemovesOnlyThisSegment)
+{
     // A bystander of each kind: another System V segment and another file in the same folder.
     int other = shmget(IPC_PRIVATE, 4096, IPC_CREAT | 0600);
     ASSERT_GE(other, 0);
@@ -125,10 +131,12 @@ TEST_F(TwoProcesses, DestroyRemovesOnlyThisSegment) {
     EXPECT_TRUE(exists(dir_.path()));
 }
 
-TEST_F(TwoProcesses, DestroyWhileAnotherProcessIsAttached) {
+TEST_F(TwoProcesses, DestroyWhileAnotherProcessIsAttached)
+{
     char *mine = write_block("shared text");
-    Process helper({kHelper, "attach", where(), std::to_string(kSize), "wait", "read", hex(mine), "shared text", "check"},
-                 Env{"LX_SHMSTADDR=" + std::string(kAddressText)});
+    Process helper(
+        {kHelper, "attach", where(), std::to_string(kSize), "wait", "read", hex(mine), "shared text", "check"},
+        Env{"LX_SHMSTADDR=" + std::string(kAddressText)});
     ASSERT_EQ(helper.lineStarting("waiting"), "waiting");
     SG_detach(start_);
     SG_destroy(start_);
@@ -143,9 +151,10 @@ TEST_F(TwoProcesses, DestroyWhileAnotherProcessIsAttached) {
                                   : "shmget failed: errno 2 No such file or directory\nnull\n");
 }
 
-TEST_F(TwoProcesses, AttachElsewhereRefusesTheHeapInsteadOfCorruptingIt) {
+TEST_F(TwoProcesses, AttachElsewhereRefusesTheHeapInsteadOfCorruptingIt)
+{
     Result r = run_helper({"attach", where(), std::to_string(kSize), "malloc", "64", "sbrk", "0"},
-                               Env{"LX_SHMSTADDR=510000000000"});
+                          Env{"LX_SHMSTADDR=510000000000"});
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(field(r.out, "start"), "0x510000000000");
     EXPECT_EQ(field(r.out, "block"), "(nil)");
@@ -155,7 +164,8 @@ TEST_F(TwoProcesses, AttachElsewhereRefusesTheHeapInsteadOfCorruptingIt) {
     EXPECT_TRUE(SG_heap_check(reason, sizeof reason)) << reason;
 }
 
-TEST_F(TwoProcesses, AttachAtAnAddressAlreadyTakenFails) {
+TEST_F(TwoProcesses, AttachAtAnAddressAlreadyTakenFails)
+{
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     void *again = SG_attach(path_.c_str(), kSize);
@@ -166,10 +176,15 @@ TEST_F(TwoProcesses, AttachAtAnAddressAlreadyTakenFails) {
         EXPECT_NE(err.find("SG_attach: cannot map"), std::string::npos) << err;
     } else {
         EXPECT_EQ(out.rfind("SG_attach:  shmat failed: errno 22 Invalid argument\n"
-                            "            giShmId = ", 0), 0u) << out;
+                            "            giShmId = ",
+                            0),
+                  0u)
+            << out;
         EXPECT_NE(out.find(", arena_addr = 0x500000000000, SHM_RND\n"
                            "Check environment variable LX_SHMSTADDR.  You may need to set it or\n"
-                           "increase the setting to a higher address.\n"), std::string::npos) << out;
+                           "increase the setting to a higher address.\n"),
+                  std::string::npos)
+            << out;
     }
     // The mapping we had is untouched and still ours.
     EXPECT_NE(SG_malloc(nullptr, 10), nullptr);
@@ -177,5 +192,5 @@ TEST_F(TwoProcesses, AttachAtAnAddressAlreadyTakenFails) {
     EXPECT_TRUE(SG_heap_check(reason, sizeof reason)) << reason;
 }
 
-}  // namespace
-}  // namespace lx::test
+} // namespace
+} // namespace lx::test

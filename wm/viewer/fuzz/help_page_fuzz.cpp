@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <string_view>
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
     const std::string_view html(reinterpret_cast<const char *>(data), size);
     const lx::wm::HelpPageText text = lx::wm::PlainTextOfHelpPage(html);
     // Never longer than the page plus the list marks and line breaks it can add per tag.
