@@ -68,15 +68,16 @@ size_t utf8_length(const std::string &text, size_t i)
     return length;
 }
 
-// Text for a terminal: printable ASCII and UTF-8 as they are, everything else escaped.
-std::string escaped(const std::string &text)
+// Printable ASCII and valid UTF-8 as they are, a backslash before a backslash (and, for JSON, a
+// quote), line feeds, tabs and carriage returns as \n, \t, \r, other bytes as \xNN (JSON: \u00NN).
+std::string escape_bytes(const std::string &text, bool json)
 {
     std::string out;
     out.reserve(text.size());
     for (size_t i = 0; i < text.size();) {
         const unsigned char c = static_cast<unsigned char>(text[i]);
         if (c >= 0x20 && c < 0x7f) {
-            if (c == '\\')
+            if (c == '\\' || (json && c == '"'))
                 out += '\\';
             out += static_cast<char>(c);
             ++i;
@@ -85,7 +86,10 @@ std::string escaped(const std::string &text)
             i += n;
         } else {
             char code[8];
-            std::snprintf(code, sizeof code, "\\x%02x", c);
+            if (json)
+                std::snprintf(code, sizeof code, "\\u%04x", c);
+            else
+                std::snprintf(code, sizeof code, "\\x%02x", c);
             out += c == '\n' ? "\\n" : c == '\t' ? "\\t" : c == '\r' ? "\\r" : code;
             ++i;
         }
@@ -93,29 +97,11 @@ std::string escaped(const std::string &text)
     return out;
 }
 
+// Text for a terminal: printable ASCII and UTF-8 as they are, everything else escaped.
+std::string escaped(const std::string &text) { return escape_bytes(text, false); }
+
 // A JSON string literal: valid UTF-8 as it is, other bytes as \u00NN.
-std::string json_string(const std::string &text)
-{
-    std::string out = "\"";
-    for (size_t i = 0; i < text.size();) {
-        const unsigned char c = static_cast<unsigned char>(text[i]);
-        if (c >= 0x20 && c < 0x7f) {
-            if (c == '"' || c == '\\')
-                out += '\\';
-            out += static_cast<char>(c);
-            ++i;
-        } else if (const size_t n = c >= 0x80 ? utf8_length(text, i) : 0) {
-            out.append(text, i, n);
-            i += n;
-        } else {
-            char code[8];
-            std::snprintf(code, sizeof code, "\\u%04x", c);
-            out += c == '\n' ? "\\n" : c == '\t' ? "\\t" : c == '\r' ? "\\r" : code;
-            ++i;
-        }
-    }
-    return out + "\"";
-}
+std::string json_string(const std::string &text) { return "\"" + escape_bytes(text, true) + "\""; }
 
 std::string json_number(double value, int digits = 9)
 {
