@@ -23,6 +23,9 @@
 
 namespace lx::test {
 
+using lxtest::Box;
+using lxtest::XSession;
+
 inline const char *kTitle = "Session Test Settings";
 
 inline const char *kDescription = "TITLE: Session Test Settings\n"
