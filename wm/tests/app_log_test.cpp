@@ -1,8 +1,9 @@
-// The application log, each case in a fresh process because the directory and the file name
-// are resolved once per process: directory per LX_APPLICATION, fallbacks, line form,
-// rotation at the size limit and a chain with a missing middle file.
-// GoogleTest first: Xlib defines macros (None, Bool) that clash with its names.
+// The application log, each case in a fresh process because the directory and the file name are
+// resolved once per process: directory per LX_APPLICATION, fallbacks, line form, rotation at the
+// size limit and a chain with a missing middle file.
 #include <gtest/gtest.h>
+
+#include "lx_testing.h"
 
 #include <lumarix/wm.h>
 
@@ -10,184 +11,102 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <fstream>
+#include <filesystem>
 #include <functional>
 #include <regex>
-#include <sstream>
-#include <string>
+
+using namespace lxtest;
 
 namespace {
 
-std::string ReadFile(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-void WriteFile(const std::string &path, const std::string &text)
-{
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
-}
-
-bool Exists(const std::string &path) { return access(path.c_str(), F_OK) == 0; }
-
 class AppLog : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        char pattern[] = "/tmp/lxwm-log-XXXXXX";
-        home = mkdtemp(pattern);
-    }
-    void TearDown() override { std::system(("rm -rf '" + home + "'").c_str()); }
-
     // Runs `body` in a child process with HOME and LX_APPLICATION set; returns its exit code.
-    int InChild(const char *application, const std::function<int()> &body)
+    int InChild(const std::string &homeDir, const char *application, const std::function<bool()> &body)
     {
         pid_t child = fork();
         if (child == 0) {
-            setenv("HOME", home.c_str(), 1);
-            if (application != nullptr) {
-                setenv("LX_APPLICATION", application, 1);
-            } else {
-                unsetenv("LX_APPLICATION");
-            }
-            _exit(body());
+            setenv("HOME", homeDir.c_str(), 1);
+            application != nullptr ? setenv("LX_APPLICATION", application, 1) : unsetenv("LX_APPLICATION");
+            _exit(body() ? 0 : 1);
         }
         int status = 0;
         waitpid(child, &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : 255;
     }
-
-    // The log directory and the file written by one WriteLog in a fresh process.
-    std::string DirectoryFor(const char *application)
+    // The log directory of a fresh process, after it wrote one line.
+    std::string DirectoryFor(const char *application, const std::string &homeDir = "")
     {
-        const std::string out = home + "/dir.out";
-        EXPECT_EQ(InChild(application,
+        EXPECT_EQ(InChild(homeDir.empty() ? home.path() : homeDir, application,
                           [&] {
-                              WriteFile(out, LogDirectory());
-                              return WriteLog("hello %d", 42) == 0 ? 0 : 1;
+                              writeFile(home / "dir.out", LogDirectory());
+                              return WriteLog("hello %d", 42) == 0;
                           }),
                   0);
-        return ReadFile(out);
+        return readFile(home / "dir.out");
     }
+    std::string Log(int n = 0) { return home / "lumarix-logs/lumarixlog" + (n > 0 ? std::to_string(n) : "") + ".txt"; }
 
-    std::string home;
+    TempDir home;
 };
 
 TEST_F(AppLog, DirectoryAndNameFollowTheApplication)
 {
-    EXPECT_EQ(DirectoryFor(nullptr), home + "/lumarix-logs");
-    EXPECT_TRUE(Exists(home + "/lumarix-logs/lumarixlog.txt"));
-
-    EXPECT_EQ(DirectoryFor("PlateMark"), home + "/platemark-logs");
-    EXPECT_TRUE(Exists(home + "/platemark-logs/platemarklog.txt"));
-
-    EXPECT_EQ(DirectoryFor("morphidex"), home + "/morphidex-logs");
-    EXPECT_TRUE(Exists(home + "/morphidex-logs/morphidexlog.txt"));
-
-    std::system(("rm -rf '" + home + "/lumarix-logs'").c_str());
-    EXPECT_EQ(DirectoryFor("some other program"), home + "/lumarix-logs");
-    EXPECT_TRUE(Exists(home + "/lumarix-logs/lumarixlog.txt"));
+    for (const auto &[application, name] :
+         std::initializer_list<std::pair<const char *, std::string>>{{"PlateMark", "platemark"},
+                                                                     {"morphidex", "morphidex"},
+                                                                     {"some other program", "lumarix"},
+                                                                     {nullptr, "lumarix"}}) {
+        EXPECT_EQ(DirectoryFor(application), home / name + "-logs");
+        EXPECT_TRUE(exists(home / name + "-logs/" + name + "log.txt")) << name;
+    }
     struct stat info {};
-    ASSERT_EQ(stat((home + "/lumarix-logs").c_str(), &info), 0);
+    ASSERT_EQ(stat((home / "lumarix-logs").c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0755u);
 }
 
-TEST_F(AppLog, FallsBackToHomeWhenTheDirectoryCannotBeMade)
+TEST_F(AppLog, FallsBackToHomeThenToTmp)
 {
-    WriteFile(home + "/lumarix-logs", "a file where the directory should be");
-    EXPECT_EQ(DirectoryFor(nullptr), home);
-    EXPECT_TRUE(Exists(home + "/lumarixlog.txt"));
+    writeFile(home / "lumarix-logs", "a file where the directory should be");
+    EXPECT_EQ(DirectoryFor(nullptr), home.path());
+    EXPECT_TRUE(exists(home / "lumarixlog.txt"));
+    EXPECT_EQ(InChild(home / "missing/deeper", nullptr, [&] { return std::string(LogDirectory()) == "/tmp"; }), 0);
 }
 
-TEST_F(AppLog, FallsBackToTmpWithoutAUsableHome)
-{
-    const std::string out = home + "/dir.out";
-    pid_t child = fork();
-    if (child == 0) {
-        setenv("HOME", (home + "/missing/deeper").c_str(), 1);
-        WriteFile(out, LogDirectory());
-        _exit(0);
-    }
-    waitpid(child, nullptr, 0);
-    EXPECT_EQ(ReadFile(out), "/tmp");
-}
-
-TEST_F(AppLog, LinesCarryTheTimeAndTheMessage)
+TEST_F(AppLog, LinesCarryTheTimeAndTheMessageOrGoToStandardError)
 {
     DirectoryFor(nullptr);
     DirectoryFor(nullptr);
-    const std::string text = ReadFile(home + "/lumarix-logs/lumarixlog.txt");
+    const std::string text = readFile(Log());
     const std::regex line(
         R"(\[(Mon|Tue|Wed|Thu|Fri|Sat|Sun) [A-Z][a-z]{2} [ 0-9]\d \d\d:\d\d:\d\d \d{4}\]: hello 42\n)");
     const std::string one = text.substr(0, text.size() / 2);
     EXPECT_TRUE(std::regex_match(one, line)) << one;
-    EXPECT_EQ(text.size(), 2 * one.size());
+    EXPECT_EQ(text, one + one);
+    std::filesystem::remove(Log());
+    mkdir(Log().c_str(), 0755); // cannot be opened as a file
+    EXPECT_EQ(InChild(home.path(), nullptr, [] { return WriteLog("nowhere to go") == -1; }), 0);
 }
 
-TEST_F(AppLog, UnwritableLogGoesToStandardError)
+TEST_F(AppLog, RotatesAbove1199999BytesAndKeepsFiveOlderLogs)
 {
-    mkdir((home + "/lumarix-logs").c_str(), 0755);
-    mkdir((home + "/lumarix-logs/lumarixlog.txt").c_str(), 0755); // cannot be opened as a file
-    EXPECT_EQ(InChild(nullptr, [] { return WriteLog("nowhere to go") == -1 ? 0 : 1; }), 0);
-}
+    mkdir((home / "lumarix-logs").c_str(), 0755);
+    auto writeOneLine = [&] { ASSERT_EQ(InChild(home.path(), nullptr, [] { return WriteLog("after") == 0; }), 0); };
+    writeFile(Log(), std::string(1199999, 'a'));
+    writeOneLine();
+    EXPECT_FALSE(exists(Log(1)));
+    EXPECT_EQ(readFile(Log()).find("]: after\n"), 1199999u + 25) << "appended, not rotated";
 
-class AppLogRotation : public AppLog {
-protected:
-    void SetUp() override
-    {
-        AppLog::SetUp();
-        dir = home + "/lumarix-logs";
-        mkdir(dir.c_str(), 0755);
-    }
-    std::string Log(int n = 0) { return dir + "/lumarixlog" + (n > 0 ? std::to_string(n) : std::string()) + ".txt"; }
-    void WriteOneLine()
-    {
-        ASSERT_EQ(InChild(nullptr, [] { return WriteLog("after") == 0 ? 0 : 1; }), 0);
-    }
-    std::string dir;
-};
-
-TEST_F(AppLogRotation, LogOf1199999BytesIsNotRotated)
-{
-    WriteFile(Log(), std::string(1199999, 'a'));
-    WriteOneLine();
-    EXPECT_FALSE(Exists(Log(1)));
-    const std::string text = ReadFile(Log());
-    EXPECT_GT(text.size(), 1199999u);
-    EXPECT_NE(text.find("]: after\n", 1199999), std::string::npos);
-}
-
-TEST_F(AppLogRotation, LogOf1200000BytesIsRotated)
-{
-    WriteFile(Log(), std::string(1200000, 'b'));
-    WriteFile(Log(1), "old one");
-    WriteOneLine();
-    EXPECT_EQ(ReadFile(Log(1)).size(), 1200000u);
-    EXPECT_EQ(ReadFile(Log(2)), "old one");
-    const std::string fresh = ReadFile(Log());
-    EXPECT_EQ(fresh.find('['), 0u);
-    EXPECT_NE(fresh.find("]: after\n"), std::string::npos);
-    EXPECT_LT(fresh.size(), 100u);
-}
-
-TEST_F(AppLogRotation, MissingMiddleFileDoesNotStopTheChain)
-{
-    WriteFile(Log(), std::string(1300000, 'c'));
-    WriteFile(Log(1), "one");
-    WriteFile(Log(2), "two");
-    WriteFile(Log(4), "four");
-    WriteFile(Log(5), "five");
-    WriteOneLine();
-    EXPECT_EQ(ReadFile(Log(1)).size(), 1300000u);
-    EXPECT_EQ(ReadFile(Log(2)), "one");
-    EXPECT_EQ(ReadFile(Log(3)), "two");
-    EXPECT_FALSE(Exists(Log(4)));
-    EXPECT_EQ(ReadFile(Log(5)), "four") << "the oldest, five, is dropped";
-    EXPECT_NE(ReadFile(Log()).find("]: after\n"), std::string::npos);
+    writeFile(Log(), std::string(1200000, 'b'));
+    for (int n : {1, 2, 4, 5})
+        writeFile(Log(n), std::to_string(n));
+    writeOneLine();
+    EXPECT_EQ(readFile(Log(1)), std::string(1200000, 'b'));
+    EXPECT_EQ(readFile(Log(2)), "1");
+    EXPECT_EQ(readFile(Log(3)), "2");
+    EXPECT_FALSE(exists(Log(4))) << "a missing middle file does not stop the chain";
+    EXPECT_EQ(readFile(Log(5)), "4") << "the oldest, 5, is dropped";
+    EXPECT_EQ(readFile(Log()).find("]: after\n"), 25u);
 }
 
 } // namespace

@@ -34,6 +34,7 @@ RunDirs CreateRunDirs()
     Make(dirs.base + "/help");
     Make(dirs.base + "/bin");
     writeFile(dirs.base + "/config/pixmaps/lx_app_icon.xpm", readFile(WM_TEST_ICON));
+    writeFile(dirs.base + "/config/system.lxrc", "");
     // The viewer records how many arguments it got and the first one, after a short pause
     // that shows whether the caller waits for it.
     const std::string viewer = dirs.base + "/bin/WMShowHelp";
