@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -185,6 +186,20 @@ std::string Process::errors() const { return readFile(errPath_); }
 Result run(const std::vector<std::string> &argv, const Env &env, const std::vector<std::string> &wrapper)
 {
     return Process(argv, env, wrapper).finish();
+}
+
+bool inChild(const std::function<bool()> &body, const std::string &err)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool held = std::freopen(err.c_str(), "w", stderr) != nullptr && body();
+        std::fflush(nullptr);
+        _exit(held ? 0 : 1);
+    }
+    int raw = 0;
+    while (waitpid(child, &raw, 0) < 0 && errno == EINTR) {
+    }
+    return child > 0 && statusOf(raw) == 0;
 }
 
 TempDir::TempDir()

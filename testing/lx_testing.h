@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -52,6 +53,10 @@ private:
     std::string seen_, pending_;
     std::string errPath_;
 };
+
+// Runs `body` in a child process (for state a library sets up once per process), with standard
+// error in `err`; whether the body returned true.
+bool inChild(const std::function<bool()> &body, const std::string &err = "/dev/null");
 
 // Runs a program to its end with empty standard input.
 Result run(const std::vector<std::string> &argv, const Env &env = {}, const std::vector<std::string> &wrapper = {});

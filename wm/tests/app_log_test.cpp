@@ -8,8 +8,6 @@
 #include <lumarix/wm.h>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
@@ -21,28 +19,22 @@ namespace {
 
 class AppLog : public ::testing::Test {
 protected:
-    // Runs `body` in a child process with HOME and LX_APPLICATION set; returns its exit code.
-    int InChild(const std::string &homeDir, const char *application, const std::function<bool()> &body)
+    // Runs `body` in a child process with HOME and LX_APPLICATION set.
+    bool InApplication(const char *application, const std::function<bool()> &body, const std::string &homeDir = "")
     {
-        pid_t child = fork();
-        if (child == 0) {
-            setenv("HOME", homeDir.c_str(), 1);
+        return inChild([&] {
+            setenv("HOME", homeDir.empty() ? home.path().c_str() : homeDir.c_str(), 1);
             application != nullptr ? setenv("LX_APPLICATION", application, 1) : unsetenv("LX_APPLICATION");
-            _exit(body() ? 0 : 1);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 255;
+            return body();
+        });
     }
     // The log directory of a fresh process, after it wrote one line.
-    std::string DirectoryFor(const char *application, const std::string &homeDir = "")
+    std::string DirectoryFor(const char *application)
     {
-        EXPECT_EQ(InChild(homeDir.empty() ? home.path() : homeDir, application,
-                          [&] {
-                              writeFile(home / "dir.out", LogDirectory());
-                              return WriteLog("hello %d", 42) == 0;
-                          }),
-                  0);
+        EXPECT_TRUE(InApplication(application, [&] {
+            writeFile(home / "dir.out", LogDirectory());
+            return WriteLog("hello %d", 42) == 0;
+        }));
         return readFile(home / "dir.out");
     }
     std::string Log(int n = 0) { return home / "lumarix-logs/lumarixlog" + (n > 0 ? std::to_string(n) : "") + ".txt"; }
@@ -70,7 +62,8 @@ TEST_F(AppLog, FallsBackToHomeThenToTmp)
     writeFile(home / "lumarix-logs", "a file where the directory should be");
     EXPECT_EQ(DirectoryFor(nullptr), home.path());
     EXPECT_TRUE(exists(home / "lumarixlog.txt"));
-    EXPECT_EQ(InChild(home / "missing/deeper", nullptr, [&] { return std::string(LogDirectory()) == "/tmp"; }), 0);
+    EXPECT_TRUE(InApplication(
+        nullptr, [] { return std::string(LogDirectory()) == "/tmp"; }, home / "missing/deeper"));
 }
 
 TEST_F(AppLog, LinesCarryTheTimeAndTheMessageOrGoToStandardError)
@@ -85,13 +78,13 @@ TEST_F(AppLog, LinesCarryTheTimeAndTheMessageOrGoToStandardError)
     EXPECT_EQ(text, one + one);
     std::filesystem::remove(Log());
     mkdir(Log().c_str(), 0755); // cannot be opened as a file
-    EXPECT_EQ(InChild(home.path(), nullptr, [] { return WriteLog("nowhere to go") == -1; }), 0);
+    EXPECT_TRUE(InApplication(nullptr, [] { return WriteLog("nowhere to go") == -1; }));
 }
 
 TEST_F(AppLog, RotatesAbove1199999BytesAndKeepsFiveOlderLogs)
 {
     mkdir((home / "lumarix-logs").c_str(), 0755);
-    auto writeOneLine = [&] { ASSERT_EQ(InChild(home.path(), nullptr, [] { return WriteLog("after") == 0; }), 0); };
+    auto writeOneLine = [&] { ASSERT_TRUE(InApplication(nullptr, [] { return WriteLog("after") == 0; })); };
     writeFile(Log(), std::string(1199999, 'a'));
     writeOneLine();
     EXPECT_FALSE(exists(Log(1)));

@@ -7,46 +7,24 @@ using namespace lxtest;
 TEST(DialogPlacement, CentredOnThePointerWithinTheScreenEdges)
 {
     NewMainForm("Placement");
-    Screen *screen = DefaultScreenOfDisplay(Dpy());
+    Screen *screen = DefaultScreenOfDisplay(appDisplay());
     const int sw = WidthOfScreen(screen), sh = HeightOfScreen(screen);
-    // Where the dialog's corner goes for a pointer at (px, py), given the dialog's size.
+    // Where the dialog goes along one axis: centred on the pointer, at 50, at the far edge, or
+    // centred on the screen.
+    enum Where { OnPointer, AtFifty, AtFarEdge, ScreenCentre };
+    auto expected = [](Where where, int pointer, int size, int screenSize) {
+        const int at[] = {pointer - size / 2, 50, screenSize - size, screenSize / 2 - size / 2};
+        return at[where];
+    };
     struct Case {
         int px, py;
-        bool centreFlag;
-        std::function<Point(int, int)> expected;
+        Where x, y;
     };
-    const std::vector<Case> cases = {
-        {600, 500, false,
-         [](int w, int h) {
-             return Point{600 - w / 2, 500 - h / 2};
-         }},
-        {0, 0, false,
-         [](int, int) {
-             return Point{50, 50};
-         }},
-        {10, 500, false,
-         [](int, int h) {
-             return Point{50, 500 - h / 2};
-         }},
-        {sw - 1, sh - 1, false,
-         [&](int w, int h) {
-             return Point{sw - w, sh - h};
-         }},
-        {600, sh - 5, false,
-         [&](int w, int h) {
-             return Point{600 - w / 2, sh - h};
-         }},
-        {100, 900, true,
-         [&](int w, int h) {
-             return Point{sw / 2 - w / 2, sh / 2 - h / 2};
-         }},
-        {700, 400, false,
-         [](int w, int h) {
-             return Point{700 - w / 2, 400 - h / 2};
-         }}, // the flag held once
-    };
-    for (const Case &c : cases) {
-        if (c.centreFlag)
+    for (const Case &c : {Case{600, 500, OnPointer, OnPointer}, Case{0, 0, AtFifty, AtFifty},
+                          Case{10, 500, AtFifty, OnPointer}, Case{sw - 1, sh - 1, AtFarEdge, AtFarEdge},
+                          Case{600, sh - 5, OnPointer, AtFarEdge}, Case{100, 900, ScreenCentre, ScreenCentre},
+                          Case{700, 400, OnPointer, OnPointer}}) { // the centring flag held for one dialog
+        if (c.x == ScreenCentre)
             WMCenterNextDialog();
         warpPointer(c.px, c.py);
         Widget dialog = WMShowWarning("Placed with the pointer at %d,%d", c.px, c.py);
@@ -54,8 +32,8 @@ TEST(DialogPlacement, CentredOnThePointerWithinTheScreenEdges)
         spinFor(50);
         Dimension width = 0, height = 0;
         XtVaGetValues(dialog, XmNwidth, &width, XmNheight, &height, nullptr);
-        const Point at = windowOrigin(XtParent(dialog)), want = c.expected(width, height);
-        EXPECT_EQ(at.x, want.x) << "pointer at " << c.px << "," << c.py;
-        EXPECT_EQ(at.y, want.y) << "pointer at " << c.px << "," << c.py;
+        const Point at = windowOrigin(XtParent(dialog));
+        EXPECT_EQ(at.x, expected(c.x, c.px, width, sw)) << "pointer at " << c.px << "," << c.py;
+        EXPECT_EQ(at.y, expected(c.y, c.py, height, sh)) << "pointer at " << c.px << "," << c.py;
     }
 }

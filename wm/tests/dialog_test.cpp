@@ -43,28 +43,22 @@ protected:
     void SetUp() override { NewMainForm("Dialogs"); }
 };
 
+// The inspecting lambdas run inside the blocking call.
 TEST_F(Dialog, QuestionShowsItsTextModallyAndOkAnswersYes)
 {
-    std::string message, title;
-    bool modal = false, helpHidden = false, returnCancels = false;
-    AnswerWhenShown("question", Answer::Ok, [&](Widget q) {
-        message = xmText(q);
+    AnswerWhenShown("question", Answer::Ok, [](Widget q) {
         unsigned char style = 0;
-        char *shellTitle = nullptr;
+        char *title = nullptr;
         Widget byReturn = nullptr;
         XtVaGetValues(q, XmNdialogStyle, &style, XmNdefaultButton, &byReturn, nullptr);
-        returnCancels = byReturn == XmMessageBoxGetChild(q, XmDIALOG_CANCEL_BUTTON);
-        XtVaGetValues(XtParent(q), XmNtitle, &shellTitle, nullptr);
-        title = shellTitle != nullptr ? shellTitle : "";
-        modal = style == XmDIALOG_PRIMARY_APPLICATION_MODAL;
-        helpHidden = !XtIsManaged(XmMessageBoxGetChild(q, XmDIALOG_HELP_BUTTON));
+        XtVaGetValues(XtParent(q), XmNtitle, &title, nullptr);
+        EXPECT_EQ(xmText(q), "Save 3 changes?\nReally?");
+        EXPECT_STREQ(title, "Dialogs: Question");
+        EXPECT_EQ(style, XmDIALOG_PRIMARY_APPLICATION_MODAL);
+        EXPECT_EQ(byReturn, XmMessageBoxGetChild(q, XmDIALOG_CANCEL_BUTTON)) << "Return keeps the user's work";
+        EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(q, XmDIALOG_HELP_BUTTON)));
     });
     EXPECT_EQ(WMAskQuestion("Save %d changes?\nReally?", 3), 1);
-    EXPECT_EQ(message, "Save 3 changes?\nReally?");
-    EXPECT_EQ(title, "Dialogs: Question");
-    EXPECT_TRUE(modal);
-    EXPECT_TRUE(helpHidden);
-    EXPECT_TRUE(returnCancels) << "Return keeps the user's work";
     EXPECT_EQ(findDialog("question"), nullptr);
 }
 
@@ -88,20 +82,17 @@ TEST_F(Dialog, QuestionAskedFromAButtonCallbackAnswersNoToCancelAndClose)
 TEST_F(Dialog, PromptOkReturnsTheTextCancelAndCloseEmptyIt)
 {
     char answer[WM_ANSWER_SIZE] = "stale";
-    std::string label, shownDefault;
-    AnswerWhenShown("prompt", Answer::Ok, [&](Widget p) {
-        label = xmText(p, XmNselectionLabelString);
+    AnswerWhenShown("prompt", Answer::Ok, [](Widget p) {
+        EXPECT_EQ(xmText(p, XmNselectionLabelString), "Name the preset:");
         Widget text = XmSelectionBoxGetChild(p, XmDIALOG_TEXT);
         char *initial = XmTextFieldGetString(text);
-        shownDefault = initial;
+        EXPECT_STREQ(initial, "default preset");
         XtFree(initial);
         XmTextFieldSetString(text, const_cast<char *>("objective 40x"));
     });
     EXPECT_EQ(WMAskString("Name the preset:", answer, "default preset"), 1);
     EXPECT_EQ(WMStrAnswer, 1);
     EXPECT_STREQ(answer, "objective 40x");
-    EXPECT_EQ(label, "Name the preset:");
-    EXPECT_EQ(shownDefault, "default preset");
     for (Answer how : {Answer::Cancel, Answer::Close}) {
         AnswerWhenShown("prompt", how);
         EXPECT_EQ(WMAskString("Name?", answer, "something"), -1);
@@ -114,18 +105,14 @@ TEST_F(Dialog, PromptOkReturnsTheTextCancelAndCloseEmptyIt)
 TEST_F(Dialog, SuppressibleQuestionAsksUntilItsToggleIsSet)
 {
     int suppress = 0;
-    std::string toggleLabel;
-    bool initiallyOff = false;
-    AnswerWhenShown("question", Answer::Cancel, [&](Widget q) {
+    AnswerWhenShown("question", Answer::Cancel, [](Widget q) {
         Widget toggle = XtNameToWidget(q, "NAtoggle");
         ASSERT_NE(toggle, nullptr);
-        toggleLabel = xmText(toggle, XmNlabelString);
-        initiallyOff = !XmToggleButtonGetState(toggle);
+        EXPECT_EQ(xmText(toggle, XmNlabelString), "Don't ask me this again");
+        EXPECT_FALSE(XmToggleButtonGetState(toggle));
         XmToggleButtonSetState(toggle, True, True);
     });
     EXPECT_EQ(WMAskQuestionSuppressible(&suppress, "Overwrite?"), 0);
-    EXPECT_EQ(toggleLabel, "Don't ask me this again");
-    EXPECT_TRUE(initiallyOff);
     EXPECT_EQ(suppress, 1);
     EXPECT_EQ(WMAskQuestionSuppressible(&suppress, "Overwrite %s?", "file"), 1) << "suppressed from now on";
     EXPECT_EQ(findDialog("question"), nullptr);
@@ -146,32 +133,21 @@ TEST_F(Dialog, SuppressibleWarningShowsAToggleOrOnlyLogs)
     EXPECT_NE(LogText().find("]: WMShowWarning (dialog disabled by user): Disk 7 nearly full\n"), std::string::npos);
 }
 
-TEST_F(Dialog, WarningOffersOnlyOkWhichDestroysIt)
-{
-    Widget dialog = WMShowWarning("Value %s is out of range", "12");
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(findDialog("warning"), dialog);
-    EXPECT_EQ(xmText(dialog), "Value 12 is out of range");
-    EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(dialog, XmDIALOG_CANCEL_BUTTON)));
-    EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(dialog, XmDIALOG_HELP_BUTTON)));
-    Liveness live(dialog);
-    pressButton(XmMessageBoxGetChild(dialog, XmDIALOG_OK_BUTTON));
-    EXPECT_TRUE(spinUntil([&] { return !live.alive; }, 1000));
-}
-
 // A line of 80 stays whole; a longer one is cut at its last space within 80; a longer word stays.
 TEST_F(Dialog, WarningTextIsWrappedAt80ColumnsAndCutAt499Characters)
 {
     const std::string eighty = std::string(50, 'a') + " " + std::string(29, 'b'), word = std::string(81, 'c') + " d";
-    for (const auto &[text, shown] : {std::pair{eighty + "\n" + eighty + " " + word, eighty + "\n" + eighty + "\n" + word},
-                                      std::pair{std::string(700, 'w'), std::string(499, 'w')}})
+    for (const auto &[text, shown] :
+         {std::pair{eighty + "\n" + eighty + " " + word, eighty + "\n" + eighty + "\n" + word},
+          std::pair{std::string(700, 'w'), std::string(499, 'w')}})
         EXPECT_EQ(xmText(WMShowWarning("%s", text.c_str())), shown);
 }
 
 // The caller may keep the event loop busy after warning: the text is drawn before it returns.
-TEST_F(Dialog, WarningIsDrawnBeforeTheCallReturns)
+TEST_F(Dialog, WarningIsDrawnBeforeTheCallReturnsAndOkDestroysIt)
 {
-    Widget dialog = WMShowWarning("Drawn at once");
+    Widget dialog = WMShowWarning("Value %s is out of range", "12");
+    ASSERT_EQ(findDialog("warning"), dialog);
     Dimension width = 0, height = 0;
     XtVaGetValues(dialog, XmNwidth, &width, XmNheight, &height, nullptr);
     ASSERT_TRUE(isOnScreen(dialog));
@@ -183,4 +159,10 @@ TEST_F(Dialog, WarningIsDrawnBeforeTheCallReturns)
             dark += (XGetPixel(image, x, y) & 0xffffff) < 0x606060;
     XDestroyImage(image);
     EXPECT_GT(dark, 20);
+    EXPECT_EQ(xmText(dialog), "Value 12 is out of range");
+    EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(dialog, XmDIALOG_CANCEL_BUTTON)));
+    EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(dialog, XmDIALOG_HELP_BUTTON)));
+    Liveness live(dialog);
+    pressButton(XmMessageBoxGetChild(dialog, XmDIALOG_OK_BUTTON));
+    EXPECT_TRUE(spinUntil([&] { return !live.alive; }, 1000));
 }

@@ -4,31 +4,12 @@
 
 #include <Xm/Label.h>
 
-#include <sys/wait.h>
-
 using namespace lxtest;
-
-namespace {
-// Runs `body` in a child process with standard error in `err`; whether it returned true.
-bool InChild(const std::function<bool()> &body, const std::string &err = "/dev/null")
-{
-    HomeDir(); // the run's directories, made by the parent
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool held = std::freopen(err.c_str(), "w", stderr) != nullptr && body();
-        std::fflush(nullptr);
-        _exit(held ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-} // namespace
 
 TEST(WithoutDisplay, DialogsFallBackToStandardErrorAndTheDisplayIsReportedOnce)
 {
     const std::string err = HomeDir() + "/no-display.err";
-    EXPECT_TRUE(InChild(
+    EXPECT_TRUE(inChild(
         [] {
             unsetenv("DISPLAY");
             char answer[WM_ANSWER_SIZE] = "stale";
@@ -43,7 +24,7 @@ TEST(WithoutDisplay, DialogsFallBackToStandardErrorAndTheDisplayIsReportedOnce)
 
 TEST(DialogOnlyProgram, WarningGetsAConfirmShellAsParent)
 {
-    EXPECT_TRUE(InChild([] {
+    EXPECT_TRUE(inChild([] {
         Widget dialog = WMShowWarning("from a program without a window");
         return dialog != nullptr && XtParent(XtParent(dialog)) == baseshell &&
                std::string(XtName(baseshell)) == "Confirm";
@@ -57,7 +38,7 @@ TEST(Fonts, RenderTableIsAntiAliasedWhereItsFontOpensElseCore)
     writeFile(HomeDir() + "/no-fonts.conf", "<?xml version=\"1.0\"?><fontconfig></fontconfig>\n");
     for (const auto &[fontconfig, wanted] :
          {std::pair{"", XmFONT_IS_XFT}, std::pair{"/no-fonts.conf", XmFONT_IS_FONT}}) {
-        EXPECT_TRUE(InChild([&] {
+        EXPECT_TRUE(inChild([&] {
             if (*fontconfig != '\0')
                 setenv("FONTCONFIG_FILE", (HomeDir() + fontconfig).c_str(), 1);
             XmString text = XmStringCreateLocalized(const_cast<char *>("Stage speed"));

@@ -6,7 +6,6 @@
 #include "lx_testing_x.h"
 
 #include <string>
-#include <vector>
 
 namespace lxtest {
 
@@ -16,13 +15,7 @@ const std::string &BaseDir();
 // HOME of the test run (application logs land under it).
 const std::string &HomeDir();
 
-// Sets up the run's directories, opens the application (once) and returns the display.
-Display *Dpy();
-
 // A fresh, realized main form; its shell becomes baseshell.
 Widget NewMainForm(const char *title = "Test window");
-
-// Every shell NewMainForm made that still exists.
-const std::vector<Widget> &ShellsMade();
 
 } // namespace lxtest
