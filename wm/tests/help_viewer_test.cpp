@@ -48,6 +48,7 @@ TEST(HelpViewer, BrowserFirstThenAWindowOfItsOwnThenPlainTextWithoutADisplay)
     EXPECT_EQ(readFile(opened), "xdg-open " + page + "\nx-www-browser " + page + "\nxdg-open " + page + "\n");
     // A browser still running after three seconds has the page open.
     writeFile(bin / "xdg-open", "#!/bin/sh\nexec /bin/sleep 4 > /dev/null\n");
+    browser("x-www-browser", 1);
     text = run({SHOW_HELP, page}, {"PATH=" + bin.path(), "-DISPLAY"});
     EXPECT_EQ(text.status, 0);
     EXPECT_EQ(text.out, "") << "no plain-text fallback";
