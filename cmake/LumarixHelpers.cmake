@@ -54,9 +54,6 @@ function(lx_add_gtest)
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} GTest::gtest GTest::gtest_main)
   set(props "")
-  if(T_LABELS)
-    list(APPEND props LABELS "${T_LABELS}")
-  endif()
   if(T_RESOURCE_LOCK)
     list(APPEND props RESOURCE_LOCK "${T_RESOURCE_LOCK}")
   endif()
@@ -72,6 +69,14 @@ function(lx_add_gtest)
   endif()
   list(APPEND props TIMEOUT ${T_TIMEOUT})
   gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60 PROPERTIES ${props})
+  # Labels are set after discovery: a list passed through PROPERTIES keeps only its first label.
+  if(T_LABELS)
+    set(labels_file ${CMAKE_CURRENT_BINARY_DIR}/${T_NAME}_labels.cmake)
+    file(WRITE ${labels_file} "foreach(test IN LISTS ${T_NAME}_TESTS)\n"
+                              "  set_tests_properties(\"\${test}\" PROPERTIES LABELS \"${T_LABELS}\")\n"
+                              "endforeach()\n")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${labels_file})
+  endif()
 endfunction()
 
 # Runs a test program (in add_test and gtest discovery) through cmake/run-isolated-test.
