@@ -6,29 +6,19 @@
 #include <memory>
 #include <regex>
 
-using lxtest::Process;
-using lxtest::Result;
-
 class LiveSettings : public SettingsFiles {
 protected:
-    std::unique_ptr<Process> suite;
-
-    void startSuite()
+    // lxsuite holding the arena, until a signal stops it.
+    std::unique_ptr<lxtest::Process> startSuite() const
     {
-        suite = std::make_unique<Process>(std::vector<std::string>{LXSUITE_PATH}, env({"LX_SIZE=64"}));
-        ASSERT_EQ(suite->line(), "ready") << suite->errors();
+        auto suite = std::make_unique<lxtest::Process>(std::vector<std::string>{LXSUITE_PATH}, env({"LX_SIZE=64"}));
+        EXPECT_EQ(suite->line(), "ready") << suite->errors();
+        return suite;
     }
-    void TearDown() override
+    // lxsetting's exit status, a space, then its standard output and standard error.
+    std::string lxsetting(const std::string &args, const lxtest::Env &extra = {}) const
     {
-        if (suite)
-            suite->signal(SIGTERM);
-    }
-    Result lxsetting(const std::string &args, const lxtest::Env &extra = {}) const
-    {
-        return lxtest::run(lxtest::words(LXSETTING_PATH " " + args), env(extra));
-    }
-    static std::string all(const Result &result)
-    {
+        const lxtest::Result result = lxtest::run(lxtest::words(LXSETTING_PATH " " + args), env(extra));
         return std::to_string(result.status) + " " + result.out + result.err;
     }
 };
@@ -36,16 +26,17 @@ protected:
 TEST_F(LiveSettings, SharedBlockIsSeenByEveryProcessAndBeatsEveryOtherSource)
 {
     writeFiles("COLOR from-user-file\n", "COLOR from-system-file\n");
-    startSuite();
-    EXPECT_EQ(lxsetting("get COLOR", {"COLOR=from-env"}).out, "from-env\n");
-    EXPECT_EQ(all(lxsetting("set COLOR from-block")),
+    const auto suite = startSuite();
+    EXPECT_EQ(lxsetting("get COLOR", {"COLOR=from-env"}), "0 from-env\n");
+    EXPECT_EQ(lxsetting("set COLOR from-block"),
               "0 COLOR: delivered to the running suite\nCOLOR: recorded in " + userFile() + "\n");
-    EXPECT_EQ(lxsetting("get COLOR", {"COLOR=from-env"}).out, "from-block\n");
+    EXPECT_EQ(lxsetting("get COLOR", {"COLOR=from-env"}), "0 from-block\n");
     // An unknown name leaves an empty block, found before the environment of a later process.
-    EXPECT_EQ(lxsetting("get LX_NOWHERE").status, 1);
-    EXPECT_EQ(lxsetting("get LX_NOWHERE", {"LX_NOWHERE=env"}).out, "");
-    EXPECT_TRUE(std::regex_search(lxsetting("dump").out,
+    EXPECT_EQ(lxsetting("get LX_NOWHERE"), "1 ");
+    EXPECT_EQ(lxsetting("get LX_NOWHERE", {"LX_NOWHERE=env"}), "1 ");
+    EXPECT_TRUE(std::regex_search(lxsetting("dump"),
                                   std::regex("size:\t\t1\nfreed:\t\t0\naddr:\t\t0x[0-9a-f]+\nname:\t\tLX_NOWHERE\n")));
+    suite->signal(SIGTERM);
 }
 
 // Eight processes replacing five shared names at once: each replacement is one step under the
@@ -53,10 +44,10 @@ TEST_F(LiveSettings, SharedBlockIsSeenByEveryProcessAndBeatsEveryOtherSource)
 TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
 {
     writeFiles("", "");
-    startSuite();
-    std::vector<std::unique_ptr<Process>> writers;
+    const auto suite = startSuite();
+    std::vector<std::unique_ptr<lxtest::Process>> writers;
     for (int w = 0; w < 8; ++w)
-        writers.push_back(std::make_unique<Process>(
+        writers.push_back(std::make_unique<lxtest::Process>(
             lxtest::words(SETTINGS_HELPER_PATH " attach hammer 2000 w" + std::to_string(w)), env()));
     lxtest::writeFile(home / "go", ""); // all at once
     for (auto &writer : writers)
@@ -66,6 +57,7 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
     EXPECT_TRUE(
         std::regex_match(after, std::regex("attach 1\nheapcheck ok\n(get LX_HAMMER_[0-4] w[0-7]:(x+)\\|\\2\n){5}")))
         << after;
+    suite->signal(SIGTERM);
 }
 
 // Without a suite a set value still lasts: it is recorded in the user settings file, and a
@@ -73,13 +65,13 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
 TEST_F(LiveSettings, WithoutASuiteTheValueIsRecorded)
 {
     writeFiles("", "");
-    EXPECT_EQ(lxsetting("dump").status, 1);
-    EXPECT_EQ(lxsetting("get").err.rfind("Usage: lxsetting get NAME\n", 0), 0u);
-    EXPECT_EQ(all(lxsetting("set LX_ALONE x")),
+    EXPECT_EQ(lxsetting("dump"), "1 lxsetting: no suite is running\n");
+    EXPECT_EQ(lxsetting("get").rfind("2 Usage: lxsetting get NAME\n", 0), 0u);
+    EXPECT_EQ(lxsetting("set LX_ALONE x"),
               "0 LX_ALONE: no suite is running; not delivered live\nLX_ALONE: recorded in " + userFile() + "\n");
-    EXPECT_EQ(all(lxsetting("get LX_ALONE")), "0 x\n"); // no arena is no error
+    EXPECT_EQ(lxsetting("get LX_ALONE"), "0 x\n"); // no arena is no error
     lxtest::writeFile(home / "plainfile", "");
-    const Result lost = lxsetting("set LX_LOST y", {"HOME=" + home / "plainfile"});
-    EXPECT_EQ(lost.status, 1);
-    EXPECT_NE(lost.err.find("LX_LOST could not be recorded"), std::string::npos) << lost.err;
+    const std::string lost = lxsetting("set LX_LOST y", {"HOME=" + home / "plainfile"});
+    EXPECT_EQ(lost.rfind("1 ", 0), 0u) << lost;
+    EXPECT_NE(lost.find("LX_LOST could not be recorded"), std::string::npos) << lost;
 }

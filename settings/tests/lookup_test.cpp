@@ -4,34 +4,28 @@
 
 using namespace std::string_literals;
 
-using Lookup = SettingsFiles;
-
-TEST_F(Lookup, SourcesLinesAndTypedValues)
+TEST_F(SettingsFiles, SourcesLinesAndTypedValues)
 {
-    const std::string other = base / "other", def = DEFAULT_BASE, missing = "Unable to find LX configuration file: ";
-    mkdir(other.c_str(), 0755);
-    mkdir((other + "/config").c_str(), 0755);
-    lxtest::writeFile(other + "/config/system.lxrc", "COLOR from-cached-base\n");
-    const bool defaultBaseMissing = !lxtest::exists(def + "/config/system.lxrc");
+    const std::string def = DEFAULT_BASE, missing = "Unable to find LX configuration file: ";
+    mkdir((home / "config").c_str(), 0755); // HOME as a second base folder
+    lxtest::writeFile(home / "config/system.lxrc", "S cached-base\n");
     const struct {
         std::string user, system, env, commands, out; // out: standard output, then standard error
     } cases[] = {
-        // environment, then user file, then system file; a value set here beats them all
-        {"COLOR red\n", "COLOR blue\nSHAPE round\n", "COLOR=green", "get COLOR get SHAPE",
-         "get COLOR green\nget SHAPE round\n"},
-        {"COLOR red\n", "COLOR blue\n", "", "get COLOR", "get COLOR red\n"},
-        {"", "", "COLOR=green", "get COLOR set COLOR mine get COLOR", "get COLOR green\nget COLOR mine\n"},
-        {"COLOR red\n", "", "COLOR=", "get COLOR", "get COLOR (none)\n"},
+        // environment (empty is unset), then user file, then system file; a value set here beats them all
+        {"COLOR red\nSIZE s\nEMPTY e\n", "COLOR blue\nSHAPE round\nSIZE big\n",
+         "COLOR=green EMPTY=", "get COLOR get SHAPE get SIZE get EMPTY set COLOR mine get COLOR",
+         "get COLOR green\nget SHAPE round\nget SIZE s\nget EMPTY (none)\nget COLOR mine\n"},
         // the first lookup is cached, an unknown name as unset; a cached base moves the system file
-        {"COLOR red\n", "", "", "cache COLOR cached get COLOR", "get COLOR cached\n"},
-        {"", "", "", "get NOWHERE cache NOWHERE late get NOWHERE", "get NOWHERE (none)\nget NOWHERE (none)\n"},
-        {"", "COLOR from-env-base\n", "", "cache LX_BASE " + other + " get COLOR", "get COLOR from-cached-base\n"},
-        {"", "", "LX_BASE=" + base / "absent",
-         "get COLOR get SHAPE get COLOR cache LX_BASE " + base / "gone" + " get A",
-         "get COLOR (none)\nget SHAPE (none)\nget COLOR (none)\nget A (none)\n" + missing + base / "absent" +
-             "/config/system.lxrc\n" + missing + base / "gone" + "/config/system.lxrc\n"},
+        {"C red\n", "S env-base\n", "",
+         "cache C cached get C get N cache N late get N cache LX_BASE " + home.path() + " get S",
+         "get C cached\nget N (none)\nget N (none)\nget S cached-base\n"},
+        {"", "", "LX_BASE=" + base / "absent", "get C get S get C cache LX_BASE " + base / "gone" + " get A",
+         "get C (none)\nget S (none)\nget C (none)\nget A (none)\n" + missing + base / "absent/config/system.lxrc\n" +
+             missing + base / "gone/config/system.lxrc\n"},
         {"", "", "-LX_BASE", "get LX_BASE",
-         "get LX_BASE " + def + "\n" + (defaultBaseMissing ? missing + def + "/config/system.lxrc\n" : "")},
+         "get LX_BASE " + def + "\n" +
+             (lxtest::exists(def + "/config/system.lxrc") ? "" : missing + def + "/config/system.lxrc\n")},
         // file lines: any case, tabs, trimmed; white space alone ends the file; short lines skipped
         {"# COLOR is not a comment marker\ncolor\t  teal green \t\nSHAPE   \nSHAPE round\nA \nA\nA red\nB " +
              std::string(300, 'b') + "\n" + std::string(20, 'c') + " B x\n\x01\xff\0garbage\nC\0red\nC red\r\n"s,

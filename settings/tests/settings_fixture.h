@@ -4,7 +4,6 @@
 #include "lx_testing.h"
 
 #include <gtest/gtest.h>
-#include <string>
 #include <sys/stat.h>
 
 class SettingsFiles : public ::testing::Test {
