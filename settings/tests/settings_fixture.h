@@ -29,10 +29,13 @@ protected:
         return extra;
     }
 
-    // The settings helper running `commands`, space-separated ('' stands for an empty value).
-    lxtest::Result helper(const std::string &commands, const lxtest::Env &extra = {},
-                          const std::vector<std::string> &wrapper = {}) const
+    // What the settings helper prints running `commands`, space-separated ('' stands for an empty
+    // value): its standard output, then its standard error.
+    std::string helper(const std::string &commands, const lxtest::Env &extra = {},
+                       const std::vector<std::string> &wrapper = {}) const
     {
-        return lxtest::run(lxtest::words(SETTINGS_HELPER_PATH " " + commands), env(extra), wrapper);
+        const lxtest::Result result =
+            lxtest::run(lxtest::words(SETTINGS_HELPER_PATH " " + commands), env(extra), wrapper);
+        return result.out + result.err;
     }
 };
