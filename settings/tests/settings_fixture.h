@@ -34,8 +34,7 @@ protected:
     std::string helper(const std::string &commands, const lxtest::Env &extra = {},
                        const std::vector<std::string> &wrapper = {}) const
     {
-        const lxtest::Result result =
-            lxtest::run(lxtest::words(SETTINGS_HELPER_PATH " " + commands), env(extra), wrapper);
-        return result.out + result.err;
+        const auto run = lxtest::run(lxtest::words(SETTINGS_HELPER_PATH " " + commands), env(extra), wrapper);
+        return run.out + run.err;
     }
 };
