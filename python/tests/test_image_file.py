@@ -43,7 +43,7 @@ def test_float_sections_are_narrowed_by_the_library(stack, value, stored):
     a[1, 2, 1] = stored
     numpy.testing.assert_array_equal(lumarix.imread(path), a)
     with lumarix.ImageFile(path) as f:
-        assert f.titles == ("narrowed",) and f.wavelengths == (1, 2, 3)
+        assert f.titles == ("narrowed",) and f.wavelengths == (1, 2, 3) and f.header["cell_angles"] == (90, 90, 90)
 
 
 def test_extended_header_values_and_fields_survive_reopening(stack):
