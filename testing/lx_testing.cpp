@@ -261,4 +261,13 @@ std::string field(const std::string &text, const std::string &key)
     return "";
 }
 
+std::vector<std::string> words(const std::string &text)
+{
+    std::istringstream in(text);
+    std::vector<std::string> result;
+    for (std::string word; in >> word;)
+        result.push_back(word);
+    return result;
+}
+
 } // namespace lxtest

@@ -83,5 +83,7 @@ std::string hostName();
 std::string userName();
 // The value after "key " on the first line of text that starts with it, or "".
 std::string field(const std::string &text, const std::string &key);
+// The space-separated words of `text` (a command line or an Env written as one string).
+std::vector<std::string> words(const std::string &text);
 
 } // namespace lxtest

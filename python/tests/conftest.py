@@ -36,8 +36,8 @@ def write_big_endian(path, array, sequence=2, pixel_size=(0.5, 0.5, 2.0), wave=5
     struct.pack_into(">4i", header, 0, nx, ny, nz * nw * nt, MODES[array.dtype.type])
     struct.pack_into(">3i3f", header, 28, 1, 1, 1, *pixel_size)
     struct.pack_into(">h", header, 96, -16224)
-    struct.pack_into(">HhxxxxxxxxxxxxH", header, 180, nt, sequence, nw)
-    struct.pack_into(">H", header, 198, wave)
+    # NT, sequence, rotation angles, NW, the first wavelength, origin Z, X, Y
+    struct.pack_into(">Hh3fHH8x3f", header, 180, nt, sequence, 1.5, 2.5, 3.5, nw, wave, 7.0, 8.0, 9.0)
     with open(path, "wb") as f:
         f.write(header)
         f.write(array.astype(array.dtype.newbyteorder(">")).tobytes())

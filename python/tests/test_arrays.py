@@ -5,9 +5,6 @@ import pytest
 import lumarix
 from conftest import MODES, write_big_endian
 
-DTYPES = list(MODES)
-
-
 def sample(shape, dtype):
     """Values that fill the type's range, with the imaginary part different from the real one."""
     rng = numpy.random.default_rng(len(shape))
@@ -29,7 +26,7 @@ LAYOUTS = [
 ]
 
 
-@pytest.mark.parametrize("dtype", DTYPES)
+@pytest.mark.parametrize("dtype", list(MODES))
 @pytest.mark.parametrize("array_axes, shape, sequence, file_axes", LAYOUTS)
 def test_round_trip_keeps_pixels_in_the_files_own_order(tmp_path, c_api_read, dtype, array_axes, shape,
                                                        sequence, file_axes):
@@ -47,7 +44,7 @@ def test_round_trip_keeps_pixels_in_the_files_own_order(tmp_path, c_api_read, dt
             numpy.testing.assert_array_equal(f.read_section(**where), a[index])
 
 
-@pytest.mark.parametrize("dtype", DTYPES)
+@pytest.mark.parametrize("dtype", list(MODES))
 def test_float32_reads_convert_through_the_library(tmp_path, c_api_read, dtype):
     a = sample((2, 3, 4), dtype)
     lumarix.imwrite(tmp_path / "a.img", a)
@@ -58,13 +55,14 @@ def test_float32_reads_convert_through_the_library(tmp_path, c_api_read, dtype):
         assert b.tobytes() == c_api_read(tmp_path / "a.img", convert=True)
 
 
-@pytest.mark.parametrize("dtype", [d for d in DTYPES if d != numpy.float64])
+@pytest.mark.parametrize("dtype", [d for d in MODES if d != numpy.float64])
 def test_a_file_of_the_other_byte_order_reads_swapped_and_refuses_a_memory_map(tmp_path, dtype):
     a = sample((2, 3, 1, 4, 5), dtype)
     write_big_endian(tmp_path / "be.img", a)
     numpy.testing.assert_array_equal(lumarix.imread(tmp_path / "be.img"), a)
     with lumarix.ImageFile(tmp_path / "be.img") as f:
         assert f.swapped and f.pixel_size == (0.5, 0.5, 2.0) and f.wavelengths == (525.0, 0.0, 0.0)
+        assert f.header["rotation"] == (1.5, 2.5, 3.5) and f.origin == (8.0, 9.0, 7.0)
     with pytest.raises(lumarix.ImageError, match="other byte order") as e:
         lumarix.imread(tmp_path / "be.img", mmap=True)
     assert e.value.status == 906

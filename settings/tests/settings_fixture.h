@@ -1,41 +1,40 @@
-// A scratch HOME and suite base directory with their settings files, and the helper program.
+// A scratch HOME and suite base directory with their settings files, and the programs run there.
 #pragma once
 
 #include "lx_testing.h"
 
 #include <gtest/gtest.h>
-#include <string>
 #include <sys/stat.h>
 
 class SettingsFiles : public ::testing::Test {
 protected:
-    lxtest::TempDir home;
-    lxtest::TempDir base;
+    lxtest::TempDir home, base;
 
-    void SetUp() override { mkdir((base.path() + "/config").c_str(), 0755); }
+    void SetUp() override { mkdir((base / "config").c_str(), 0755); }
 
-    std::string userDir() const { return home.path() + "/.lumarix_" + lxtest::hostName(); }
+    std::string userDir() const { return home / (".lumarix_" + lxtest::hostName()); }
     std::string userFile() const { return userDir() + "/user.lxrc"; }
-    std::string systemFile() const { return base.path() + "/config/system.lxrc"; }
 
-    void writeUserFile(const std::string &text) const
+    void writeFiles(const std::string &user, const std::string &system) const
     {
         mkdir(userDir().c_str(), 0755);
-        lxtest::writeFile(userFile(), text);
+        lxtest::writeFile(userFile(), user);
+        lxtest::writeFile(base / "config/system.lxrc", system);
     }
-    void writeSystemFile(const std::string &text) const { lxtest::writeFile(systemFile(), text); }
 
+    // No LX_SHMSTADDR: a suite started here uses its default address and the others attach there.
     lxtest::Env env(lxtest::Env extra = {}) const
     {
-        extra.insert(extra.begin(), {"HOME=" + home.path(), "LX_BASE=" + base.path()});
+        extra.insert(extra.begin(), {"HOME=" + home.path(), "LX_BASE=" + base.path(), "LOGNAME=" + lxtest::userName()});
         return extra;
     }
 
-    // Runs the settings helper with `commands` in this HOME and base directory.
-    lxtest::Result helper(const std::vector<std::string> &commands, const lxtest::Env &extra = {}) const
+    // What the settings helper prints running `commands`, space-separated ('' stands for an empty
+    // value): its standard output, then its standard error.
+    std::string helper(const std::string &commands, const lxtest::Env &extra = {},
+                       const std::vector<std::string> &wrapper = {}) const
     {
-        std::vector<std::string> argv{SETTINGS_HELPER_PATH};
-        argv.insert(argv.end(), commands.begin(), commands.end());
-        return lxtest::run(argv, env(extra));
+        const auto run = lxtest::run(lxtest::words(SETTINGS_HELPER_PATH " " + commands), env(extra), wrapper);
+        return run.out + run.err;
     }
 };

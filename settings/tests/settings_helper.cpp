@@ -1,5 +1,5 @@
 // A small suite program for the settings tests: runs the commands given as arguments, in order,
-// against the settings lookup and prints one line per command.
+// against the settings lookup and prints one line per command that answers. A value '' is empty.
 #include "lumarix/settings.h"
 #include "lumarix/shm.h"
 
@@ -13,6 +13,18 @@ namespace {
 
 const char *orNone(const char *text) { return text ? text : "(none)"; }
 
+// COUNT live writes over five names, once $HOME/go exists (so that every writer starts at once).
+void hammer(int count, const std::string &tag)
+{
+    const std::string go = std::string(std::getenv("HOME")) + "/go";
+    while (access(go.c_str(), F_OK) != 0)
+        usleep(1000);
+    for (int n = 0; n < count; ++n) {
+        const std::string xs(static_cast<size_t>(n % 97 + 1), 'x');
+        SetSetting(("LX_HAMMER_" + std::to_string(n % 5)).c_str(), (tag + ":" + xs + "|" + xs).c_str());
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -20,75 +32,45 @@ int main(int argc, char **argv)
     for (int i = 1; i < argc; ++i) {
         const std::string command = argv[i];
         const char *name = i + 1 < argc ? argv[i + 1] : "";
+        const char *value = i + 2 < argc && std::strcmp(argv[i + 2], "''") != 0 ? argv[i + 2] : "";
+        const bool alone =
+            std::string(" write attach size base paths heapcheck ").find(" " + command + " ") != std::string::npos;
+        i += alone ? 0 : command == "set" || command == "cache" || command == "hammer" ? 2 : 1;
+        int number = 42, found = 42;
+        double real = 42;
+        float single = 42, foundSingle = 42;
+        char buffer[256] = "";
         if (command == "get") {
             std::printf("get %s %s\n", name, orNone(GetSetting(name)));
-            ++i;
         } else if (command == "set") {
-            SetSetting(name, argv[i + 2]);
-            i += 2;
+            SetSetting(name, value);
         } else if (command == "cache") {
-            CacheSetting(name, argv[i + 2]);
-            i += 2;
-        } else if (command == "write") {
-            std::printf("write %d\n", WriteUserSettings());
-        } else if (command == "attach") {
-            std::printf("attach %d\n", IWAttach());
-        } else if (command == "int") {
-            int value = 42;
-            const int result = GetSettingInt(name, &value, -7);
-            std::printf("int %d %d\n", result, value);
-            ++i;
-        } else if (command == "findint") {
-            int value = 42;
-            const int result = FindSettingInt(name, &value);
-            std::printf("findint %d %d\n", result, value);
-            ++i;
-        } else if (command == "double") {
-            double value = 42;
-            const int result = GetSettingDouble(name, &value, -7.5);
-            std::printf("double %d %g\n", result, value);
-            ++i;
-        } else if (command == "bool") {
-            int value = 42;
-            const int result = GetSettingBool(name, &value, 5);
-            std::printf("bool %d %d\n", result, value);
-            ++i;
-        } else if (command == "findbool") {
-            int value = 42;
-            const int result = FindSettingBool(name, &value);
-            std::printf("findbool %d %d\n", result, value);
-            ++i;
+            CacheSetting(name, value);
+        } else if (command == "numbers") { // int, double, float, then the Find forms
+            const int a = GetSettingInt(name, &number, -7), b = GetSettingDouble(name, &real, -7.5),
+                      c = GetSettingFloat(name, &single, -7.5f), d = FindSettingInt(name, &found),
+                      e = FindSettingFloat(name, &foundSingle);
+            std::printf("%d %d %d %g %d %g %d %d %d %g\n", a, number, b, real, c, single, d, found, e, foundSingle);
+        } else if (command == "bool") { // Get, then Find
+            const int a = GetSettingBool(name, &number, 5), b = FindSettingBool(name, &found);
+            std::printf("%s %d %d %d %d\n", name, a, number, b, found);
         } else if (command == "copy") {
-            char buffer[256];
-            std::memset(buffer, 'x', sizeof buffer);
-            const char *result = CopySetting(name, buffer);
-            std::printf("copy %s %zu\n", result == buffer ? "buffer" : orNone(result),
-                        result ? std::strlen(buffer) : 0);
-            ++i;
-        } else if (command == "hammer") { // hammer COUNT TAG: COUNT live writes over 5 names, from $HOME/go on
-            const int count = std::atoi(name);
-            const std::string tag = argv[i + 2];
-            const std::string go = std::string(std::getenv("HOME")) + "/go";
-            while (access(go.c_str(), F_OK) != 0)
-                usleep(1000);
-            for (int n = 0; n < count; ++n)
-                SetSetting(
-                    ("LX_HAMMER_" + std::to_string(n % 5)).c_str(),
-                    (tag + ":" + std::to_string(n) + ":" + std::string(static_cast<size_t>(n % 97 + 1), 'x')).c_str());
-            std::printf("hammer %d\n", count);
-            i += 2;
+            const char *copy = CopySetting(name, buffer);
+            std::printf("copy %s %zu\n", copy == buffer ? "buffer" : orNone(copy), copy ? std::strlen(buffer) : 0);
+        } else if (command == "hammer") {
+            hammer(std::atoi(name), value);
+        } else if (command == "write" || command == "attach" || command == "size") {
+            const int result = command == "write"  ? WriteUserSettings()
+                               : command == "size" ? SharedSizeMB()
+                                                   : IWAttach();
+            std::printf("%s %d\n", command.c_str(), result);
         } else if (command == "heapcheck") {
-            char reason[256] = "";
-            std::printf("heapcheck %s\n", SG_heap_check(reason, sizeof reason) ? "ok" : reason);
-        } else if (command == "size") {
-            std::printf("size %d\n", SharedSizeMB());
+            std::printf("heapcheck %s\n", SG_heap_check(buffer, sizeof buffer) ? "ok" : buffer);
         } else if (command == "base") {
-            char buffer[256];
             std::printf("base %d %s\n", GetBaseDirectory(buffer), buffer);
-        } else if (command == "userdir") {
-            std::printf("userdir %s\n", orNone(UserSettingsDir()));
-        } else if (command == "userfile") {
-            std::printf("userfile %s\n", orNone(UserSettingsFile()));
+        } else if (command == "paths") { // the folder, asked twice, and the file
+            const char *dir = UserSettingsDir(), *again = UserSettingsDir(), *file = UserSettingsFile();
+            std::printf("paths %s %s %s\n", orNone(dir), orNone(again), orNone(file));
         } else {
             std::fprintf(stderr, "settings_helper: unknown command %s\n", command.c_str());
             return 2;

@@ -1,83 +1,50 @@
-// Drives the suite's start-up for the tests and prints what it did.
-//   suite_init_helper working ARENA_MB           the working-set rules alone (no arena)
-//   suite_init_helper init CAPFILE A B C D       IWInitSHM against CAPFILE, the record, IWStop
-#include "lumarix/settings.h"
+// Runs the suite's start-up for the tests and prints what it did:
+//   suite_init_helper CAPFILE A B C D   IWInitSHM(A, B, C, D) against the cap in CAPFILE, the
+//                                       shared global record it filled in, then IWStop
+// With SUITE_HELPER_FULL_ARENA set the arena refuses the slot table, as a full one would.
 #include "lumarix/shm.h"
 #include "lumarix/suite.h"
 #include "system_cap.h"
-#include "working_set.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
-#include <sys/ipc.h>
+#include <dlfcn.h>
 #include <sys/sem.h>
-#include <unistd.h>
 
-namespace {
-
-void printSlot(const IWSharedGlobals &globals, int index)
+extern "C" void *SMCalloc(SMArena *arena, int count, uint64_t size)
 {
-    int32_t fields[2];
-    std::memcpy(fields, static_cast<const unsigned char *>(globals.slotTable) + index * IW_SLOT_BYTES, sizeof fields);
-    std::printf("slot %d %d %d\n", index, fields[0], fields[1]);
+    static const auto real = reinterpret_cast<void *(*)(SMArena *, int, uint64_t)>(dlsym(RTLD_NEXT, "SMCalloc"));
+    if (std::getenv("SUITE_HELPER_FULL_ARENA") && count == IW_SLOT_COUNT && size == IW_SLOT_BYTES)
+        return nullptr;
+    return real(arena, count, size);
 }
-
-const char *semaphoreState(int id)
-{
-    if (id < 0)
-        return "none";
-    const int value = semctl(id, 0, GETVAL);
-    if (value < 0)
-        return errno == EINVAL || errno == EIDRM ? "removed" : "error";
-    return value == 1 ? "one" : "other";
-}
-
-int init(char **argv)
-{
-    lx::suite::SetSystemCapFileForTesting(argv[2]);
-    const int result = IWInitSHM(std::atoi(argv[3]), std::atoi(argv[4]), std::atoi(argv[5]), std::atoi(argv[6]));
-    std::printf("init %d\n", result);
-    if (result != 1)
-        return 0;
-    const auto &globals = *static_cast<IWSharedGlobals *>(IW_iwl_ptr);
-    std::printf("caller %d %d %d %d\n", globals.callerValues[0], globals.callerValues[1], globals.callerValues[2],
-                globals.callerValues[3]);
-    std::printf("unset %d %d %d cleared %d\n", globals.unsetA, globals.unsetB, globals.unsetC, globals.cleared);
-    std::printf("working %lld %lld on %d\n", static_cast<long long>(globals.workingSet),
-                static_cast<long long>(globals.workingUnit), globals.workingSetOn);
-    std::printf("threshold %d\n", globals.pageThreshold);
-    std::printf("slots %d\n", globals.slotCount);
-    printSlot(globals, 0);
-    printSlot(globals, IW_SLOT_COUNT - 1);
-    std::printf("named list %d\n", globals.namedListOn);
-    const char *version = static_cast<const char *>(IWRtNamedSHMAdd("LUMARIX_BASE_VERSION"));
-    std::printf("version %s\n", version ? version : "(none)");
-    const int focus = globals.focusSemId, lock = globals.lockSemId;
-    std::printf("semaphores %s %s\n", semaphoreState(focus), semaphoreState(lock));
-    std::fflush(stdout);
-    if (argv[7])
-        std::printf("arena file %s\n", access(argv[7], F_OK) == 0 ? "present" : "absent");
-    std::printf("stop %d\n", IWStop());
-    std::printf("semaphores %s %s\n", semaphoreState(focus), semaphoreState(lock));
-    if (argv[7])
-        std::printf("arena file %s\n", access(argv[7], F_OK) == 0 ? "present" : "absent");
-    return 0;
-}
-
-} // namespace
 
 int main(int argc, char **argv)
 {
-    if (argc == 3 && std::strcmp(argv[1], "working") == 0) {
-        const auto working = lx::suite::DecideWorkingSet(std::atoi(argv[2]));
-        std::printf("working %d %d\n", working.setMB, working.unitMB);
+    if (argc != 6)
+        return 2;
+    lx::suite::SetSystemCapFileForTesting(argv[1]);
+    const int result = IWInitSHM(std::atoi(argv[2]), std::atoi(argv[3]), std::atoi(argv[4]), std::atoi(argv[5]));
+    std::printf("init %d\n", result);
+    if (result != 1)
         return 0;
+    const auto &g = *static_cast<IWSharedGlobals *>(IW_iwl_ptr);
+    int32_t slots[2][2] = {}; // the first two fields of the first and of the last slot
+    if (g.slotTable) {
+        std::memcpy(slots[0], g.slotTable, sizeof slots[0]);
+        std::memcpy(slots[1], static_cast<char *>(g.slotTable) + (IW_SLOT_COUNT - 1) * IW_SLOT_BYTES, sizeof slots[1]);
     }
-    if ((argc == 7 || argc == 8) && std::strcmp(argv[1], "init") == 0)
-        return init(argv);
-    std::fputs("usage: suite_init_helper working MB | init CAPFILE A B C D [ARENA_FILE]\n", stderr);
-    return 2;
+    const char *version = static_cast<const char *>(IWRtNamedSHMAdd("LUMARIX_BASE_VERSION"));
+    const int focus = g.focusSemId, lock = g.lockSemId; // their values below: -1 for none
+    std::printf("caller %d %d %d %d\nunset %d %d %d cleared %d\nworking MB %.9g %.9g\nthreshold %d\n"
+                "slots %d: %d %d, %d %d\non: working set %d, named list %d\nversion %s\nsemaphores %d %d\n",
+                g.callerValues[0], g.callerValues[1], g.callerValues[2], g.callerValues[3], g.unsetA, g.unsetB,
+                g.unsetC, g.cleared, g.workingSet / 1048576.0, g.workingUnit / 1048576.0, g.pageThreshold, g.slotCount,
+                slots[0][0], slots[0][1], slots[1][0], slots[1][1], g.workingSetOn, g.namedListOn,
+                version ? version : "(none)", semctl(focus, 0, GETVAL), semctl(lock, 0, GETVAL));
+    std::fflush(stdout);
+    const int stopped = IWStop();
+    std::printf("stop %d: %d %d\n", stopped, semctl(focus, 0, GETVAL), semctl(lock, 0, GETVAL));
+    return 0;
 }
