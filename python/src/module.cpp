@@ -63,7 +63,8 @@ void *section_buffer(py::array &a, int n, const Geometry &g, size_t count, bool 
     if (static_cast<size_t>(a.nbytes()) != want)
         throw py::value_error("the pixel buffer holds " + std::to_string(a.nbytes()) + " bytes, the sections " +
                               std::to_string(want));
-    return a.mutable_data();
+    // A write only reads the caller's pixels, so a read-only array will do.
+    return writing ? const_cast<void *>(a.data()) : a.mutable_data();
 }
 
 // Reads or writes `count` sections from section `first` on, with the GIL released.

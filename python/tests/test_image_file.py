@@ -36,7 +36,9 @@ def test_header_gives_what_imwrite_set(stack):
 def test_float_sections_are_narrowed_by_the_library(stack, value, stored):
     path, a = stack
     with lumarix.ImageFile(path, "r+") as f:
-        f.write_section(numpy.full((5, 6), value, numpy.float32), z=1, w=2, t=1)
+        frozen = numpy.full((5, 6), value, numpy.float32)
+        frozen.flags.writeable = False  # a write only reads the pixels it is given
+        f.write_section(frozen, z=1, w=2, t=1)
         with pytest.raises(TypeError, match="holds int16 pixels, not int32"):
             f.write_section(numpy.zeros((5, 6), numpy.int32))
         f.titles, f.wavelengths = "narrowed", (1, 2, 3)  # header changes alone are written too
