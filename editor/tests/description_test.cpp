@@ -1,0 +1,155 @@
+// The variable description file: its grammar, and every way a file is refused, with its message.
+#include "description_parser.h"
+#include "lumarix/editor.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+using namespace std::string_literals;
+
+namespace {
+
+std::string message;
+
+bool parse(const std::string &text)
+{
+    std::snprintf(gcMainTitle, sizeof gcMainTitle, "%s", "Lumarix User Parameters");
+    std::snprintf(gDescriptionFile, sizeof gDescriptionFile, "%s", "/etc/test.vars");
+    message.clear();
+    FILE *file = text.empty() ? std::tmpfile() : fmemopen(const_cast<char *>(text.data()), text.size(), "r");
+    const bool ok = lx::editor::ParseDescription(file, [](std::string_view m) { message += std::string(m) + "|"; });
+    std::fclose(file);
+    return ok;
+}
+
+const ConfigVar &var(int index) { return gVarList[index]; }
+
+// `count` numbered lines: prefix0, prefix1, ...
+std::string lines(int count, const std::string &prefix)
+{
+    std::string text;
+    for (int i = 0; i < count; ++i)
+        text += prefix + std::to_string(i) + "\n";
+    return text;
+}
+
+std::string repeat(const std::string &line, int count)
+{
+    std::string text;
+    while (count-- > 0)
+        text += line;
+    return text;
+}
+
+} // namespace
+
+TEST(Description, RecordsInAnyCaseWithFlagsAndStrayText)
+{
+    EXPECT_TRUE(parse(""));
+    EXPECT_EQ(gNumVars, 0);
+    ASSERT_TRUE(parse("# comment\ntitle:   My  Setup\nvariable:\tLX_DATA extra words\nShortDesc:  Data\n"
+                      "type: simple\nmustbeset:\ncheckread: anything\nCHECKWRITE:\ncansetlive:\nstray text\n\n"
+                      "VARIABLE: SECOND\nTYPE: SIMPLE\nTYPE: FANCY\nTITLE:\nSHORTDESC:\nTYPE:\nVARIABLE:\n"));
+    EXPECT_STREQ(gcMainTitle, "  My  Setup");
+    ASSERT_EQ(gNumVars, 2);
+    EXPECT_STREQ(var(0).name, "LX_DATA");
+    EXPECT_STREQ(var(0).shortDesc, " Data");
+    EXPECT_EQ(std::vector({var(0).type, var(0).numValues, var(0).optional, var(0).checkRead, var(0).checkWrite,
+                           var(0).canSetLive}),
+              std::vector({VAR_SIMPLE, 1, 0, 1, 1, 1}));
+    // Keywords alone at a line's end: TITLE:, SHORTDESC:, TYPE:, VARIABLE: are ignored; an unknown type word too.
+    EXPECT_EQ(std::vector({var(1).type, var(1).optional, var(1).checkRead, var(1).canSetLive}),
+              std::vector({VAR_SIMPLE, 1, 0, 0}));
+    EXPECT_STREQ(var(1).shortDesc, "");
+}
+
+TEST(Description, TypesCountsAndChoices)
+{
+    ASSERT_TRUE(parse("VARIABLE: N\nTYPE: Boolean\n# on\n\tOff  \nVARIABLE: A\nTYPE: MULTIVALUE 3 ignored\n"
+                      "VARIABLE: B\nTYPE: MULTIVALUE\nVARIABLE: C\nTYPE: MULTIVALUE $N\nVARIABLE: D\nTYPE: MULTIVALUE abc\n"
+                      "VARIABLE: E\nTYPE: MULTIVALUE 99999999999\nVARIABLE: M\nTYPE: oneofmany 3\nred\n VARIABLE: g\n%%\n"
+                      "VARIABLE: Z\nTYPE: ONEOFMANY 0\nVARIABLE: F\nTYPE: ONEOFMANY $M\nnot a choice\n"));
+    ASSERT_EQ(gNumVars, 9);
+    EXPECT_EQ(std::vector({var(0).type, var(0).numValues, var(0).numChoices}), std::vector({VAR_BOOLEAN, 1, 2}));
+    EXPECT_EQ(std::vector<std::string>({var(0).choices[0], var(0).choices[1]}),
+              std::vector<std::string>({"# on", "\tOff  "}));
+    EXPECT_EQ(var(1).type, VAR_MULTIVALUE);
+    EXPECT_EQ(std::vector({var(1).numValues, var(2).numValues, var(3).numValues, var(4).numValues, var(5).numValues}),
+              std::vector({3, VALUES_ANY, VALUES_FROM_DEPENDS, 0, 2147483647}));
+    EXPECT_STREQ(var(3).dependsOn, "N");
+    EXPECT_EQ(std::vector({var(6).type, var(6).numChoices, var(7).numChoices, var(8).numChoices}),
+              std::vector({VAR_ONEOFMANY, 3, 0, VALUES_FROM_DEPENDS}));
+    EXPECT_EQ(std::vector<std::string>({var(6).choices[1], var(6).choices[2], var(8).dependsOn}),
+              std::vector<std::string>({" VARIABLE: g", "%%", "M"}));
+    EXPECT_EQ(CheckDependencies(), 1);
+}
+
+TEST(Description, HelpTextLongLinesAndTheExample)
+{
+    ASSERT_TRUE(parse("VARIABLE: A\nHELP: First\n# kept\nTYPE:\tSIMPLE\n%%% ends too\nTYPE: BOOLEAN\nx\ny\n"
+                      "VARIABLE: B\nHELP: kept\n%%\nHELP:\n" +
+                      lines(18, "l") + "%%\nVARIABLE: C\nSHORTDESC: " + std::string(244, 'd') + "MUSTBESET: x\n"));
+    EXPECT_STREQ(var(0).help, "First\n# kept\nTYPE:\tSIMPLE\n");
+    EXPECT_EQ(var(0).type, VAR_BOOLEAN);
+    EXPECT_EQ(var(1).help, "kept\n" + lines(18, "l"));
+    // 255 bytes are read at a time: the rest of a long line is a line of its own.
+    EXPECT_EQ(var(2).shortDesc, std::string(244, 'd'));
+    EXPECT_EQ(var(2).optional, 0);
+
+    FILE *example = std::fopen(EXAMPLES_DIR "/lumarix.vars", "r");
+    ASSERT_NE(example, nullptr);
+    EXPECT_TRUE(lx::editor::ParseDescription(example, [](std::string_view m) { ADD_FAILURE() << m; }));
+    std::fclose(example);
+    EXPECT_STREQ(gcMainTitle, "Lumarix Installation Settings");
+    EXPECT_GT(gNumVars, 10);
+}
+
+TEST(Description, RefusedFilesSayWhyOnce)
+{
+    const std::string vars200 = lines(200, "VARIABLE: V"), twenty = lines(20, "c");
+    const std::string help1501 = "VARIABLE: A\nHELP: " + std::string(200, 'h') + "\n" + repeat(std::string(99, 'b') + "\n", 13);
+    const std::string crlf = " ends in CR-LF; save the file with plain newline line ends.|";
+    const std::string undefined = " depends on simple Variable X\nwhich is not defined in configuration file "
+                                  "/etc/test.vars\n|";
+    struct Case {
+        std::string text, message;
+        int parsed = -1; // records in the table afterwards, when it matters
+    };
+    for (const Case &c : std::vector<Case>{
+             {"TITLE: \n", "TITLE: line incomplete!|"},
+             {"VARIABLE: \n", "VARIABLE: line incomplete!|"},
+             {"VARIABLE: A\nSHORTDESC: \n", "SHORTDESC: line incomplete!|"},
+             {"VARIABLE: A\nTYPE:   \n", "TYPE: line incomplete!|"},
+             {"VARIABLE: A\nTYPE: ONEOFMANY \n", "Type ONEOFMANY requires a number!|"},
+             {"VARIABLE: A\nTYPE: BOOLEAN\nyes\n", "Expected Boolean Choices!|"},
+             {"VARIABLE: A\nTYPE: ONEOFMANY 3\na\nb\n", "Expected OneOfMany Choices!|"},
+             {"VARIABLE: A\nHELP:", "Expected Help Lines or Terminator!|"},
+             {"VARIABLE: A\nHELP: top\n" + lines(19, "l") + "%%\n", "More Help Lines than allowed!|"},
+             {"VARIABLE: A\nVARIABLE: B\nTITLE: \nVARIABLE: C\nTYPE: \n", "TITLE: line incomplete!|", 2},
+             {"VARIABLE: A\nTYPE: MULTIVALUE $X\nVARIABLE: x\nVARIABLE: B\n", "MultiValue Variable A" + undefined, 3},
+             {"VARIABLE: A\nVARIABLE: X\n", ""}, // leaves X behind the next case's table
+             {"VARIABLE: A\nTYPE: ONEOFMANY $X\n", "MultiValue Variable A" + undefined},
+             {vars200 + "# more\nVARIABLE: V200\n", "Too many variables (line 202): at most 200 can be described.|", 200},
+             {"VARIABLE: A\nTYPE: ONEOFMANY 21\n" + twenty + "x\n",
+              "Type ONEOFMANY (line 2) asks for 21 choices: between 0 and 20 are allowed.|"},
+             {"VARIABLE: A\n\nTYPE: ONEOFMANY -1\n",
+              "Type ONEOFMANY (line 3) asks for -1 choices: between 0 and 20 are allowed.|"},
+             {help1501 + std::string(98, 'e') + "\n%%\n", // 1600 characters
+              "Help text of variable A is too long (line 16): at most 1599 characters are allowed.|"},
+             {"VARIABLE: A\nSHORTDESC: a\0b\n"s, "Description file line 2 contains a NUL byte.|"},
+             {std::string(600, 'x') + "\nVARIABLE: A\n\0"s, "Description file line 3 contains a NUL byte.|"},
+             {"VARIABLE: A\nTYPE: BOOLEAN\nyes\r\nno\n", "Description file line 3" + crlf},
+             {"SHORTDESC: " + std::string(243, 's') + "\r\nx\n", "Description file line 1" + crlf},
+         }) {
+        EXPECT_EQ(parse(c.text), c.message.empty()) << c.text.substr(0, 80);
+        EXPECT_EQ(message, c.message) << c.text.substr(0, 80);
+        EXPECT_EQ(gNumVars, c.parsed < 0 ? gNumVars : c.parsed) << c.message;
+    }
+    // At the limits, each still fits.
+    EXPECT_TRUE(parse(vars200));
+    EXPECT_EQ(gNumVars, 200);
+    EXPECT_TRUE(parse("VARIABLE: A\nTYPE: ONEOFMANY 20\n" + twenty + help1501 + std::string(97, 'e') + "\n%%\n"));
+    EXPECT_EQ(std::string(var(1).help).size(), 1599u);
+    EXPECT_STREQ(var(0).choices[19], "c19");
+}
