@@ -66,10 +66,11 @@ TEST(Description, RecordsInAnyCaseWithFlagsAndStrayText)
 
 TEST(Description, TypesCountsAndChoices)
 {
-    ASSERT_TRUE(parse("VARIABLE: N\nTYPE: Boolean\n# on\n\tOff  \nVARIABLE: A\nTYPE: MULTIVALUE 3 ignored\n"
-                      "VARIABLE: B\nTYPE: MULTIVALUE\nVARIABLE: C\nTYPE: MULTIVALUE $N\nVARIABLE: D\nTYPE: MULTIVALUE abc\n"
-                      "VARIABLE: E\nTYPE: MULTIVALUE 99999999999\nVARIABLE: M\nTYPE: oneofmany 3\nred\n VARIABLE: g\n%%\n"
-                      "VARIABLE: Z\nTYPE: ONEOFMANY 0\nVARIABLE: F\nTYPE: ONEOFMANY $M\nnot a choice\n"));
+    ASSERT_TRUE(
+        parse("VARIABLE: N\nTYPE: Boolean\n# on\n\tOff  \nVARIABLE: A\nTYPE: MULTIVALUE 3 ignored\n"
+              "VARIABLE: B\nTYPE: MULTIVALUE\nVARIABLE: C\nTYPE: MULTIVALUE $N\nVARIABLE: D\nTYPE: MULTIVALUE abc\n"
+              "VARIABLE: E\nTYPE: MULTIVALUE 99999999999\nVARIABLE: M\nTYPE: oneofmany 3\nred\n VARIABLE: g\n%%\n"
+              "VARIABLE: Z\nTYPE: ONEOFMANY 0\nVARIABLE: F\nTYPE: ONEOFMANY $M\nnot a choice\n"));
     ASSERT_EQ(gNumVars, 9);
     EXPECT_EQ(std::vector({var(0).type, var(0).numValues, var(0).numChoices}), std::vector({VAR_BOOLEAN, 1, 2}));
     EXPECT_EQ(std::vector<std::string>({var(0).choices[0], var(0).choices[1]}),
@@ -108,7 +109,8 @@ TEST(Description, HelpTextLongLinesAndTheExample)
 TEST(Description, RefusedFilesSayWhyOnce)
 {
     const std::string vars200 = lines(200, "VARIABLE: V"), twenty = lines(20, "c");
-    const std::string help1501 = "VARIABLE: A\nHELP: " + std::string(200, 'h') + "\n" + repeat(std::string(99, 'b') + "\n", 13);
+    const std::string help1501 =
+        "VARIABLE: A\nHELP: " + std::string(200, 'h') + "\n" + repeat(std::string(99, 'b') + "\n", 13);
     const std::string crlf = " ends in CR-LF; save the file with plain newline line ends.|";
     const std::string undefined = " depends on simple Variable X\nwhich is not defined in configuration file "
                                   "/etc/test.vars\n|";
@@ -130,7 +132,8 @@ TEST(Description, RefusedFilesSayWhyOnce)
              {"VARIABLE: A\nTYPE: MULTIVALUE $X\nVARIABLE: x\nVARIABLE: B\n", "MultiValue Variable A" + undefined, 3},
              {"VARIABLE: A\nVARIABLE: X\n", ""}, // leaves X behind the next case's table
              {"VARIABLE: A\nTYPE: ONEOFMANY $X\n", "MultiValue Variable A" + undefined},
-             {vars200 + "# more\nVARIABLE: V200\n", "Too many variables (line 202): at most 200 can be described.|", 200},
+             {vars200 + "# more\nVARIABLE: V200\n", "Too many variables (line 202): at most 200 can be described.|",
+              200},
              {"VARIABLE: A\nTYPE: ONEOFMANY 21\n" + twenty + "x\n",
               "Type ONEOFMANY (line 2) asks for 21 choices: between 0 and 20 are allowed.|"},
              {"VARIABLE: A\n\nTYPE: ONEOFMANY -1\n",

@@ -8,7 +8,7 @@
 
 #include <X11/Xutil.h>
 
-namespace lx::test {
+namespace lxtest {
 
 namespace {
 
@@ -183,4 +183,4 @@ void XSession::closeWindow(Window w)
     XSync(display_, False);
 }
 
-} // namespace lx::test
+} // namespace lxtest

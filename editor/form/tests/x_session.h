@@ -8,7 +8,7 @@
 
 #include <X11/Xlib.h>
 
-namespace lx::test {
+namespace lxtest {
 
 struct Box {
     Window window = 0;
@@ -50,4 +50,4 @@ private:
     Display *display_ = nullptr;
 };
 
-} // namespace lx::test
+} // namespace lxtest

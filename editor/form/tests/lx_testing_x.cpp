@@ -1,4 +1,5 @@
-#include "window_fixture.h"
+// Stand-in for the shared X harness until it is merged.
+#include "lx_testing_x.h"
 
 #include <chrono>
 #include <cstdio>
@@ -10,14 +11,11 @@
 
 #include <X11/IntrinsicP.h>
 #include <X11/CoreP.h>
-#include <Xm/Form.h>
-#include <Xm/MessageB.h>
-#include <Xm/RowColumn.h>
-#include <Xm/TextF.h>
+#include <Xm/PushB.h>
 
-#include <lumarix/wm.h>
+#include "lx_testing.h"
 
-namespace lx::test {
+namespace lxtest {
 
 void spinFor(int ms)
 {
@@ -70,10 +68,10 @@ Widget findDialog(const char *name)
     return nullptr;
 }
 
-std::string messageText(Widget dialog)
+std::string xmText(Widget w, const char *resource)
 {
     XmString value = nullptr;
-    XtVaGetValues(dialog, XmNmessageString, &value, nullptr);
+    XtVaGetValues(w, resource, &value, nullptr);
     if (value == nullptr)
         return {};
     // Component by component, so that every line break comes back as "\n".
@@ -97,12 +95,18 @@ std::string messageText(Widget dialog)
     return text;
 }
 
-void answerDialog(Widget dialog, bool ok)
+void pressButton(Widget button)
 {
-    XmAnyCallbackStruct cbs{};
-    cbs.reason = ok ? XmCR_OK : XmCR_CANCEL;
-    XtCallCallbacks(dialog, ok ? XmNokCallback : XmNcancelCallback, &cbs);
+    XmPushButtonCallbackStruct cbs{};
+    cbs.reason = XmCR_ACTIVATE;
+    XtCallCallbacks(button, XmNactivateCallback, &cbs);
 }
+
+namespace {
+void markDestroyed(Widget, XtPointer closure, XtPointer) { static_cast<Liveness *>(closure)->alive = false; }
+} // namespace
+
+Liveness::Liveness(Widget w) { XtAddCallback(w, XmNdestroyCallback, markDestroyed, this); }
 
 void sendDeleteWindow(Widget shell)
 {
@@ -118,110 +122,32 @@ void sendDeleteWindow(Widget shell)
     XFlush(d);
 }
 
-CaptureStderr::CaptureStderr()
+CaptureFd::CaptureFd(int fd) : fd_(fd)
 {
     char pattern[] = "/tmp/lxform-stderr-XXXXXX";
-    int fd = ::mkstemp(pattern);
+    int temp = ::mkstemp(pattern);
     path_ = pattern;
     std::fflush(stderr);
-    saved_ = ::dup(2);
-    ::dup2(fd, 2);
-    ::close(fd);
+    saved_ = ::dup(fd_);
+    ::dup2(temp, fd_);
+    ::close(temp);
 }
 
-std::string CaptureStderr::text()
+std::string CaptureFd::text()
 {
     if (saved_ >= 0) {
         std::fflush(stderr);
-        ::dup2(saved_, 2);
+        ::dup2(saved_, fd_);
         ::close(saved_);
         saved_ = -1;
     }
-    return readFile(path_);
+    return lxtest::readFile(path_);
 }
 
-CaptureStderr::~CaptureStderr()
+CaptureFd::~CaptureFd()
 {
     text();
     ::unlink(path_.c_str());
 }
 
-void EditorWindowTest::open(const std::string &description, const std::string &config, bool onlyFromFile)
-{
-    writeFile(descriptionPath_, description);
-    writeFile(configPath_, config);
-    std::snprintf(gDescriptionFile, sizeof gDescriptionFile, "%s", descriptionPath_.c_str());
-    std::snprintf(gConfigFile, sizeof gConfigFile, "%s", configPath_.c_str());
-    giConfigOnlyFromFile = onlyFromFile ? 1 : 0;
-    giRunningWithSHM = 0;
-    gNumVars = 0;
-    ASSERT_EQ(ReadDescriptionFile(), 1);
-
-    WMSetResizable(1);
-    form_ = CreateMainForm("Editor test");
-    ASSERT_NE(form_, nullptr) << "no display";
-    shell_ = XtParent(form_);
-    frame_ = BuildEditorWindow(form_);
-    ASSERT_NE(frame_, nullptr);
-    actionArea_ = XtNameToWidget(form_, "action_area");
-    RealizeEditorWindow(shell_);
-    spinUntil([this] { return XtIsRealized(shell_); }, 2000);
-    spinFor(100);
-}
-
-void EditorWindowTest::TearDown()
-{
-    if (shell_ != nullptr) {
-        XtDestroyWidget(shell_);
-        spinFor(20);
-    }
-}
-
-ConfigVar &EditorWindowTest::var(const char *name)
-{
-    for (int i = 0; i < gNumVars; ++i)
-        if (std::strcmp(gVarList[i].name, name) == 0)
-            return gVarList[i];
-    ADD_FAILURE() << "no variable " << name;
-    return gVarList[0];
-}
-
-void EditorWindowTest::type(const char *name, const char *text)
-{
-    XmTextFieldSetString(var(name).valueWidget, const_cast<char *>(text));
-}
-
-std::string EditorWindowTest::fieldText(const char *name)
-{
-    char *text = XmTextFieldGetString(var(name).valueWidget);
-    std::string copy = text != nullptr ? text : "";
-    XtFree(text);
-    return copy;
-}
-
-void EditorWindowTest::choose(const char *name, const char *choice)
-{
-    ConfigVar &v = var(name);
-    for (int i = 0; i < v.numChoices; ++i)
-        if (std::strcmp(v.choices[i], choice) == 0) {
-            XtVaSetValues(v.valueWidget, XmNmenuHistory, v.choiceWidgets[i], nullptr);
-            return;
-        }
-    ADD_FAILURE() << name << " has no choice " << choice;
-}
-
-std::string EditorWindowTest::chosen(const char *name)
-{
-    Widget current = nullptr;
-    XtVaGetValues(var(name).valueWidget, XmNmenuHistory, &current, nullptr);
-    return current != nullptr ? XtName(current) : "";
-}
-
-Widget EditorWindowTest::unsetEntry(const char *name)
-{
-    Widget pulldown = nullptr;
-    XtVaGetValues(var(name).valueWidget, XmNsubMenuId, &pulldown, nullptr);
-    return pulldown != nullptr ? XtNameToWidget(pulldown, "-----") : nullptr;
-}
-
-} // namespace lx::test
+} // namespace lxtest
