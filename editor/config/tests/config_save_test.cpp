@@ -20,12 +20,8 @@ namespace fs = std::filesystem;
 // 14:05 on 4 July 2031, local time.
 std::time_t july4th()
 {
-    struct tm local {};
-    local.tm_year = 2031 - 1900;
-    local.tm_mon = 6;
-    local.tm_mday = 4;
-    local.tm_hour = 14;
-    local.tm_min = 5;
+    std::tm local{};
+    ::strptime("2031-07-04 14:05", "%Y-%m-%d %H:%M", &local);
     local.tm_isdst = -1;
     return std::mktime(&local);
 }

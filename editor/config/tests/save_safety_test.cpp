@@ -32,12 +32,6 @@ std::string numberedLines(int count, const char *prefix)
     return text;
 }
 
-// The helper saves `count` variables VAR0000.. changed to "new-NNNN".
-std::vector<std::string> helper(const std::string &path, int count)
-{
-    return {SAVE_HELPER, path, std::to_string(count)};
-}
-
 } // namespace
 
 TEST(SaveSafety, KilledAtAnyMomentTheFileIsTheWholeOldOrTheWholeNewOne)
@@ -48,7 +42,7 @@ TEST(SaveSafety, KilledAtAnyMomentTheFileIsTheWholeOldOrTheWholeNewOne)
     // How long one uninterrupted save takes, to spread the kills over it.
     writeFile(path, oldText);
     const auto start = std::chrono::steady_clock::now();
-    ASSERT_EQ(lxtest::run(helper(path, 1000), pause).status, 0);
+    ASSERT_EQ(lxtest::run({SAVE_HELPER, path, "1000"}, pause).status, 0);
     const auto duration = std::chrono::steady_clock::now() - start;
     const std::string newText = readFile(path);
     ASSERT_EQ(newText, numberedLines(1000, "new"));
@@ -56,7 +50,7 @@ TEST(SaveSafety, KilledAtAnyMomentTheFileIsTheWholeOldOrTheWholeNewOne)
     int sawOld = 0, sawNew = 0;
     for (int k = 0; k < 20; ++k) {
         writeFile(path, oldText);
-        lxtest::Process save(helper(path, 1000), pause);
+        lxtest::Process save({SAVE_HELPER, path, "1000"}, pause); // saves VAR0000.. as "new-NNNN"
         std::this_thread::sleep_for(duration * k / 16);
         save.signal(SIGKILL);
         save.wait();
@@ -111,7 +105,7 @@ TEST(SaveSafety, FullDiskOrAFolderTheUserMayNotWriteLeaveTheOldFile)
               "Couldn't open user's configuration file!\n" + unreadable + ": Permission denied" + kept},
          }) {
         const std::string before = readFile(c.path);
-        const lxtest::Result result = lxtest::run(helper(c.path, c.count), {}, c.wrapper);
+        const lxtest::Result result = lxtest::run({SAVE_HELPER, c.path, std::to_string(c.count)}, {}, c.wrapper);
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.err, c.err);
         EXPECT_EQ(readFile(c.path), before);

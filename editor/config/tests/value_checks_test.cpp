@@ -134,40 +134,38 @@ TEST(ValueChecks, PermissionsAreThoseOfTheUser)
     if (::geteuid() != 0)
         GTEST_SKIP() << "switching to nobody needs root";
     lxtest::TempDir dir;
-    const std::string locked = dir / "locked";
-    std::filesystem::create_directory(locked);
+    std::filesystem::create_directory(dir / "locked");
     std::filesystem::permissions(dir.path(), std::filesystem::perms(0755));
-    std::filesystem::permissions(locked, std::filesystem::perms(0700));
+    std::filesystem::permissions(dir / "locked", std::filesystem::perms(0700));
+    std::map<std::string, std::string> typed{{"LX_DIR", dir / "locked"}};
+    ConfigVar readable = makeVar("LX_DIR", VAR_SIMPLE), writable = readable;
+    readable.checkRead = writable.checkWrite = 1;
+    const std::string where = " Permission for\nFile or Directory: \"" + dir / "locked" + "\".";
     const pid_t child = ::fork();
-    if (child == 0) {
-        const std::string invalid = "Invalid value specified for Data.\n\nYou don't have ";
-        const std::string where = " Permission for\nFile or Directory: \"" + locked + "\".";
-        std::map<std::string, std::string> typed{{"LX_DIR", locked}};
-        ConfigVar readable = makeVar("LX_DIR", VAR_SIMPLE), writable = readable;
-        readable.checkRead = writable.checkWrite = 1;
-        const bool ok = ::setgid(65534) == 0 && ::setuid(65534) == 0 &&
-                        lx::checkPathValue(readable, reader(typed)).message == invalid + "Read" + where &&
-                        lx::checkPathValue(writable, reader(typed)).message == invalid + "Write" + where;
-        ::_exit(ok ? 0 : 1);
-    }
+    if (child == 0)
+        ::_exit(::setgid(65534) == 0 && ::setuid(65534) == 0 &&
+                        failure(lx::checkPathValue(readable, reader(typed))) ==
+                            "Invalid value specified for Data.\n\nYou don't have Read" + where &&
+                        failure(lx::checkPathValue(writable, reader(typed))) ==
+                            "Invalid value specified for Data.\n\nYou don't have Write" + where
+                    ? 0
+                    : 1);
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(status, 0);
 }
 
 TEST(ValueChecks, ClassifyPathCharsFirstOffendingCharacterDecides)
 {
-    for (const auto &[text, kind] : std::vector<std::pair<const char *, int>>{
-             {"", 3},
-             {"/usr/local/Lumarix-2.1_b/x.y", 0},
-             {"/data/my scans", 1},
-             {"/data/a\tb", 1},
-             {"/data/a\rb", 1},
-             {"/data/c++", 2},
-             {"/data/$HOME", 2},
-             {"/data/caf\xc3\xa9", 2},
-             {"/a b+c", 1},
-             {"/a+b c", 2},
-         })
+    for (const auto &[text, kind] : std::vector<std::pair<const char *, int>>{{"", 3},
+                                                                              {"/usr/local/Lumarix-2.1_b/x.y", 0},
+                                                                              {"/data/my scans", 1},
+                                                                              {"/data/a\tb", 1},
+                                                                              {"/data/a\rb", 1},
+                                                                              {"/data/c++", 2},
+                                                                              {"/data/$HOME", 2},
+                                                                              {"/data/caf\xc3\xa9", 2},
+                                                                              {"/a b+c", 1},
+                                                                              {"/a+b c", 2}})
         EXPECT_EQ(ClassifyPathChars(text), kind) << text;
 }
