@@ -46,13 +46,13 @@ std::vector<std::string> managedChildren(Widget parent)
 class EditorWindow : public ::testing::Test {
 protected:
     // Writes the files, reads the description, and builds and maps the window as lxconf does.
-    void open(const std::string &description, const std::string &config, bool onlyFromFile = true)
+    void open(const std::string &description, const std::string &config)
     {
         writeFile(dir_ / "test.vars", description);
         writeFile(config_, config);
         std::snprintf(gDescriptionFile, sizeof gDescriptionFile, "%s", (dir_ / "test.vars").c_str());
         std::snprintf(gConfigFile, sizeof gConfigFile, "%s", config_.c_str());
-        giConfigOnlyFromFile = onlyFromFile ? 1 : 0;
+        giConfigOnlyFromFile = 1;
         ASSERT_EQ(ReadDescriptionFile(), 1);
         WMSetResizable(1);
         Widget form = CreateMainForm("Editor test");
@@ -164,15 +164,6 @@ TEST_F(EditorWindow, RowsLoadedValuesAndWhatCountsAsAChange)
     int changed = 7;
     EXPECT_EQ(GetWidgetValue(nullptr, nullptr, &changed), 0);
     EXPECT_EQ(changed, 0);
-}
-
-TEST_F(EditorWindow, WithoutDashFTheSettingsLookupAnswers)
-{
-    ::setenv("LX_NUM", "6", 1);
-    ::setenv("LX_MODE", "NO", 1);
-    open(kDescription, "LX_NUM 2\nLX_NOTE from-file\n", false);
-    EXPECT_EQ(std::vector<std::string>({shown("LX_NUM"), shown("LX_MODE"), shown("LX_NOTE")}),
-              std::vector<std::string>({"6", "No", ""}));
 }
 
 TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
