@@ -21,16 +21,16 @@ namespace {
 void WhenShown(const char *name, std::function<void(Widget)> act)
 {
     std::string wanted = name;
-    After(100, [wanted, act] {
-        Widget dialog = FindDialog(wanted.c_str());
+    after(100, [wanted, act] {
+        Widget dialog = findDialog(wanted.c_str());
         ASSERT_NE(dialog, nullptr) << wanted << " not found";
         act(dialog);
     });
 }
 
-void PressBox(Widget box, unsigned char which) { PressButton(XmMessageBoxGetChild(box, which)); }
+void PressBox(Widget box, unsigned char which) { pressButton(XmMessageBoxGetChild(box, which)); }
 
-std::string LogText() { return ReadFile(std::string(LogDirectory()) + "/lumarixlog.txt"); }
+std::string LogText() { return readFile(std::string(LogDirectory()) + "/lumarixlog.txt"); }
 
 } // namespace
 
@@ -44,7 +44,7 @@ TEST_F(Question, OkAnswersYes)
     std::string message;
     bool modal = false, helpHidden = false;
     WhenShown("question", [&](Widget q) {
-        message = ResourceText(q, XmNmessageString);
+        message = xmText(q, XmNmessageString);
         unsigned char style = 0;
         XtVaGetValues(q, XmNdialogStyle, &style, nullptr);
         modal = style == XmDIALOG_PRIMARY_APPLICATION_MODAL;
@@ -55,7 +55,7 @@ TEST_F(Question, OkAnswersYes)
     EXPECT_EQ(message, "Save 3 changes?\nReally?");
     EXPECT_TRUE(modal);
     EXPECT_TRUE(helpHidden);
-    EXPECT_EQ(FindDialog("question"), nullptr) << "the question is destroyed after answering";
+    EXPECT_EQ(findDialog("question"), nullptr) << "the question is destroyed after answering";
 }
 
 namespace {
@@ -73,18 +73,18 @@ TEST_F(Question, AskedFromAButtonCallbackCleansUpAfterTheCallback)
 {
     Widget button = XtVaCreateManagedWidget("Done", xmPushButtonWidgetClass, current_form, nullptr);
     XtAddCallback(button, XmNactivateCallback, AskFromButtonCB, nullptr);
-    SpinFor(50);
+    spinFor(50);
     gAskedAnswer = -1;
     WhenShown("question", [](Widget q) { PressBox(q, XmDIALOG_CANCEL_BUTTON); });
-    PressButton(button);
-    ASSERT_TRUE(SpinUntil([] { return gAskedAnswer != -1; }, 3000));
+    pressButton(button);
+    ASSERT_TRUE(spinUntil([] { return gAskedAnswer != -1; }, 3000));
     EXPECT_EQ(gAskedAnswer, 0);
-    SpinFor(100);
-    EXPECT_EQ(FindDialog("question"), nullptr);
-    WhenShown("question", [](Widget q) { SendDeleteWindow(XtParent(q)); });
+    spinFor(100);
+    EXPECT_EQ(findDialog("question"), nullptr);
+    WhenShown("question", [](Widget q) { sendDeleteWindow(XtParent(q)); });
     gAskedAnswer = -1;
-    PressButton(button);
-    ASSERT_TRUE(SpinUntil([] { return gAskedAnswer != -1; }, 3000));
+    pressButton(button);
+    ASSERT_TRUE(spinUntil([] { return gAskedAnswer != -1; }, 3000));
     EXPECT_EQ(gAskedAnswer, 0);
 }
 
@@ -98,13 +98,13 @@ TEST_F(Prompt, OkReturnsTheTypedText)
 {
     std::string label, shownDefault;
     WhenShown("prompt", [&](Widget p) {
-        label = ResourceText(p, XmNselectionLabelString);
+        label = xmText(p, XmNselectionLabelString);
         Widget text = XmSelectionBoxGetChild(p, XmDIALOG_TEXT);
         char *initial = XmTextFieldGetString(text);
         shownDefault = initial;
         XtFree(initial);
         XmTextFieldSetString(text, const_cast<char *>("objective 40x"));
-        PressButton(XmSelectionBoxGetChild(p, XmDIALOG_OK_BUTTON));
+        pressButton(XmSelectionBoxGetChild(p, XmDIALOG_OK_BUTTON));
     });
     EXPECT_EQ(WMAskString("Name the preset:", answer, "default preset"), 1);
     EXPECT_EQ(WMStrAnswer, 1);
@@ -117,12 +117,12 @@ TEST_F(Prompt, CancelAndWindowManagerCloseEmptyTheAnswer)
 {
     for (bool byClose : {false, true}) {
         WhenShown("prompt", [byClose](Widget p) {
-            byClose ? SendDeleteWindow(XtParent(p)) : PressButton(XmSelectionBoxGetChild(p, XmDIALOG_CANCEL_BUTTON));
+            byClose ? sendDeleteWindow(XtParent(p)) : pressButton(XmSelectionBoxGetChild(p, XmDIALOG_CANCEL_BUTTON));
         });
         EXPECT_EQ(WMAskString("Name?", answer, "something"), -1);
         EXPECT_EQ(WMStrAnswer, -1);
         EXPECT_STREQ(answer, "");
-        EXPECT_EQ(FindDialog("prompt"), nullptr);
+        EXPECT_EQ(findDialog("prompt"), nullptr);
     }
 }
 
@@ -139,7 +139,7 @@ TEST_F(Suppressible, QuestionWithFlagClearAsksAndTheToggleFlipsTheFlag)
     WhenShown("question", [&](Widget q) {
         Widget toggle = XtNameToWidget(q, "NAtoggle");
         ASSERT_NE(toggle, nullptr);
-        toggleLabel = ResourceText(toggle, XmNlabelString);
+        toggleLabel = xmText(toggle, XmNlabelString);
         toggleInitiallyOff = !XmToggleButtonGetState(toggle);
         XmToggleButtonSetState(toggle, True, True);
         PressBox(q, XmDIALOG_CANCEL_BUTTON);
@@ -149,14 +149,14 @@ TEST_F(Suppressible, QuestionWithFlagClearAsksAndTheToggleFlipsTheFlag)
     EXPECT_TRUE(toggleInitiallyOff);
     EXPECT_EQ(suppress, 1);
     EXPECT_EQ(WMAskQuestionSuppressible(&suppress, "Overwrite %s?", "file"), 1) << "suppressed from now on";
-    EXPECT_EQ(FindDialog("question"), nullptr);
+    EXPECT_EQ(findDialog("question"), nullptr);
 }
 
 TEST_F(Suppressible, WarningWithFlagSetOnlyLogs)
 {
     int suppress = 1;
     EXPECT_EQ(WMShowWarningSuppressible(&suppress, "Disk %d nearly full", 7), nullptr);
-    EXPECT_EQ(FindDialog("warning"), nullptr);
+    EXPECT_EQ(findDialog("warning"), nullptr);
     EXPECT_NE(LogText().find("]: WMShowWarning (dialog disabled by user): Disk 7 nearly full\n"), std::string::npos);
 }
 
@@ -167,7 +167,7 @@ TEST_F(Suppressible, WarningWithFlagClearShowsAToggleThatFlipsTheFlag)
     ASSERT_NE(dialog, nullptr);
     Widget toggle = XtNameToWidget(dialog, "NAtoggle");
     ASSERT_NE(toggle, nullptr);
-    EXPECT_EQ(ResourceText(toggle, XmNlabelString), "Don't show me this warning again");
+    EXPECT_EQ(xmText(toggle, XmNlabelString), "Don't show me this warning again");
     XmToggleButtonSetState(toggle, True, True);
     EXPECT_EQ(suppress, 1);
     XmToggleButtonSetState(toggle, False, True);
@@ -185,13 +185,13 @@ TEST_F(Warning, ShowsOkOnlyAndOkDestroysIt)
     Widget dialog = WMShowWarning("Value %s is out of range", "12");
     ASSERT_NE(dialog, nullptr);
     EXPECT_STREQ(XtName(dialog), "warning");
-    EXPECT_EQ(ResourceText(dialog, XmNmessageString), "Value 12 is out of range");
+    EXPECT_EQ(xmText(dialog, XmNmessageString), "Value 12 is out of range");
     EXPECT_TRUE(XtIsManaged(XmMessageBoxGetChild(dialog, XmDIALOG_OK_BUTTON)));
     EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(dialog, XmDIALOG_CANCEL_BUTTON)));
     EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(dialog, XmDIALOG_HELP_BUTTON)));
     Liveness live(dialog);
     PressBox(dialog, XmDIALOG_OK_BUTTON);
-    EXPECT_TRUE(SpinUntil([&] { return !live.alive; }, 1000));
+    EXPECT_TRUE(spinUntil([&] { return !live.alive; }, 1000));
 }
 
 TEST_F(Warning, LongTextIsCutAt499Characters)
@@ -199,5 +199,5 @@ TEST_F(Warning, LongTextIsCutAt499Characters)
     const std::string longText(700, 'w');
     Widget dialog = WMShowWarning("%s", longText.c_str());
     ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(ResourceText(dialog, XmNmessageString), std::string(499, 'w'));
+    EXPECT_EQ(xmText(dialog, XmNmessageString), std::string(499, 'w'));
 }

@@ -18,13 +18,13 @@ struct Placed {
 
 Placed WarningAtPointer(int px, int py)
 {
-    WarpPointer(px, py);
+    warpPointer(px, py);
     Widget dialog = WMShowWarning("Placed with the pointer at %d,%d", px, py);
     EXPECT_NE(dialog, nullptr);
-    SpinFor(50);
+    spinFor(50);
     Dimension width = 0, height = 0;
     XtVaGetValues(dialog, XmNwidth, &width, XmNheight, &height, nullptr);
-    return {WindowOrigin(XtParent(dialog)), width, height};
+    return {windowOrigin(XtParent(dialog)), width, height};
 }
 
 } // namespace

@@ -28,44 +28,44 @@ protected:
 
 TEST_F(Help, ViewerGetsThePagePathAsOneArgumentAndIsWaitedFor)
 {
-    WriteFile(Page("Parmset.htm"), "<html>help</html>");
+    writeFile(Page("Parmset.htm"), "<html>help</html>");
     XEvent event{};
     event.type = ButtonRelease;
     XmAnyCallbackStruct cbs{XmCR_ACTIVATE, &event};
     WMHelpCB(current_form, const_cast<char *>("Parmset"), &cbs);
-    ASSERT_TRUE(FileExists(ArgsFile())) << "the viewer had finished when the call returned";
-    EXPECT_EQ(ReadFile(ArgsFile()), "1\n" + Page("Parmset.htm") + "\n");
-    EXPECT_FALSE(FileExists("injected")) << "nothing in the base directory's name ran";
+    ASSERT_TRUE(exists(ArgsFile())) << "the viewer had finished when the call returned";
+    EXPECT_EQ(readFile(ArgsFile()), "1\n" + Page("Parmset.htm") + "\n");
+    EXPECT_FALSE(exists("injected")) << "nothing in the base directory's name ran";
 }
 
 TEST_F(Help, OnlyTheTopicsFirstWordNamesThePageAndHtmlIsTheFallback)
 {
-    WriteFile(Page("Acquisition.html"), "<html>help</html>");
+    writeFile(Page("Acquisition.html"), "<html>help</html>");
     WMPresentHelp("Acquisition settings page");
-    EXPECT_EQ(ReadFile(ArgsFile()), "1\n" + Page("Acquisition.html") + "\n");
+    EXPECT_EQ(readFile(ArgsFile()), "1\n" + Page("Acquisition.html") + "\n");
 }
 
 TEST_F(Help, MissingPageIsReportedInAWarning)
 {
     WMPresentHelp("Nowhere at all");
-    EXPECT_FALSE(FileExists(ArgsFile()));
-    Widget warning = FindDialog("warning");
+    EXPECT_FALSE(exists(ArgsFile()));
+    Widget warning = findDialog("warning");
     ASSERT_NE(warning, nullptr);
-    EXPECT_EQ(ResourceText(warning, XmNmessageString), "Sorry, no help available for topic \"Nowhere at all\" ");
+    EXPECT_EQ(xmText(warning, XmNmessageString), "Sorry, no help available for topic \"Nowhere at all\" ");
 }
 
 TEST_F(Help, EmptyTopicGivesANoteThatClosesAfterFourSeconds)
 {
     WMPresentHelp("");
-    Widget note = FindDialog("info_dialog");
+    Widget note = findDialog("info_dialog");
     ASSERT_NE(note, nullptr);
-    EXPECT_EQ(ResourceText(note, XmNmessageString), "There is no help available for this subject");
+    EXPECT_EQ(xmText(note, XmNmessageString), "There is no help available for this subject");
     Liveness live(note);
-    SpinFor(3500);
+    spinFor(3500);
     EXPECT_TRUE(live.alive);
-    EXPECT_TRUE(SpinUntil([&] { return !live.alive; }, 1500));
+    EXPECT_TRUE(spinUntil([&] { return !live.alive; }, 1500));
     WMPresentHelp(nullptr);
-    EXPECT_NE(FindDialog("info_dialog"), nullptr);
+    EXPECT_NE(findDialog("info_dialog"), nullptr);
 }
 
 // The viewer's text of a page when no browser is available: blocks, lists, entities, <pre>.

@@ -18,11 +18,11 @@ TEST_F(InfoNote, TwoSecondNoteIsDestroyedAfterAbout2000Ms)
 {
     const auto shownAt = Clock::now();
     EXPECT_EQ(WMShowInfo("Saved options to file /tmp/x.cfg\n", 2), 0);
-    Widget note = FindDialog("info_dialog");
+    Widget note = findDialog("info_dialog");
     ASSERT_NE(note, nullptr);
     Liveness live(note);
-    EXPECT_TRUE(IsOnScreen(XtParent(note)));
-    ASSERT_TRUE(SpinUntil([&] { return !live.alive; }, 4000));
+    EXPECT_TRUE(isOnScreen(XtParent(note)));
+    ASSERT_TRUE(spinUntil([&] { return !live.alive; }, 4000));
     const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(live.destroyedAt - shownAt).count();
     EXPECT_GE(ms, 1950);
     EXPECT_LE(ms, 2600);
@@ -31,24 +31,24 @@ TEST_F(InfoNote, TwoSecondNoteIsDestroyedAfterAbout2000Ms)
 TEST_F(InfoNote, NoteWithoutTimeoutStaysUntilOkAndOffersOnlyOk)
 {
     WMShowInfo("Stays until OK", 0);
-    Widget note = FindDialog("info_dialog");
+    Widget note = findDialog("info_dialog");
     ASSERT_NE(note, nullptr);
-    SpinFor(3000);
-    EXPECT_TRUE(IsOnScreen(XtParent(note)));
-    EXPECT_EQ(ResourceText(note, XmNmessageString), "Stays until OK");
+    spinFor(3000);
+    EXPECT_TRUE(isOnScreen(XtParent(note)));
+    EXPECT_EQ(xmText(note, XmNmessageString), "Stays until OK");
     EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(note, XmDIALOG_CANCEL_BUTTON)));
     EXPECT_FALSE(XtIsManaged(XmMessageBoxGetChild(note, XmDIALOG_HELP_BUTTON)));
-    PressButton(XmMessageBoxGetChild(note, XmDIALOG_OK_BUTTON));
-    EXPECT_TRUE(SpinUntil([&] { return !IsOnScreen(XtParent(note)); }, 1000));
+    pressButton(XmMessageBoxGetChild(note, XmDIALOG_OK_BUTTON));
+    EXPECT_TRUE(spinUntil([&] { return !isOnScreen(XtParent(note)); }, 1000));
 }
 
 TEST_F(InfoNote, NoteDestroyedEarlyDoesNotFireItsTimer)
 {
     WMShowInfo("Goes with its parent", 1);
-    Widget note = FindDialog("info_dialog");
+    Widget note = findDialog("info_dialog");
     ASSERT_NE(note, nullptr);
     XtDestroyWidget(baseshell);
     baseshell = topshell = nullptr;
-    SpinFor(1500); // a stale timer would destroy freed memory here
+    spinFor(1500); // a stale timer would destroy freed memory here
     SUCCEED();
 }

@@ -25,12 +25,12 @@ protected:
     {
         Widget form = NewMainForm("Pixmaps");
         widget = XtVaCreateManagedWidget("holder", xmFormWidgetClass, form, XmNwidth, 20, XmNheight, 20, nullptr);
-        SpinFor(20);
+        spinFor(20);
     }
     std::string Write(const char *name, const char *text)
     {
         std::string path = HomeDir() + "/" + name;
-        WriteFile(path, text);
+        writeFile(path, text);
         return path;
     }
     unsigned long PixelAt(Pixmap pixmap, int x, int y)
@@ -49,7 +49,7 @@ TEST_F(Pixmaps, CleanFileLoadsSilentlyAndNoneTakesTheBackground)
     Pixmap pixmap = 0, mask = 0;
     CaptureFd out(1);
     ASSERT_EQ(WMGetPixmap(widget, path.c_str(), 0, &pixmap, &mask), 1);
-    EXPECT_EQ(out.Text(), "");
+    EXPECT_EQ(out.text(), "");
     Pixel background = 0;
     XtVaGetValues(widget, XmNbackground, &background, nullptr);
     EXPECT_EQ(PixelAt(pixmap, 0, 0), background);
@@ -64,7 +64,7 @@ TEST_F(Pixmaps, UnusableColoursStillLoadAndPrintAtMostTheirLine)
     Pixmap pixmap = 0, mask = 0;
     CaptureFd out(1);
     EXPECT_EQ(WMGetPixmap(widget, path.c_str(), 0, &pixmap, &mask), 1);
-    const std::string printed = out.Text();
+    const std::string printed = out.text();
     if (!printed.empty()) {
         EXPECT_EQ(printed, "WM_getpixmap: Xpm Failed for file " + path + "\n");
     }
@@ -80,7 +80,7 @@ TEST_F(Pixmaps, MissingOrBrokenFilesFail)
     EXPECT_EQ(WMGetPixmap(widget, missing.c_str(), 0, &pixmap, &mask), 0);
     const std::string broken = Write("broken.xpm", "/* XPM */\nstatic char *x[] = {\n\"9 9 1\",\n");
     EXPECT_EQ(WMGetPixmap(widget, broken.c_str(), 0, &pixmap, &mask), 0);
-    EXPECT_EQ(out.Text(), "WM_getpixmap: Xpm Failed for file " + missing + "\n" + "WM_getpixmap: Xpm Failed for file " +
+    EXPECT_EQ(out.text(), "WM_getpixmap: Xpm Failed for file " + missing + "\n" + "WM_getpixmap: Xpm Failed for file " +
                               broken + "\n");
 }
 

@@ -39,7 +39,7 @@ ProbeRun RunProbe(const char *mode, bool withDisplay, const char *fontconfig = n
     }
     int status = 0;
     waitpid(child, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(out), ReadFile(err)};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(out), readFile(err)};
 }
 
 } // namespace
@@ -69,6 +69,6 @@ TEST(DialogOnlyProgram, WarningGetsAConfirmShellAsParent)
 TEST(Fonts, RenderTableIsAntiAliasedWhereItsFontOpensElseCore)
 {
     EXPECT_EQ(RunProbe("fonts", true).out, "xft drawn=1\n");
-    WriteFile(HomeDir() + "/no-fonts.conf", "<?xml version=\"1.0\"?><fontconfig></fontconfig>\n");
+    writeFile(HomeDir() + "/no-fonts.conf", "<?xml version=\"1.0\"?><fontconfig></fontconfig>\n");
     EXPECT_EQ(RunProbe("fonts", true, (HomeDir() + "/no-fonts.conf").c_str()).out, "core drawn=1\n");
 }

@@ -57,7 +57,7 @@ Widget RealizedShell(const char *title, bool resizable)
     Widget shell = CreateAppShell(title);
     XtVaCreateManagedWidget("content", xmFormWidgetClass, shell, XmNwidth, 120, XmNheight, 80, nullptr);
     XtRealizeWidget(shell);
-    SpinFor(30);
+    spinFor(30);
     return shell;
 }
 
@@ -98,9 +98,9 @@ class ShellPlacement : public ::testing::Test {};
 
 TEST_F(ShellPlacement, ShellAppearsTenPixelsUpAndLeftOfThePointer)
 {
-    WarpPointer(400, 300);
+    warpPointer(400, 300);
     Widget shell = RealizedShell("At pointer", false);
-    Point at = WindowOrigin(shell);
+    Point at = windowOrigin(shell);
     EXPECT_EQ(at.x, 390);
     EXPECT_EQ(at.y, 290);
 }
@@ -130,7 +130,7 @@ TEST_F(ShellIcon, MissingIconFileIsNotAnError)
     Widget shell = RealizedShell("No icon", false);
     CaptureFd out(1);
     EXPECT_EQ(WMSetShellIcon(shell, "no-such-icon.xpm"), 0);
-    EXPECT_NE(out.Text().find("WM_getpixmap: Xpm Failed for file "), std::string::npos);
+    EXPECT_NE(out.text().find("WM_getpixmap: Xpm Failed for file "), std::string::npos);
     EXPECT_EQ(WMSetShellIcon(shell, nullptr), 0);
 }
 
@@ -197,12 +197,12 @@ TEST_F(DeleteWindowHandler, CloseRequestReachesTheHandlerAndKeepsTheWindow)
     gClosed = {};
     ASSERT_EQ(AddDeleteWindowHandler(nullptr, RecordClose, &argument), 1) << "null means baseshell";
     Widget shell = baseshell;
-    SendDeleteWindow(shell);
-    ASSERT_TRUE(SpinUntil([] { return gClosed.calls > 0; }, 2000));
+    sendDeleteWindow(shell);
+    ASSERT_TRUE(spinUntil([] { return gClosed.calls > 0; }, 2000));
     EXPECT_EQ(gClosed.calls, 1);
     EXPECT_EQ(gClosed.argument, &argument);
     EXPECT_NE(gClosed.record, nullptr);
-    EXPECT_TRUE(IsOnScreen(shell)) << "the toolkit must not destroy or hide the window";
+    EXPECT_TRUE(isOnScreen(shell)) << "the toolkit must not destroy or hide the window";
 }
 
 TEST_F(DeleteWindowHandler, RefusesWidgetsThatAreNotVendorShells)

@@ -29,7 +29,7 @@ Widget TooltipPopup()
 // The popup is placed by its outer corner; the server reports the inside of its border.
 Point OuterOrigin(Widget popup)
 {
-    Point inside = WindowOrigin(popup);
+    Point inside = windowOrigin(popup);
     Dimension border = 0;
     XtVaGetValues(popup, XmNborderWidth, &border, nullptr);
     return {inside.x - border, inside.y - border};
@@ -42,29 +42,29 @@ protected:
     void SetUp() override
     {
         SetSetting("LX_DO_TOOLTIPS", "yes");
-        WarpPointer(5, 5);
+        warpPointer(5, 5);
         Widget form = NewMainForm("Tooltips");
         button = XtVaCreateManagedWidget("button", xmPushButtonWidgetClass, form, XmNx, 20, XmNy, 20, XmNwidth, 100,
                                          XmNheight, 30, nullptr);
         other = XtVaCreateManagedWidget("other", xmPushButtonWidgetClass, form, XmNx, 20, XmNy, 70, XmNwidth, 100,
                                         XmNheight, 30, nullptr);
-        SpinFor(50);
+        spinFor(50);
     }
     void TearDown() override { WMCancelTooltip(); }
 
     void EnterButton()
     {
-        Point at = WindowOrigin(button);
-        WarpPointer(at.x + 50, at.y + 15);
+        Point at = windowOrigin(button);
+        warpPointer(at.x + 50, at.y + 15);
     }
-    void LeaveButton() { WarpPointer(2, 2); }
+    void LeaveButton() { warpPointer(2, 2); }
     Widget Popup() { return TooltipPopup(); }
-    bool Shown() { return IsOnScreen(Popup()); }
+    bool Shown() { return isOnScreen(Popup()); }
     bool ShownWithin(int ms)
     {
-        return SpinUntil([this] { return Shown(); }, ms);
+        return spinUntil([this] { return Shown(); }, ms);
     }
-    std::string PopupText() { return ResourceText(XtNameToWidget(Popup(), "tooltip_label"), XmNlabelString); }
+    std::string PopupText() { return xmText(XtNameToWidget(Popup(), "tooltip_label"), XmNlabelString); }
 
     Widget button = nullptr;
     Widget other = nullptr;
@@ -74,7 +74,7 @@ TEST_F(Tooltip, NothingShownWhenThePointerLeavesWithinTheDelay)
 {
     WMSetTooltip(button, "Click for help on this setting");
     EnterButton();
-    SpinFor(400);
+    spinFor(400);
     LeaveButton();
     EXPECT_FALSE(ShownWithin(1200));
 }
@@ -83,16 +83,16 @@ TEST_F(Tooltip, ShownAfterTheDelayBelowTheWidgetAndHiddenOnLeaving)
 {
     WMSetTooltip(button, "Click for help on this setting");
     EnterButton();
-    SpinFor(600);
+    spinFor(600);
     EXPECT_FALSE(Shown()) << "not before 750 ms";
     ASSERT_TRUE(ShownWithin(600));
     EXPECT_EQ(PopupText(), "Click for help on this setting");
-    Point widgetAt = WindowOrigin(button);
+    Point widgetAt = windowOrigin(button);
     Point tipAt = OuterOrigin(Popup());
     EXPECT_EQ(tipAt.x, widgetAt.x + 2);
     EXPECT_EQ(tipAt.y, widgetAt.y + 30 + 2);
     LeaveButton();
-    EXPECT_TRUE(SpinUntil([this] { return !Shown(); }, 500)) << "leaving hides it";
+    EXPECT_TRUE(spinUntil([this] { return !Shown(); }, 500)) << "leaving hides it";
 }
 
 TEST_F(Tooltip, HiddenAfterThreeSecondsWhileThePointerStays)
@@ -100,10 +100,10 @@ TEST_F(Tooltip, HiddenAfterThreeSecondsWhileThePointerStays)
     WMSetTooltip(button, "Three seconds");
     EnterButton();
     ASSERT_TRUE(ShownWithin(1500));
-    SpinFor(2500);
+    spinFor(2500);
     EXPECT_TRUE(Shown()) << "still within the display time";
-    EXPECT_TRUE(SpinUntil([this] { return !Shown(); }, 1000));
-    SpinFor(1000);
+    EXPECT_TRUE(spinUntil([this] { return !Shown(); }, 1000));
+    spinFor(1000);
     EXPECT_FALSE(Shown()) << "shows again only on a new enter";
 }
 
@@ -113,7 +113,7 @@ TEST_F(Tooltip, RegisteringTwiceKeepsOneSetOfHandlersAndTheLatestText)
     WMSetTooltip(button, "second text");
     // A second enter handler would start a second show timer that leaving cannot cancel.
     EnterButton();
-    SpinFor(300);
+    spinFor(300);
     LeaveButton();
     EXPECT_FALSE(ShownWithin(1300));
     EnterButton();
@@ -128,7 +128,7 @@ TEST_F(Tooltip, SwitchedOffWithoutARestartAndUnparsableValueLeavesThemOn)
     EnterButton();
     EXPECT_FALSE(ShownWithin(1300));
     LeaveButton();
-    SpinFor(50);
+    spinFor(50);
 
     SetSetting("LX_DO_TOOLTIPS", "maybe");
     EnterButton();
@@ -139,7 +139,7 @@ TEST_F(Tooltip, CancelStopsAPendingTooltip)
 {
     WMSetTooltip(button, "Cancelled");
     EnterButton();
-    SpinFor(300);
+    spinFor(300);
     WMCancelTooltip();
     EXPECT_FALSE(ShownWithin(1000));
 }
@@ -148,23 +148,23 @@ TEST_F(Tooltip, FlipsLeftAndAboveAtTheRightAndBottomEdges)
 {
     Screen *screen = DefaultScreenOfDisplay(Dpy());
     const int sw = WidthOfScreen(screen), sh = HeightOfScreen(screen);
-    WarpPointer(sw - 30, sh - 15); // the shell goes 10 pixels up and left of the pointer
+    warpPointer(sw - 30, sh - 15); // the shell goes 10 pixels up and left of the pointer
     Widget form = NewMainForm("Corner");
     Widget corner = XtVaCreateManagedWidget("corner", xmPushButtonWidgetClass, form, XmNx, 0, XmNy, 0, XmNwidth, 40,
                                             XmNheight, 20, nullptr);
-    SpinFor(50);
+    spinFor(50);
     WMSetTooltip(corner, "A tooltip text long enough to pass the right edge");
-    Point at = WindowOrigin(corner);
+    Point at = windowOrigin(corner);
     ASSERT_EQ(at.x, sw - 40);
     ASSERT_EQ(at.y, sh - 25);
-    WarpPointer(2, 2);
-    SpinFor(50);
-    WarpPointer(at.x + 5, at.y + 5);
+    warpPointer(2, 2);
+    spinFor(50);
+    warpPointer(at.x + 5, at.y + 5);
     Widget popup = nullptr;
-    ASSERT_TRUE(SpinUntil(
+    ASSERT_TRUE(spinUntil(
         [&] {
             popup = TooltipPopup();
-            return IsOnScreen(popup);
+            return isOnScreen(popup);
         },
         1500));
     Dimension width = 0, height = 0;
@@ -184,18 +184,18 @@ TEST_F(Tooltip, HelpTextOfATabPageGoesToItsTab)
     page.tab = other;
     Widget pageForm = XtVaCreateManagedWidget("tabPageForm", xmFormWidgetClass, current_form, XmNx, 130, XmNy, 20,
                                               XmNwidth, 60, XmNheight, 60, XmNuserData, &page, nullptr);
-    SpinFor(50);
+    spinFor(50);
     WMSetHelpText(pageForm, "Page %d of %s", 2, "settings");
     WMSetHelpText(nullptr, "ignored");
 
-    Point tabAt = WindowOrigin(other);
-    WarpPointer(tabAt.x + 10, tabAt.y + 10);
+    Point tabAt = windowOrigin(other);
+    warpPointer(tabAt.x + 10, tabAt.y + 10);
     ASSERT_TRUE(ShownWithin(1500));
     EXPECT_EQ(PopupText(), "Page 2 of settings");
     LeaveButton();
-    SpinFor(100);
+    spinFor(100);
 
-    Point pageAt = WindowOrigin(pageForm);
-    WarpPointer(pageAt.x + 10, pageAt.y + 10);
+    Point pageAt = windowOrigin(pageForm);
+    warpPointer(pageAt.x + 10, pageAt.y + 10);
     EXPECT_FALSE(ShownWithin(1200)) << "the page itself carries no tooltip";
 }

@@ -1,7 +1,7 @@
-// Every test process of the editor window gets an X server of its own, so that tests that type,
-// click and move the pointer can neither disturb nor be disturbed by tests running at the same
-// time. The server chooses a free display number and reports it (-displayfd); it dies with the
-// process, however the process ends.
+// Every test process that links the X harness gets an X server of its own, so that tests that
+// type, click, move the pointer or time tooltips can neither disturb nor be disturbed by tests
+// running at the same time, and need no outer DISPLAY. The server chooses a free display number
+// and reports it (-displayfd); it dies with the process, however the process ends.
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -28,8 +28,10 @@ public:
             if (std::freopen("/dev/null", "w", stderr) == nullptr)
                 ::_exit(126);
             std::string fd = std::to_string(report[1]);
+            // -noreset: the helper programs a test starts connect and leave; the server keeps its
+            // state between them.
             ::execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24", "-nolisten", "tcp",
-                     static_cast<char *>(nullptr));
+                     "-noreset", static_cast<char *>(nullptr));
             ::_exit(127);
         }
         ::close(report[1]);
