@@ -55,7 +55,7 @@ std::string lines(int count, const std::string &prefix)
 
 } // namespace
 
-TEST(Description, RecordsTypesAndChoices)
+TEST(Description, RecordsTypesChoicesAndHelp)
 {
     EXPECT_TRUE(parse(""));
     EXPECT_EQ(gNumVars, 0);
@@ -78,18 +78,15 @@ TEST(Description, RecordsTypesAndChoices)
     EXPECT_EQ(std::vector<std::string>({var(0).choices[0], var(0).choices[1], var(6).choices[1], var(6).choices[2]}),
               std::vector<std::string>({"# on", "\tOff  ", " VARIABLE: g", "%%"}));
     EXPECT_EQ(CheckDependencies(), 1);
-}
 
-TEST(Description, HelpTextAndLongLines)
-{
     ASSERT_TRUE(parse("VARIABLE: A\nHELP: First\n# kept\nTYPE:\tSIMPLE\n%%% ends too\nTYPE: BOOLEAN\nx\ny\n"
                       "VARIABLE: B\nHELP: kept\n%%\nHELP:\n" +
                       lines(18, "l") + "%%\nVARIABLE: C\nSHORTDESC: " + std::string(244, 'd') + "MUSTBESET: x\n"));
-    EXPECT_STREQ(var(0).help, "First\n# kept\nTYPE:\tSIMPLE\n");
-    EXPECT_EQ(var(0).type, VAR_BOOLEAN);
-    EXPECT_EQ(var(1).help, "kept\n" + lines(18, "l"));
+    EXPECT_EQ(std::vector<std::string>({var(0).help, var(1).help}),
+              std::vector<std::string>({"First\n# kept\nTYPE:\tSIMPLE\n", "kept\n" + lines(18, "l")}));
     // 255 bytes are read at a time: the rest of a long line is a line of its own.
-    EXPECT_EQ(record(2), "C|" + std::string(244, 'd') + "||0 0 0 0000");
+    EXPECT_EQ(records(), std::vector<std::string>(
+                             {"A|||2 1 2 1000", "B|||0 0 0 1000", "C|" + std::string(244, 'd') + "||0 0 0 0000"}));
 }
 
 TEST(Description, RefusedFilesSayWhyOnce)

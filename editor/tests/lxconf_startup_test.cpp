@@ -29,8 +29,7 @@ TEST(LxconfStartup, EveryWayOfNotStartingExitsOneAndSaysWhy)
              {{dir / "crlf.vars", "conf"},
               "Description file line 1 ends in CR-LF; save the file with plain newline line ends.\n"},
              {{overlong, "conf"}, "Path too long (at most 255 characters): " + overlong + "\n"},
-             {{dir / "good.vars", "conf"}, "OpenApplication: cannot open display \"\"\n"},
-         }) {
+             {{dir / "good.vars", "conf"}, "OpenApplication: cannot open display \"\"\n"}}) {
         std::vector<std::string> argv{LXCONF_PATH};
         argv.insert(argv.end(), c.args.begin(), c.args.end());
         // No suite runs for the test's HOME; LX_BASE keeps the settings lookup away from the installation.

@@ -32,20 +32,19 @@ TEST(FindValueInFile, FirstLineWhoseFirstWordIsTheName)
         const char *name;
         std::optional<std::string> value;
     };
-    for (const Case &c : std::vector<Case>{
-             {"# comment\nlx_size\t  3000 \t\nLX_SIZE 12\n", "LX_SIZE", "3000"},
-             {"   LX_TMP /scratch/a b  \n", "LX_TMP", "/scratch/a b"},
-             {"LX_SIZEX 5\nXLX_SIZE 6\nLX_SIZE 7\n", "LX_SIZE", "7"},
-             {"LX_SIZEX 5\n", "LX_SIZE", std::nullopt},
-             {"LX_SIZE \nLX_SIZE\nLX_SIZE 10\n", "LX_SIZE", "10"}, // one space or nothing: searched on
-             {"LX_SIZE  \nLX_SIZE 10\n", "LX_SIZE", std::nullopt}, // only blanks: the search ends
-             {"LX_SIZE \t \nLX_SIZE 10\n", "LX_SIZE", std::nullopt},
-             {"A 1\nLX_FACILITY Imaging Core", "LX_FACILITY", "Imaging Core"},
-             {"LX_FACILITY Imaging Core\r\n", "lx_facility", "Imaging Core"},
-             {"", "LX_FACILITY", std::nullopt},
-             // Lines are read 255 characters at a time; the rest is read as a line of its own.
-             {"LX_NOTE " + std::string(400, 'x') + "\n", "LX_NOTE", std::string(247, 'x')},
-             {std::string(255, 'y') + "LX_NOTE hidden\n", "LX_NOTE", "hidden"},
-         })
+    for (const Case &c :
+         std::vector<Case>{{"# comment\nlx_size\t  3000 \t\nLX_SIZE 12\n", "LX_SIZE", "3000"},
+                           {"   LX_TMP /scratch/a b  \n", "LX_TMP", "/scratch/a b"},
+                           {"LX_SIZEX 5\nXLX_SIZE 6\nLX_SIZE 7\n", "LX_SIZE", "7"},
+                           {"LX_SIZEX 5\n", "LX_SIZE", std::nullopt},
+                           {"LX_SIZE \nLX_SIZE\nLX_SIZE 10\n", "LX_SIZE", "10"}, // one space or nothing: searched on
+                           {"LX_SIZE  \nLX_SIZE 10\n", "LX_SIZE", std::nullopt}, // only blanks: the search ends
+                           {"LX_SIZE \t \nLX_SIZE 10\n", "LX_SIZE", std::nullopt},
+                           {"A 1\nLX_FACILITY Imaging Core", "LX_FACILITY", "Imaging Core"},
+                           {"LX_FACILITY Imaging Core\r\n", "lx_facility", "Imaging Core"},
+                           {"", "LX_FACILITY", std::nullopt},
+                           // Lines are read 255 characters at a time; the rest is read as a line of its own.
+                           {"LX_NOTE " + std::string(400, 'x') + "\n", "LX_NOTE", std::string(247, 'x')},
+                           {std::string(255, 'y') + "LX_NOTE hidden\n", "LX_NOTE", "hidden"}})
         EXPECT_EQ(find(c.content, c.name), c.value) << c.content;
 }

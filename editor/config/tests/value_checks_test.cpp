@@ -159,10 +159,8 @@ TEST(ValueChecks, ClassifyPathCharsFirstOffendingCharacterDecides)
 {
     for (const auto &[text, kind] : std::vector<std::pair<const char *, int>>{{"", 3},
                                                                               {"/usr/local/Lumarix-2.1_b/x.y", 0},
-                                                                              {"/data/my scans", 1},
                                                                               {"/data/a\tb", 1},
                                                                               {"/data/a\rb", 1},
-                                                                              {"/data/c++", 2},
                                                                               {"/data/$HOME", 2},
                                                                               {"/data/caf\xc3\xa9", 2},
                                                                               {"/a b+c", 1},
