@@ -26,25 +26,15 @@ std::time_t july4th()
     return std::mktime(&local);
 }
 
-unsigned mode(const std::string &path)
-{
-    struct stat st {};
-    ::stat(path.c_str(), &st);
-    return st.st_mode & 0777;
-}
-
 } // namespace
 
 TEST(ConfigSave, KeptLinesChangesAtTheEndAndTheBackup)
 {
     const std::string longLine = "LX_NOTE " + std::string(700, 'n') + "\n";
     const std::string odd = std::string("BIN \x01\x02\xff\0tail\n", 13);
-    struct Case {
-        std::optional<std::string> old; // none: there is no file yet
-        std::vector<SaveEntry> entries;
-        std::string expected;
-    };
-    for (const Case &c : std::vector<Case>{
+    // The old file (none: there is no file yet), what is saved, and the new file.
+    for (const auto &[old, entries, expected] :
+         std::vector<std::tuple<std::optional<std::string>, std::vector<SaveEntry>, std::string>>{
              {"# site\nLX_SIZE 2000\n! kept\nUNKNOWN x\n\nLX_TMP /tmp\n",
               {{"LX_SIZE", false, ""}, {"LX_TMP", false, ""}},
               "# site\nLX_SIZE 2000\n! kept\nUNKNOWN x\n\nLX_TMP /tmp\n"},
@@ -63,21 +53,21 @@ TEST(ConfigSave, KeptLinesChangesAtTheEndAndTheBackup)
          }) {
         lxtest::TempDir dir;
         const std::string path = dir / "lumarix.conf";
-        if (c.old)
-            writeFile(path, *c.old);
+        if (old)
+            writeFile(path, *old);
         ::chmod(path.c_str(), 0600);
         const mode_t mask = ::umask(077);
-        const lx::SaveResult result = lx::saveConfigurationFile(path, c.entries, july4th());
+        const lx::SaveResult result = lx::saveConfigurationFile(path, entries, july4th());
         ::umask(mask);
         ASSERT_TRUE(result.ok) << result.message;
-        EXPECT_EQ(readFile(path), c.expected);
-        EXPECT_EQ(mode(path), 0644u);
-        EXPECT_EQ(result.backupPath, c.old ? path + ".07042031_1405" : "");
-        if (c.old) {
-            EXPECT_EQ(readFile(result.backupPath), *c.old);
-            EXPECT_EQ(mode(result.backupPath), 0600u);
+        EXPECT_EQ(readFile(path), expected);
+        EXPECT_EQ(fs::status(path).permissions(), fs::perms(0644));
+        EXPECT_EQ(result.backupPath, old ? path + ".07042031_1405" : "");
+        if (old) {
+            EXPECT_EQ(readFile(result.backupPath), *old);
+            EXPECT_EQ(fs::status(result.backupPath).permissions(), fs::perms(0600));
         }
-        EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), {}), c.old ? 2 : 1); // no _tmp left
+        EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), {}), old ? 2 : 1); // no _tmp left
     }
 }
 
@@ -104,10 +94,7 @@ TEST(ConfigSave, FailuresLeaveTheOldFileAndSayWhatFailed)
     writeFile(path, "LX_SIZE 1\n");
     fs::create_directory(path + "_tmp"); // something in the way
     const std::string kept = "\n\nNothing was changed: the configuration file is as it was.";
-    struct Case {
-        std::string path, message;
-    };
-    for (const Case &c : std::vector<Case>{
+    for (const auto &[target, message] : std::vector<std::pair<std::string, std::string>>{
              {path, "Couldn't create temp configuration file!\n" + path + "_tmp: Is a directory" + kept},
              {dir / "folder.conf", "Couldn't make the backup copy of the configuration file!\n" + dir / "folder.conf" +
                                        ": Is a directory" + kept},
@@ -115,9 +102,9 @@ TEST(ConfigSave, FailuresLeaveTheOldFileAndSayWhatFailed)
                                        ": No such file or directory\n\nNothing was changed: no configuration file "
                                        "was written."},
          }) {
-        auto result = lx::saveConfigurationFile(c.path, std::vector<SaveEntry>{{"LX_SIZE", true, "2"}}, july4th());
+        auto result = lx::saveConfigurationFile(target, std::vector<SaveEntry>{{"LX_SIZE", true, "2"}}, july4th());
         EXPECT_FALSE(result.ok);
-        EXPECT_EQ(result.message, c.message);
+        EXPECT_EQ(result.message, message);
     }
     EXPECT_EQ(readFile(path), "LX_SIZE 1\n");
 }

@@ -16,9 +16,7 @@ std::optional<std::string> find(const std::string &content, const char *name)
     FILE *file = content.empty() ? std::tmpfile() : fmemopen(const_cast<char *>(content.data()), content.size(), "r");
     char *value = FindValueInFile(file, name);
     std::fclose(file);
-    std::optional<std::string> copy;
-    if (value != nullptr)
-        copy = value;
+    const auto copy = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
     std::free(value);
     return copy;
 }
@@ -27,24 +25,20 @@ std::optional<std::string> find(const std::string &content, const char *name)
 
 TEST(FindValueInFile, FirstLineWhoseFirstWordIsTheName)
 {
-    struct Case {
-        std::string content;
-        const char *name;
-        std::optional<std::string> value;
-    };
-    for (const Case &c :
-         std::vector<Case>{{"# comment\nlx_size\t  3000 \t\nLX_SIZE 12\n", "LX_SIZE", "3000"},
-                           {"   LX_TMP /scratch/a b  \n", "LX_TMP", "/scratch/a b"},
-                           {"LX_SIZEX 5\nXLX_SIZE 6\nLX_SIZE 7\n", "LX_SIZE", "7"},
-                           {"LX_SIZEX 5\n", "LX_SIZE", std::nullopt},
-                           {"LX_SIZE \nLX_SIZE\nLX_SIZE 10\n", "LX_SIZE", "10"}, // one space or nothing: searched on
-                           {"LX_SIZE  \nLX_SIZE 10\n", "LX_SIZE", std::nullopt}, // only blanks: the search ends
-                           {"LX_SIZE \t \nLX_SIZE 10\n", "LX_SIZE", std::nullopt},
-                           {"A 1\nLX_FACILITY Imaging Core", "LX_FACILITY", "Imaging Core"},
-                           {"LX_FACILITY Imaging Core\r\n", "lx_facility", "Imaging Core"},
-                           {"", "LX_FACILITY", std::nullopt},
-                           // Lines are read 255 characters at a time; the rest is read as a line of its own.
-                           {"LX_NOTE " + std::string(400, 'x') + "\n", "LX_NOTE", std::string(247, 'x')},
-                           {std::string(255, 'y') + "LX_NOTE hidden\n", "LX_NOTE", "hidden"}})
-        EXPECT_EQ(find(c.content, c.name), c.value) << c.content;
+    for (const auto &[content, name, value] :
+         std::vector<std::tuple<std::string, const char *, std::optional<std::string>>>{
+             {"# comment\nlx_size\t  3000 \t\nLX_SIZE 12\n", "LX_SIZE", "3000"},
+             {"   LX_TMP /scratch/a b  \n", "LX_TMP", "/scratch/a b"},
+             {"LX_SIZEX 5\nXLX_SIZE 6\nLX_SIZE 7\n", "LX_SIZE", "7"},
+             {"LX_SIZEX 5\n", "LX_SIZE", std::nullopt},
+             {"LX_SIZE \nLX_SIZE\nLX_SIZE 10\n", "LX_SIZE", "10"}, // one space or nothing: searched on
+             {"LX_SIZE  \nLX_SIZE 10\n", "LX_SIZE", std::nullopt}, // only blanks: the search ends
+             {"LX_SIZE \t \nLX_SIZE 10\n", "LX_SIZE", std::nullopt},
+             {"A 1\nLX_FACILITY Imaging Core", "LX_FACILITY", "Imaging Core"},
+             {"LX_FACILITY Imaging Core\r\n", "lx_facility", "Imaging Core"},
+             {"", "LX_FACILITY", std::nullopt},
+             // Lines are read 255 characters at a time; the rest is read as a line of its own.
+             {"LX_NOTE " + std::string(400, 'x') + "\n", "LX_NOTE", std::string(247, 'x')},
+             {std::string(255, 'y') + "LX_NOTE hidden\n", "LX_NOTE", "hidden"}})
+        EXPECT_EQ(find(content, name), value) << content;
 }

@@ -24,9 +24,8 @@ std::string numberedLines(int count, const char *prefix)
 {
     std::string text = "# generated configuration\n";
     for (int i = 0; i < count; ++i) {
-        char line[64];
-        std::snprintf(line, sizeof line, "VAR%04d %s-%04d\n", i, prefix, i);
-        text += line;
+        const std::string n = std::to_string(10000 + i).substr(1);
+        text += "VAR" + n + " " + prefix + "-" + n + "\n";
     }
     return text;
 }

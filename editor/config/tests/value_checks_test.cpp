@@ -21,8 +21,7 @@ using Failure = std::optional<std::string>; // nullopt: the check passes; "": it
 
 ConfigVar makeVar(const char *name, int type, int numValues = 1)
 {
-    ConfigVar var;
-    std::memset(&var, 0, sizeof var);
+    ConfigVar var{};
     std::strcpy(var.name, name);
     std::strcpy(var.shortDesc, "Data");
     var.type = type;
@@ -102,12 +101,9 @@ TEST(ValueChecks, RequiredValuesAndPaths)
     const std::string invalid = "Invalid value specified for Data.\n\n";
     const std::string strange = invalid + "File or Directory (Folder) names can not\ncontain spaces or strange "
                                           "characters.";
-    struct Case {
-        int optional, checkRead, checkWrite;
-        std::string typed;
-        Failure expected;
-    };
-    for (const Case &c : std::vector<Case>{
+    // Whether optional, checked for reading, for writing; the text typed; the failure.
+    for (const auto &[optional, checkRead, checkWrite, typed, expected] :
+         std::vector<std::tuple<int, int, int, std::string, Failure>>{
              {0, 0, 0, "", "Parameter \"Data\" must\n have a value supplied for it."},
              {1, 1, 1, "", {}},
              {1, 0, 0, "Imaging Core + friends", {}},
@@ -118,13 +114,13 @@ TEST(ValueChecks, RequiredValuesAndPaths)
               invalid + "File or Directory: \"" + dir / "no such+dir" + "\" doesn't exist."},
          }) {
         ConfigVar var = makeVar("LX_DIR", VAR_SIMPLE);
-        var.optional = c.optional;
-        var.checkRead = c.checkRead;
-        var.checkWrite = c.checkWrite;
-        std::map<std::string, std::string> typed{{"LX_DIR", c.typed}};
-        EXPECT_EQ(failure(lx::checkPathValue(var, reader(typed))), c.expected) << c.typed;
+        var.optional = optional;
+        var.checkRead = checkRead;
+        var.checkWrite = checkWrite;
+        std::map<std::string, std::string> form{{"LX_DIR", typed}};
+        EXPECT_EQ(failure(lx::checkPathValue(var, reader(form))), expected) << typed;
         var.type = VAR_MULTIVALUE;
-        EXPECT_EQ(failure(lx::checkPathValue(var, reader(typed))), Failure());
+        EXPECT_EQ(failure(lx::checkPathValue(var, reader(form))), Failure());
     }
 }
 
@@ -157,13 +153,12 @@ TEST(ValueChecks, PermissionsAreThoseOfTheUser)
 
 TEST(ValueChecks, ClassifyPathCharsFirstOffendingCharacterDecides)
 {
-    for (const auto &[text, kind] : std::vector<std::pair<const char *, int>>{{"", 3},
-                                                                              {"/usr/local/Lumarix-2.1_b/x.y", 0},
-                                                                              {"/data/a\tb", 1},
-                                                                              {"/data/a\rb", 1},
-                                                                              {"/data/$HOME", 2},
-                                                                              {"/data/caf\xc3\xa9", 2},
-                                                                              {"/a b+c", 1},
-                                                                              {"/a+b c", 2}})
-        EXPECT_EQ(ClassifyPathChars(text), kind) << text;
+    // 0: plain; 1: white space first; 2: another character first; 3: empty.
+    const std::vector<std::vector<const char *>> byKind{{"/usr/local/Lumarix-2.1_b/x.y"},
+                                                        {"/data/a\tb", "/data/a\rb", "/a b+c"},
+                                                        {"/data/$HOME", "/data/caf\xc3\xa9", "/a+b c"},
+                                                        {""}};
+    for (int kind = 0; kind < 4; ++kind)
+        for (const char *text : byKind[kind])
+            EXPECT_EQ(ClassifyPathChars(text), kind) << text;
 }

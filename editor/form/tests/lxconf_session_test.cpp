@@ -21,13 +21,11 @@ const std::string kTitle = "Session Test Settings";
 // The exit status when the program ends within `ms`, else -1.
 int exitWithin(Process &program, int ms)
 {
-    for (int waited = 0; waited <= ms; waited += 20) {
-        siginfo_t info{};
+    siginfo_t info{};
+    for (int waited = 0; waited <= ms; waited += 20, ::usleep(20000))
         if (::waitid(P_PID, static_cast<id_t>(program.pid()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
             info.si_pid == program.pid())
             return program.wait();
-        ::usleep(20000);
-    }
     return -1;
 }
 
