@@ -17,13 +17,12 @@ using lxtest::readFile;
 using lxtest::writeFile;
 namespace fs = std::filesystem;
 
-// 14:05 on 4 July 2031, local time.
+// 14:05 on 4 July 2031 in UTC, the time zone of these tests.
 std::time_t july4th()
 {
-    std::tm local{};
-    ::strptime("2031-07-04 14:05", "%Y-%m-%d %H:%M", &local);
-    local.tm_isdst = -1;
-    return std::mktime(&local);
+    ::setenv("TZ", "UTC", 1);
+    ::tzset();
+    return 1940940300;
 }
 
 } // namespace

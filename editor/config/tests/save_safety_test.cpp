@@ -79,14 +79,11 @@ TEST(SaveSafety, AFullDiskOrAnUnreadableFileLeaveTheOldFile)
     fs::permissions(dir.path(), fs::perms(0777)); // the folder is not what stops the save
     fs::permissions(unreadable, fs::perms(0600));
     const std::string kept = "\n\nNothing was changed: the configuration file is as it was.\n";
+    const std::string noSpace = "Couldn't write temp configuration file!\n" + full + "_tmp: No space left on device";
+    const std::string denied = "Couldn't open user's configuration file!\n" + unreadable + ": Permission denied";
     for (const auto &[path, count, wrapper, err] :
          std::vector<std::tuple<std::string, int, std::vector<std::string>, std::string>>{
-             {full,
-              1200,
-              {},
-              "Couldn't write temp configuration file!\n" + full + "_tmp: No space left on device" + kept},
-             {unreadable, 10, lxtest::kAsNobody,
-              "Couldn't open user's configuration file!\n" + unreadable + ": Permission denied" + kept}}) {
+             {full, 1200, {}, noSpace + kept}, {unreadable, 10, lxtest::kAsNobody, denied + kept}}) {
         const std::string before = readFile(path);
         const lxtest::Result result = lxtest::run({SAVE_HELPER, path, std::to_string(count)}, {}, wrapper);
         EXPECT_EQ(result.status, 1);

@@ -25,6 +25,8 @@ const std::string kDescription =
     "VARIABLE: LX_LETTER\nSHORTDESC: Letter\nTYPE: ONEOFMANY "
     "20\nA\nB\nC\nD\nE\nF\nG\nH\nI\nJ\nK\nL\nM\nN\nO\nP\nQ\nR\nS\nT\n"
     "VARIABLE: LX_ODD\nTYPE: COLOUR\nVARIABLE: LX_NOTE\nSHORTDESC: Note\nTYPE: SIMPLE\nCANSETLIVE:\n";
+// The rows of that description.
+enum { BASE, NUM, WAVES, MODE, SPEED, LETTER, ODD, NOTE };
 const std::string kConfig =
     "# test configuration\nLX_BASE /tmp\nLX_NUM 2\nLX_WAVES 457 528\nLX_MODE yes\nLX_SPEED FAST\n";
 
@@ -72,40 +74,32 @@ protected:
             XtDestroyWidget(shell_);
     }
 
-    int index(const char *name)
-    {
-        for (int i = 0; i < gNumVars; ++i)
-            if (std::strcmp(gVarList[i].name, name) == 0)
-                return i;
-        ADD_FAILURE() << "no variable " << name;
-        return 0;
-    }
-    ConfigVar &var(const char *name) { return gVarList[index(name)]; }
+    ConfigVar &var(int row) { return gVarList[row]; }
     // Types into a text field, or chooses an option menu's entry by its text.
-    void set(const char *name, const char *text)
+    void set(int row, const char *text)
     {
-        ConfigVar &v = var(name);
+        ConfigVar &v = var(row);
         if (v.type == VAR_SIMPLE || v.type == VAR_MULTIVALUE)
             return XmTextFieldSetString(v.valueWidget, const_cast<char *>(text));
         for (int i = 0; i < v.numChoices; ++i)
             if (std::strcmp(v.choices[i], text) == 0)
                 return XtVaSetValues(v.valueWidget, XmNmenuHistory, v.choiceWidgets[i], nullptr);
-        ADD_FAILURE() << name << " has no choice " << text;
+        ADD_FAILURE() << v.name << " has no choice " << text;
     }
     // What the row shows: the field's text or the chosen entry's name.
-    std::string shown(const char *name)
+    std::string shown(int row)
     {
-        ConfigVar &v = var(name);
+        ConfigVar &v = var(row);
         if (v.type == VAR_SIMPLE || v.type == VAR_MULTIVALUE)
             return std::unique_ptr<char, void (*)(char *)>(XmTextFieldGetString(v.valueWidget), XtFree).get();
         Widget current = nullptr;
         XtVaGetValues(v.valueWidget, XmNmenuHistory, &current, nullptr);
         return current != nullptr ? XtName(current) : "";
     }
-    Widget pulldown(const char *name)
+    Widget pulldown(int row)
     {
         Widget menu = nullptr;
-        XtVaGetValues(var(name).valueWidget, XmNsubMenuId, &menu, nullptr);
+        XtVaGetValues(var(row).valueWidget, XmNsubMenuId, &menu, nullptr);
         return menu;
     }
     TempDir dir_;
@@ -129,26 +123,26 @@ TEST_F(EditorWindow, RowsLoadedValuesAndWhatCountsAsAChange)
                                         "info", "Label"}));
     EXPECT_EQ(managedChildren(XtNameToWidget(XtParent(frame_), "action_area")),
               std::vector<std::string>({"Done", "Save", "Revert", "Help"}));
-    EXPECT_STREQ(XtName(pulldown("LX_SPEED")), "pd");
-    EXPECT_NE(XtNameToWidget(pulldown("LX_SPEED"), "normal"), nullptr); // choices are named by their text
+    EXPECT_STREQ(XtName(pulldown(SPEED)), "pd");
+    EXPECT_NE(XtNameToWidget(pulldown(SPEED), "normal"), nullptr); // choices are named by their text
 
     // Choices match in any case and take the description's spelling; once a value is known the
     // unset entry is hidden; a required menu has none; an optional one without a value shows it.
-    EXPECT_EQ(std::vector<std::string>({var("LX_MODE").value, var("LX_SPEED").value, var("LX_NOTE").value}),
+    EXPECT_EQ(std::vector<std::string>({var(MODE).value, var(SPEED).value, var(NOTE).value}),
               std::vector<std::string>({"Yes", "fast", ""}));
-    EXPECT_EQ(std::vector<std::string>({shown("LX_MODE"), shown("LX_SPEED"), shown("LX_NUM"), shown("LX_LETTER")}),
+    EXPECT_EQ(std::vector<std::string>({shown(MODE), shown(SPEED), shown(NUM), shown(LETTER)}),
               std::vector<std::string>({"Yes", "fast", "2", "-----"}));
-    EXPECT_FALSE(XtIsManaged(XtNameToWidget(pulldown("LX_MODE"), "-----")));
-    EXPECT_EQ(XtNameToWidget(pulldown("LX_SPEED"), "-----"), nullptr);
+    EXPECT_FALSE(XtIsManaged(XtNameToWidget(pulldown(MODE), "-----")));
+    EXPECT_EQ(XtNameToWidget(pulldown(SPEED), "-----"), nullptr);
 
     // Per row: the variable, what is typed or chosen (null: nothing), then whether it has a value and a change.
     for (const auto &[name, typed, has, change] :
-         std::vector<std::tuple<const char *, const char *, int, int>>{{"LX_LETTER", nullptr, 0, 0},
-                                                                       {"LX_NUM", "", 0, 0},
-                                                                       {"LX_NUM", "2", 1, 0},
-                                                                       {"LX_NUM", "3", 1, 1},
-                                                                       {"LX_MODE", "Yes", 1, 0},
-                                                                       {"LX_LETTER", "T", 1, 1}}) {
+         std::vector<std::tuple<int, const char *, int, int>>{{LETTER, nullptr, 0, 0},
+                                                              {NUM, "", 0, 0},
+                                                              {NUM, "2", 1, 0},
+                                                              {NUM, "3", 1, 1},
+                                                              {MODE, "Yes", 1, 0},
+                                                              {LETTER, "T", 1, 1}}) {
         if (typed != nullptr)
             set(name, typed);
         char text[256] = "";
@@ -162,34 +156,34 @@ TEST_F(EditorWindow, RowsLoadedValuesAndWhatCountsAsAChange)
 TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
 {
     open(kDescription, kConfig);
-    set("LX_NUM", "3");
-    set("LX_WAVES", "1  2 3");
-    set("LX_SPEED", "slow");
-    set("LX_NOTE", ""); // emptied: no value, so its line (none here) would stay
+    set(NUM, "3");
+    set(WAVES, "1  2 3");
+    set(SPEED, "slow");
+    set(NOTE, ""); // emptied: no value, so its line (none here) would stay
     SaveCB(gwSaveButton, nullptr, nullptr);
     EXPECT_EQ(readFile(config_),
               "# test configuration\nLX_BASE /tmp\nLX_MODE yes\nLX_NUM 3\nLX_WAVES 1  2 3\nLX_SPEED slow\n");
     ASSERT_NE(findDialog("info_dialog"), nullptr);
     Liveness report(findDialog("info_dialog"));
     EXPECT_EQ(xmText(findDialog("info_dialog")), "Saved options to file " + config_ + "\n");
-    EXPECT_EQ(std::vector<std::string>({var("LX_NUM").value, var("LX_WAVES").value, var("LX_SPEED").value}),
+    EXPECT_EQ(std::vector<std::string>({var(NUM).value, var(WAVES).value, var(SPEED).value}),
               std::vector<std::string>({"3", "1  2 3", "slow"})); // the new baseline
 
     // A failed check writes nothing.
-    set("LX_BASE", "");
-    set("LX_NUM", "9");
+    set(BASE, "");
+    set(NUM, "9");
     CaptureFd err(2);
     SaveCB(gwSaveButton, nullptr, nullptr);
     EXPECT_EQ(err.text(), "Parameter \"Suite folder\" must\n have a value supplied for it.\n");
     EXPECT_EQ(readFile(config_).find("LX_NUM 9"), std::string::npos);
-    EXPECT_STREQ(var("LX_NUM").value, "3");
+    EXPECT_STREQ(var(NUM).value, "3");
 
     // With a suite running, live values are set at once; any other change needs a restart.
     giRunningWithSHM = 1;
-    set("LX_BASE", "/tmp");
-    set("LX_NUM", "3");
-    set("LX_NOTE", "live note");
-    set("LX_SPEED", "normal");
+    set(BASE, "/tmp");
+    set(NUM, "3");
+    set(NOTE, "live note");
+    set(SPEED, "normal");
     SaveCB(gwSaveButton, nullptr, nullptr);
     giRunningWithSHM = 0;
     Liveness note(findDialog("info_dialog"));
@@ -198,10 +192,10 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
                   "\n\nNOTE: Some changed values will not take effect until Lumarix is restarted.");
 
     // A row's help stays until dismissed; the note that there is none closes itself, like the short report.
-    ShowHelp(nullptr, reinterpret_cast<XtPointer>(static_cast<intptr_t>(index("LX_BASE"))), nullptr);
+    ShowHelp(nullptr, reinterpret_cast<XtPointer>(intptr_t{BASE}), nullptr);
     Liveness help(findDialog("info_dialog"));
     EXPECT_EQ(xmText(findDialog("info_dialog")), "Where the suite lives.\nSecond line.\n");
-    ShowHelp(nullptr, reinterpret_cast<XtPointer>(static_cast<intptr_t>(index("LX_NUM"))), nullptr);
+    ShowHelp(nullptr, reinterpret_cast<XtPointer>(intptr_t{NUM}), nullptr);
     Liveness none(findDialog("info_dialog"));
     EXPECT_EQ(xmText(findDialog("info_dialog")), "No Help information provided for this variable");
     spinFor(2600);
@@ -212,15 +206,15 @@ TEST_F(EditorWindow, RevertReloadsEveryRowAndDoneAsksOnlyAboutChanges)
 {
     open(kDescription, kConfig);
     EXPECT_EXIT(DoneCB(nullptr, nullptr, nullptr), ::testing::ExitedWithCode(0), "");
-    set("LX_NUM", "7");
-    set("LX_MODE", "No");
-    set("LX_NOTE", "typed, never stored");
+    set(NUM, "7");
+    set(MODE, "No");
+    set(NOTE, "typed, never stored");
     RevertCB(nullptr, nullptr, nullptr);
-    EXPECT_EQ(std::vector<std::string>({shown("LX_NUM"), shown("LX_MODE"), shown("LX_NOTE")}),
+    EXPECT_EQ(std::vector<std::string>({shown(NUM), shown(MODE), shown(NOTE)}),
               std::vector<std::string>({"2", "Yes", "typed, never stored"})); // stored nowhere: kept
 
     // Closing the window is Done: with changes it asks, and No keeps the window and the edits.
-    set("LX_NUM", "5");
+    set(NUM, "5");
     std::string asked;
     after(300, [&] {
         if (Widget question = findDialog("question")) {
@@ -231,7 +225,7 @@ TEST_F(EditorWindow, RevertReloadsEveryRowAndDoneAsksOnlyAboutChanges)
     sendDeleteWindow(shell_);
     spinUntil([&] { return !asked.empty() && findDialog("question") == nullptr; }, 3000);
     EXPECT_EQ(asked, "You have made changes.\nAre you sure you want to quit?");
-    EXPECT_EQ(shown("LX_NUM"), "5");
+    EXPECT_EQ(shown(NUM), "5");
 }
 
 // Keys and the mouse on a long form, through the X server as a person would use them.
@@ -303,7 +297,7 @@ TEST_F(EditorWindow, ALongFormFollowsTheFocusAndScrollsByRows)
 TEST_F(EditorWindow, TheValueColumnFollowsTheWindowsWidth)
 {
     open(kDescription, kConfig);
-    Widget clip = nullptr, grid = XtNameToWidget(frame_, "*main_grid"), field = var("LX_BASE").valueWidget;
+    Widget clip = nullptr, grid = XtNameToWidget(frame_, "*main_grid"), field = var(BASE).valueWidget;
     XtVaGetValues(XtNameToWidget(frame_, "swindow"), XmNclipWindow, &clip, nullptr);
     auto width = [](Widget w) { return extent(w, XmNwidth); };
     auto resize = [&](int w, int h) {
