@@ -23,15 +23,13 @@ bool parse(const std::string &text)
     return ok;
 }
 
-const ConfigVar &var(int index) { return gVarList[index]; }
-
 // Each record in one line: name|shortDesc|dependsOn|type numValues numChoices, then the flags
 // optional, checkRead, checkWrite and canSetLive as digits.
 std::vector<std::string> records()
 {
     std::vector<std::string> all;
     for (int i = 0; i < gNumVars; ++i) {
-        const ConfigVar &v = var(i);
+        const ConfigVar &v = gVarList[i];
         char numbers[96];
         std::snprintf(numbers, sizeof numbers, "%d %d %d %d%d%d%d", v.type, v.numValues, v.numChoices, v.optional,
                       v.checkRead, v.checkWrite, v.canSetLive);
@@ -71,14 +69,15 @@ TEST(Description, RecordsTypesChoicesAndHelp)
     EXPECT_EQ(records(), std::vector<std::string>({"N|||2 1 2 1000", "A|||4 3 0 1000", "B|||4 -1 0 1000",
                                                    "C||N|4 -2 0 1000", "D|||4 0 0 1000", "E|||4 2147483647 0 1000",
                                                    "M|||3 0 3 1000", "Z|||3 0 0 1000", "F||M|3 0 -2 1000"}));
-    EXPECT_EQ(std::vector<std::string>({var(0).choices[0], var(0).choices[1], var(6).choices[1], var(6).choices[2]}),
+    EXPECT_EQ(std::vector<std::string>(
+                  {gVarList[0].choices[0], gVarList[0].choices[1], gVarList[6].choices[1], gVarList[6].choices[2]}),
               std::vector<std::string>({"# on", "\tOff  ", " VARIABLE: g", "%%"}));
     EXPECT_EQ(CheckDependencies(), 1);
 
     ASSERT_TRUE(parse("VARIABLE: A\nHELP: First\n# kept\nTYPE:\tSIMPLE\n%%% ends too\nTYPE: BOOLEAN\nx\ny\n"
                       "VARIABLE: B\nHELP: kept\n%%\nHELP:\n" +
                       lines(18, "l") + "%%\nVARIABLE: C\nSHORTDESC: " + std::string(244, 'd') + "MUSTBESET: x\n"));
-    EXPECT_EQ(std::vector<std::string>({var(0).help, var(1).help}),
+    EXPECT_EQ(std::vector<std::string>({gVarList[0].help, gVarList[1].help}),
               std::vector<std::string>({"First\n# kept\nTYPE:\tSIMPLE\n", "kept\n" + lines(18, "l")}));
     // 255 bytes are read at a time: the rest of a long line is a line of its own.
     EXPECT_EQ(records(), std::vector<std::string>(
@@ -131,6 +130,6 @@ TEST(Description, RefusedFilesSayWhyOnce)
     EXPECT_TRUE(parse(vars200));
     EXPECT_EQ(gNumVars, 200);
     EXPECT_TRUE(parse("VARIABLE: A\nTYPE: ONEOFMANY 20\n" + twenty + help1501 + std::string(97, 'e') + "\n%%\n"));
-    EXPECT_EQ(std::string(var(1).help).size(), 1599u);
-    EXPECT_STREQ(var(0).choices[19], "c19");
+    EXPECT_EQ(std::string(gVarList[1].help).size(), 1599u);
+    EXPECT_STREQ(gVarList[0].choices[19], "c19");
 }

@@ -166,8 +166,6 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
     ASSERT_NE(findDialog("info_dialog"), nullptr);
     Liveness report(findDialog("info_dialog"));
     EXPECT_EQ(xmText(findDialog("info_dialog")), "Saved options to file " + config_ + "\n");
-    EXPECT_EQ(std::vector<std::string>({var(NUM).value, var(WAVES).value, var(SPEED).value}),
-              std::vector<std::string>({"3", "1  2 3", "slow"})); // the new baseline
 
     // A failed check writes nothing.
     set(BASE, "");
@@ -176,7 +174,7 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
     SaveCB(gwSaveButton, nullptr, nullptr);
     EXPECT_EQ(err.text(), "Parameter \"Suite folder\" must\n have a value supplied for it.\n");
     EXPECT_EQ(readFile(config_).find("LX_NUM 9"), std::string::npos);
-    EXPECT_STREQ(var(NUM).value, "3");
+    EXPECT_STREQ(var(NUM).value, "3"); // the baseline of the last save
 
     // With a suite running, live values are set at once; any other change needs a restart.
     giRunningWithSHM = 1;
