@@ -151,6 +151,9 @@ TEST_F(EditorWindow, RowsLoadedValuesAndWhatCountsAsAChange)
         EXPECT_EQ(std::tuple(got, changed, std::string(text)), std::tuple(has, change, std::string(has ? typed : "")))
             << name << " " << typed;
     }
+    int changed = 7; // no variable: no value and no change
+    EXPECT_EQ(GetWidgetValue(nullptr, nullptr, &changed), 0);
+    EXPECT_EQ(changed, 0);
 }
 
 TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
