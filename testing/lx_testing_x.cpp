@@ -189,7 +189,13 @@ void markDestroyed(Widget, XtPointer closure, XtPointer)
 }
 } // namespace
 
-Liveness::Liveness(Widget w) { XtAddCallback(w, XmNdestroyCallback, markDestroyed, this); }
+Liveness::Liveness(Widget w) : widget(w) { XtAddCallback(w, XmNdestroyCallback, markDestroyed, this); }
+
+Liveness::~Liveness()
+{
+    if (alive)
+        XtRemoveCallback(widget, XmNdestroyCallback, markDestroyed, this);
+}
 
 CaptureFd::CaptureFd(int fd) : fd_(fd)
 {

@@ -49,10 +49,12 @@ bool isOnScreen(Widget w);
 // Whether the widget still exists, and when it went (tracked through its destroy callback).
 struct Liveness {
     explicit Liveness(Widget w);
+    ~Liveness(); // a widget that outlives it no longer reports to it
     Liveness(const Liveness &) = delete;
     Liveness &operator=(const Liveness &) = delete;
     bool alive = true;
     std::chrono::steady_clock::time_point destroyedAt{};
+    Widget widget;
 };
 
 // Captures what is written to a standard stream (1 or 2) while it lives.

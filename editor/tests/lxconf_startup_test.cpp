@@ -1,80 +1,32 @@
-// lxconf's start-up as a user runs it: command line, usage text, exit statuses, description file
-// errors (everything that ends the program before its window opens).
-#include "test_process.h"
+// lxconf's start-up from a terminal without a display: command line, usage text, exit statuses and
+// the errors that end the program before its window opens.
+#include "lx_testing.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-using lxtest::Result;
-
-namespace {
-
-std::string usage(const std::string &program)
+TEST(LxconfStartup, EveryWayOfNotStartingExitsOneAndSaysWhy)
 {
-    return "Improper Command Syntax\nUsage: " + program +
-           " [-f] variable_description_file config_file\n  -f signifies to take values only from the config file\n";
-}
-
-} // namespace
-
-class LxconfStartup : public ::testing::Test {
-protected:
     lxtest::TempDir dir;
-
-    void SetUp() override
-    {
-        // An empty system settings file keeps the start-up's setting lookups quiet.
-        mkdir((dir / "config").c_str(), 0755);
-        lxtest::writeFile(dir / "config/system.lxrc", "");
-    }
-
-    Result lxconf(const std::vector<std::string> &args) const
-    {
+    std::filesystem::create_directory(dir / "config"); // an empty system settings file keeps the lookups quiet
+    lxtest::writeFile(dir / "config/system.lxrc", "");
+    lxtest::writeFile(dir / "good.vars", "VARIABLE: A\nTYPE: SIMPLE\n");
+    const std::string usage = "Improper Command Syntax\nUsage: " LXCONF_PATH " [-f] variable_description_file "
+                              "config_file\n  -f signifies to take values only from the config file\n";
+    const std::string overlong = "/" + std::string(300, 'p');
+    for (const auto &[args, err] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{}, usage},
+             {{"a"}, usage},
+             {{"-F", "a", "b"}, usage},
+             {{"-f", "a", "b", "c"}, usage},
+             {{"-f", dir / "conf"}, "Couldn't open Description File.\n"}, // "-f" is the description's name
+             {{dir.path(), "conf"}, "Couldn't read Description File.\n"},
+             {{overlong, "conf"}, "Path too long (at most 255 characters): " + overlong + "\n"},
+             {{dir / "good.vars", "conf"}, "OpenApplication: cannot open display \"\"\n"}}) {
         std::vector<std::string> argv{LXCONF_PATH};
         argv.insert(argv.end(), args.begin(), args.end());
-        // No suite runs for this user's test HOME; LX_BASE keeps the lookup away from the installation.
-        // Without a display errors reach standard error only and the program ends at once.
-        return lxtest::run(argv, {"HOME=" + dir.path(), "LX_BASE=" + dir.path(), "-DISPLAY"});
+        // No suite runs for the test's HOME; LX_BASE keeps the settings lookup away from the installation.
+        const lxtest::Result result = lxtest::run(argv, {"HOME=" + dir.path(), "LX_BASE=" + dir.path(), "-DISPLAY"});
+        EXPECT_EQ(std::tuple(result.status, result.err, result.out), std::tuple(1, err, ""));
     }
-
-    std::string file(const std::string &name, const std::string &text) const
-    {
-        lxtest::writeFile(dir / name, text);
-        return dir / name;
-    }
-};
-
-TEST_F(LxconfStartup, WrongArgumentsPrintUsageAndExitOne)
-{
-    for (const auto &args :
-         std::vector<std::vector<std::string>>{{}, {"a"}, {"-F", "a", "b"}, {"a", "b", "c"}, {"-f", "a", "b", "c"}}) {
-        const Result result = lxconf(args);
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.err, usage(LXCONF_PATH));
-        EXPECT_EQ(result.out, "");
-    }
-}
-
-TEST_F(LxconfStartup, DashFAsOneOfTwoArgumentsIsAFileName)
-{
-    const Result result = lxconf({"-f", dir / "conf"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "Couldn't open Description File.\n");
-}
-
-TEST_F(LxconfStartup, DescriptionErrorsAreShownAndExitOne)
-{
-    Result result = lxconf({file("crlf.vars", "VARIABLE: A\r\n"), dir / "conf"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("CR-LF"), std::string::npos);
-    result = lxconf({dir.path(), dir / "conf"}); // a folder opens but cannot be read
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "Couldn't read Description File.\n");
-}
-
-TEST_F(LxconfStartup, OverlongPathIsRefused)
-{
-    const Result result = lxconf({"/" + std::string(300, 'p'), dir / "conf"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("Path too long"), std::string::npos);
 }

@@ -1,0 +1,317 @@
+// The editor window in the test's own process: the form as built and loaded, what counts as a
+// value and a change, and what Save, Revert, Done and the rows' help do.
+#include "lx_testing_x.h" // first: GoogleTest must come before the X headers
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include <Xm/MessageB.h>
+#include <Xm/TextF.h>
+
+#include "editor_window.h"
+#include "lx_testing.h"
+
+namespace {
+
+using namespace lxtest;
+
+const std::string kDescription =
+    "TITLE: Test installation\nVARIABLE: LX_BASE\nSHORTDESC: Suite folder\nTYPE: SIMPLE\nMUSTBESET:\nCHECKREAD:\n"
+    "HELP: Where the suite lives.\nSecond line.\n%%\nVARIABLE: LX_NUM\nSHORTDESC: Channels\nTYPE: SIMPLE\n"
+    "VARIABLE: LX_WAVES\nSHORTDESC: Wavelengths\nTYPE: MULTIVALUE $LX_NUM\nCANSETLIVE:\n"
+    "VARIABLE: LX_MODE\nSHORTDESC: Fast mode\nTYPE: BOOLEAN\nYes\nNo\nCANSETLIVE:\n"
+    "VARIABLE: LX_SPEED\nSHORTDESC: Stage speed\nTYPE: ONEOFMANY 3\nslow\nnormal\nfast\nMUSTBESET:\n"
+    "VARIABLE: LX_LETTER\nSHORTDESC: Letter\nTYPE: ONEOFMANY "
+    "20\nA\nB\nC\nD\nE\nF\nG\nH\nI\nJ\nK\nL\nM\nN\nO\nP\nQ\nR\nS\nT\n"
+    "VARIABLE: LX_ODD\nTYPE: COLOUR\nVARIABLE: LX_NOTE\nSHORTDESC: Note\nTYPE: SIMPLE\nCANSETLIVE:\n";
+// The rows of that description.
+enum { BASE, NUM, WAVES, MODE, SPEED, LETTER, ODD, NOTE };
+const std::string kConfig =
+    "# test configuration\nLX_BASE /tmp\nLX_NUM 2\nLX_WAVES 457 528\nLX_MODE yes\nLX_SPEED FAST\n";
+
+std::vector<std::string> managedChildren(Widget parent)
+{
+    WidgetList children = nullptr;
+    Cardinal count = 0;
+    XtVaGetValues(parent, XmNchildren, &children, XmNnumChildren, &count, nullptr);
+    std::vector<std::string> names;
+    for (Cardinal i = 0; i < count; ++i)
+        if (XtIsManaged(children[i]))
+            names.push_back(XtName(children[i]));
+    return names;
+}
+
+int extent(Widget w, const char *resource) // XmNwidth or XmNheight
+{
+    Dimension value = 0;
+    XtVaGetValues(w, resource, &value, nullptr);
+    return value;
+}
+
+class EditorWindow : public ::testing::Test {
+protected:
+    // Writes the files, reads the description, and builds and maps the window as lxconf does.
+    void open(const std::string &description, const std::string &config)
+    {
+        writeFile(dir_ / "test.vars", description);
+        writeFile(config_, config);
+        std::snprintf(gDescriptionFile, sizeof gDescriptionFile, "%s", (dir_ / "test.vars").c_str());
+        std::snprintf(gConfigFile, sizeof gConfigFile, "%s", config_.c_str());
+        giConfigOnlyFromFile = 1;
+        ASSERT_EQ(ReadDescriptionFile(), 1);
+        WMSetResizable(1);
+        Widget form = CreateMainForm("Editor test");
+        ASSERT_NE(form, nullptr) << "no display";
+        shell_ = XtParent(form);
+        frame_ = BuildEditorWindow(form);
+        RealizeEditorWindow(shell_);
+        spinFor(100);
+    }
+    void TearDown() override
+    {
+        if (shell_ != nullptr)
+            XtDestroyWidget(shell_);
+    }
+
+    ConfigVar &var(int row) { return gVarList[row]; }
+    // Types into a text field, or chooses an option menu's entry by its text.
+    void set(int row, const char *text)
+    {
+        ConfigVar &v = var(row);
+        if (v.type == VAR_SIMPLE || v.type == VAR_MULTIVALUE)
+            return XmTextFieldSetString(v.valueWidget, const_cast<char *>(text));
+        for (int i = 0; i < v.numChoices; ++i)
+            if (std::strcmp(v.choices[i], text) == 0)
+                return XtVaSetValues(v.valueWidget, XmNmenuHistory, v.choiceWidgets[i], nullptr);
+        ADD_FAILURE() << v.name << " has no choice " << text;
+    }
+    // What the row shows: the field's text or the chosen entry's name.
+    std::string shown(int row)
+    {
+        ConfigVar &v = var(row);
+        if (v.type == VAR_SIMPLE || v.type == VAR_MULTIVALUE)
+            return std::unique_ptr<char, void (*)(char *)>(XmTextFieldGetString(v.valueWidget), XtFree).get();
+        Widget current = nullptr;
+        XtVaGetValues(v.valueWidget, XmNmenuHistory, &current, nullptr);
+        return current != nullptr ? XtName(current) : "";
+    }
+    Widget pulldown(int row)
+    {
+        Widget menu = nullptr;
+        XtVaGetValues(var(row).valueWidget, XmNsubMenuId, &menu, nullptr);
+        return menu;
+    }
+    TempDir dir_;
+    std::string config_ = dir_ / "test.conf";
+    Widget shell_ = nullptr;
+    Widget frame_ = nullptr;
+};
+
+TEST_F(EditorWindow, RowsLoadedValuesAndWhatCountsAsAChange)
+{
+    open(kDescription, kConfig);
+    Widget grid = XtNameToWidget(frame_, "*main_grid");
+    short rows = 0;
+    unsigned char orientation = 0, packing = 0;
+    XtVaGetValues(grid, XmNnumColumns, &rows, XmNorientation, &orientation, XmNpacking, &packing, nullptr);
+    EXPECT_EQ(std::tuple(rows, orientation, packing), std::tuple(short(gNumVars + 1), XmHORIZONTAL, XmPACK_COLUMN));
+    // Titles, then per variable its help button and its value; a row of unknown type keeps an empty cell.
+    EXPECT_EQ(managedChildren(grid),
+              std::vector<std::string>({"frame", "frame", "info", "Label", "info", "Label", "info", "Label", "info",
+                                        "optionMenu", "info", "optionMenu", "info", "optionMenu", "info", "empty",
+                                        "info", "Label"}));
+    EXPECT_EQ(managedChildren(XtNameToWidget(XtParent(frame_), "action_area")),
+              std::vector<std::string>({"Done", "Save", "Revert", "Help"}));
+    EXPECT_STREQ(XtName(pulldown(SPEED)), "pd");
+    EXPECT_NE(XtNameToWidget(pulldown(SPEED), "normal"), nullptr); // choices are named by their text
+
+    // Choices match in any case and take the description's spelling; once a value is known the
+    // unset entry is hidden; a required menu has none; an optional one without a value shows it.
+    EXPECT_EQ(std::vector<std::string>({var(MODE).value, var(SPEED).value, var(NOTE).value}),
+              std::vector<std::string>({"Yes", "fast", ""}));
+    EXPECT_EQ(std::vector<std::string>({shown(MODE), shown(SPEED), shown(NUM), shown(LETTER)}),
+              std::vector<std::string>({"Yes", "fast", "2", "-----"}));
+    EXPECT_FALSE(XtIsManaged(XtNameToWidget(pulldown(MODE), "-----")));
+    EXPECT_EQ(XtNameToWidget(pulldown(SPEED), "-----"), nullptr);
+
+    // Per row: the variable, what is typed or chosen (null: nothing), then whether it has a value and a change.
+    for (const auto &[name, typed, has, change] :
+         std::vector<std::tuple<int, const char *, int, int>>{{LETTER, nullptr, 0, 0},
+                                                              {NUM, "", 0, 0},
+                                                              {NUM, "2", 1, 0},
+                                                              {NUM, "3", 1, 1},
+                                                              {MODE, "Yes", 1, 0},
+                                                              {LETTER, "T", 1, 1}}) {
+        if (typed != nullptr)
+            set(name, typed);
+        char text[256] = "";
+        int changed = 7;
+        const int got = GetWidgetValue(&var(name), text, &changed);
+        EXPECT_EQ(std::tuple(got, changed, std::string(text)), std::tuple(has, change, std::string(has ? typed : "")))
+            << name << " " << typed;
+    }
+    int changed = 7; // no variable: no value and no change
+    EXPECT_EQ(GetWidgetValue(nullptr, nullptr, &changed), 0);
+    EXPECT_EQ(changed, 0);
+}
+
+TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
+{
+    open(kDescription, kConfig);
+    set(NUM, "3");
+    set(WAVES, "1  2 3");
+    set(SPEED, "slow");
+    set(NOTE, ""); // emptied: no value, so its line (none here) would stay
+    SaveCB(gwSaveButton, nullptr, nullptr);
+    EXPECT_EQ(readFile(config_),
+              "# test configuration\nLX_BASE /tmp\nLX_MODE yes\nLX_NUM 3\nLX_WAVES 1  2 3\nLX_SPEED slow\n");
+    ASSERT_NE(findDialog("info_dialog"), nullptr);
+    Liveness report(findDialog("info_dialog"));
+    EXPECT_EQ(xmText(findDialog("info_dialog")), "Saved options to file " + config_ + "\n");
+
+    // A failed check writes nothing.
+    set(BASE, "");
+    set(NUM, "9");
+    CaptureFd err(2);
+    SaveCB(gwSaveButton, nullptr, nullptr);
+    EXPECT_EQ(err.text(), "Parameter \"Suite folder\" must\n have a value supplied for it.\n");
+    EXPECT_EQ(readFile(config_).find("LX_NUM 9"), std::string::npos);
+    EXPECT_STREQ(var(NUM).value, "3"); // the baseline of the last save
+
+    // With a suite running, live values are set at once; any other change needs a restart.
+    giRunningWithSHM = 1;
+    set(BASE, "/tmp");
+    set(NUM, "3");
+    set(NOTE, "live note");
+    set(SPEED, "normal");
+    SaveCB(gwSaveButton, nullptr, nullptr);
+    giRunningWithSHM = 0;
+    Liveness note(findDialog("info_dialog"));
+    EXPECT_EQ(xmText(findDialog("info_dialog")),
+              "Saved options to file " + config_ +
+                  "\n\nNOTE: Some changed values will not take effect until Lumarix is restarted.");
+
+    // A row's help stays until dismissed; the note that there is none closes itself, like the short report.
+    ShowHelp(nullptr, reinterpret_cast<XtPointer>(intptr_t{BASE}), nullptr);
+    Liveness help(findDialog("info_dialog"));
+    EXPECT_EQ(xmText(findDialog("info_dialog")), "Where the suite lives.\nSecond line.\n");
+    ShowHelp(nullptr, reinterpret_cast<XtPointer>(intptr_t{NUM}), nullptr);
+    Liveness none(findDialog("info_dialog"));
+    EXPECT_EQ(xmText(findDialog("info_dialog")), "No Help information provided for this variable");
+    spinFor(2600);
+    EXPECT_EQ(std::vector({report.alive, note.alive, help.alive, none.alive}), std::vector({false, true, true, false}));
+}
+
+TEST_F(EditorWindow, RevertReloadsEveryRowAndDoneAsksOnlyAboutChanges)
+{
+    open(kDescription, kConfig);
+    EXPECT_EXIT(DoneCB(nullptr, nullptr, nullptr), ::testing::ExitedWithCode(0), "");
+    set(NUM, "7");
+    set(MODE, "No");
+    set(NOTE, "typed, never stored");
+    RevertCB(nullptr, nullptr, nullptr);
+    EXPECT_EQ(std::vector<std::string>({shown(NUM), shown(MODE), shown(NOTE)}),
+              std::vector<std::string>({"2", "Yes", "typed, never stored"})); // stored nowhere: kept
+
+    // Closing the window is Done: with changes it asks, and No keeps the window and the edits.
+    set(NUM, "5");
+    std::string asked;
+    after(300, [&] {
+        if (Widget question = findDialog("question")) {
+            asked = xmText(question);
+            pressButton(XmMessageBoxGetChild(question, XmDIALOG_CANCEL_BUTTON));
+        }
+    });
+    sendDeleteWindow(shell_);
+    spinUntil([&] { return !asked.empty() && findDialog("question") == nullptr; }, 3000);
+    EXPECT_EQ(asked, "You have made changes.\nAre you sure you want to quit?");
+    EXPECT_EQ(shown(NUM), "5");
+}
+
+// Keys and the mouse on a long form, through the X server as a person would use them.
+TEST_F(EditorWindow, ALongFormFollowsTheFocusAndScrollsByRows)
+{
+    std::string text;
+    for (int i = 0; i < 30; ++i)
+        text += "VARIABLE: V" + std::to_string(i) +
+                (i % 3 == 1   ? "\nTYPE: BOOLEAN\nyes\nno\n"
+                 : i % 3 == 2 ? "\nTYPE: ONEOFMANY 2\na\nb\n"
+                              : "\nTYPE: SIMPLE\n");
+    open(text, "V0 zero\n");
+    Widget clip = nullptr, bar = nullptr, grid = XtNameToWidget(frame_, "*main_grid");
+    XtVaGetValues(XtNameToWidget(frame_, "swindow"), XmNclipWindow, &clip, XmNverticalScrollBar, &bar, nullptr);
+    auto at = [](Widget w, int dy = 0) { return std::pair(windowOrigin(w).x + 10, windowOrigin(w).y + dy); };
+    auto height = [](Widget w) { return extent(w, XmNheight); };
+    auto scrolled = [&] { return at(clip).second - at(grid).second; };
+    auto inView = [&](int row) {
+        const int top = at(gVarList[row].valueWidget).second;
+        return top >= at(clip).second && top + height(gVarList[row].valueWidget) <= at(clip).second + height(clip);
+    };
+    auto focusRow = [&] {
+        Widget focus = XmGetFocusWidget(shell_);
+        for (int i = 0; focus != nullptr && i < gNumVars; ++i)
+            if (focus == gVarList[i].valueWidget || XtParent(focus) == gVarList[i].valueWidget)
+                return i;
+        return -1;
+    };
+    // Runs xdotool, after moving the pointer `dy` pixels below the top of `w` when there is one.
+    auto xdotool = [&](const std::string &command, Widget w = nullptr, int dy = 0) {
+        const std::string move =
+            w ? "mousemove " + std::to_string(at(w, dy).first) + " " + std::to_string(at(w, dy).second) + " " : "";
+        ASSERT_EQ(std::system(("xdotool " + move + command).c_str()), 0);
+        spinFor(150);
+    };
+    XSetInputFocus(XtDisplay(shell_), XtWindow(shell_), RevertToParent, CurrentTime);
+    XmProcessTraversal(gVarList[0].valueWidget, XmTRAVERSE_CURRENT);
+    spinFor(100);
+    for (int row = 1; row < 14; ++row) {
+        xdotool("key Tab");
+        ASSERT_EQ(focusRow(), row);
+        EXPECT_TRUE(inView(row)) << "row " << row;
+    }
+    EXPECT_FALSE(inView(0));
+    XmProcessTraversal(gVarList[29].valueWidget, XmTRAVERSE_CURRENT);
+    xdotool("key Tab"); // after the last row come the buttons
+    EXPECT_EQ(XtParent(XmGetFocusWidget(shell_)), XtNameToWidget(XtParent(frame_), "action_area"));
+
+    // Page Up in a value moves the view by its height and the focus by as many rows.
+    const int pitch = at(gVarList[1].valueWidget).second - at(gVarList[0].valueWidget).second;
+    XmProcessTraversal(gVarList[29].valueWidget, XmTRAVERSE_CURRENT);
+    spinFor(100);
+    const int bottom = scrolled();
+    xdotool("key Prior");
+    EXPECT_EQ(bottom - scrolled(), height(clip) / pitch * pitch);
+    EXPECT_EQ(focusRow(), 29 - height(clip) / pitch);
+
+    // The wheel moves three rows a notch, over any row; a click on the lower scroll arrow one row.
+    const int start = scrolled();
+    xdotool("click 5 click 5", gVarList[focusRow()].valueWidget, 5);
+    xdotool("click 4", gVarList[focusRow()].valueWidget, 5);
+    EXPECT_EQ(scrolled() - start, 3 * pitch);
+    xdotool("click 1", bar, height(bar) - 6);
+    EXPECT_EQ(scrolled() - start, 4 * pitch);
+}
+
+// The value column takes half of what a wider window gives, so that long values show whole, and
+// gives it back when the window narrows again.
+TEST_F(EditorWindow, TheValueColumnFollowsTheWindowsWidth)
+{
+    open(kDescription, kConfig);
+    Widget clip = nullptr, grid = XtNameToWidget(frame_, "*main_grid"), field = var(BASE).valueWidget;
+    XtVaGetValues(XtNameToWidget(frame_, "swindow"), XmNclipWindow, &clip, nullptr);
+    auto width = [](Widget w) { return extent(w, XmNwidth); };
+    auto resize = [&](int w, int h) {
+        XResizeWindow(XtDisplay(shell_), XtWindow(shell_), static_cast<unsigned>(w), static_cast<unsigned>(h));
+        spinFor(300);
+    };
+    const int narrow = width(field), shellWidth = width(shell_), shellHeight = extent(shell_, XmNheight);
+    resize(1160, 500);
+    EXPECT_GT(width(field), narrow + 200);
+    const int gap = width(clip) - width(grid); // the two columns fill the view but for a few pixels
+    EXPECT_TRUE(gap == 8 || gap == 9) << gap;
+    resize(shellWidth, shellHeight);
+    EXPECT_EQ(width(field), narrow);
+}
+
+} // namespace
