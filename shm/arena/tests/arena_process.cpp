@@ -2,20 +2,17 @@
 
 #include "lumarix/shm.h"
 
-#include <cstdlib>
 #include <semaphore.h>
 #include <sys/shm.h>
 #include <unistd.h>
 
 namespace arena_test {
-
 namespace {
 
-std::vector<std::string> helperCommand(const std::vector<std::string> &commands)
+std::vector<std::string> helperCommand(std::vector<std::string> commands)
 {
-    std::vector<std::string> args{ARENA_HELPER_PATH};
-    args.insert(args.end(), commands.begin(), commands.end());
-    return args;
+    commands.insert(commands.begin(), ARENA_HELPER_PATH);
+    return commands;
 }
 
 lxtest::Env helperEnv(lxtest::Env env)
@@ -24,11 +21,7 @@ lxtest::Env helperEnv(lxtest::Env env)
     return env;
 }
 
-int segmentUnder(char project)
-{
-    const char *home = std::getenv("HOME");
-    return shmget(SG_key(home != nullptr ? home : "", project), 0, 0);
-}
+int segmentUnder(char project) { return shmget(SG_key(nullptr, project), 0, 0); }
 
 } // namespace
 
@@ -65,22 +58,19 @@ int controlSegment() { return segmentUnder('F'); }
 int dataSegment() { return segmentUnder('N'); }
 std::string semaphoreName() { return "/IWConfigSem_" + lxtest::userName(); }
 
-void removeArena()
-{
-    for (const int id : {controlSegment(), dataSegment()})
-        if (id >= 0)
-            shmctl(id, IPC_RMID, nullptr);
-    unlink(idFile().c_str());
-    sem_unlink(semaphoreName().c_str());
-}
-
 void ArenaTest::SetUp()
 {
-    // All processes must agree on the names.
-    unsetenv("LOGNAME");
-    setenv("USER", lxtest::userName().c_str(), 1);
+    setenv("USER", lxtest::userName().c_str(), 1); // all processes must agree on the names
     setenv("LOGNAME", lxtest::userName().c_str(), 1);
-    removeArena();
+    TearDown();
+}
+
+void ArenaTest::TearDown()
+{
+    for (const int id : {controlSegment(), dataSegment()})
+        shmctl(id, IPC_RMID, nullptr);
+    unlink(idFile().c_str());
+    sem_unlink(semaphoreName().c_str());
 }
 
 } // namespace arena_test

@@ -12,16 +12,13 @@
 namespace arena_test {
 
 using lxtest::exists;
-using lxtest::readFile;
 
 // One arena_helper process running the given commands, mapping the arena where every other
-// helper does unless `env` says otherwise. A helper still running at destruction gets end of
-// input, so a waiting one goes on to its last command.
+// helper does unless `env` says otherwise. At destruction a waiting helper gets end of input.
 class Helper : public lxtest::Process {
 public:
     explicit Helper(const std::vector<std::string> &commands, const lxtest::Env &env = {},
                     const std::vector<std::string> &wrapper = {});
-    void send(const std::string &text) { Process::send(text.substr(0, text.find('\n'))); }
     int finish(); // exit status; output() and errors() stay readable
     const std::string &output() const { return result_.out; }
     const std::string &errors() const { return result_.err; }
@@ -34,12 +31,10 @@ std::string idFile();
 int controlSegment(); // the control segment under our key, or -1
 int dataSegment();    // the data segment under our key, or -1
 std::string semaphoreName();
-void removeArena(); // removes segments, id file and semaphore of this user
 
 constexpr const char *kCreate = "create:16777216";
 
-// A suite process that made the arena (with `create`) and put alpha = value; it waits for "go"
-// before its "exit".
+// A suite process that made the arena (with `create`) and put alpha = value; it exits when sent a line.
 std::unique_ptr<Helper> creatorOf(const std::string &value, const std::string &create = kCreate,
                                   const lxtest::Env &env = {});
 // What another process finds: its attach result and alpha's value, e.g. "0 one" or "3 null".
@@ -49,7 +44,7 @@ std::string alphaSeenBy(const lxtest::Env &env = {}, const std::vector<std::stri
 class ArenaTest : public ::testing::Test {
 protected:
     void SetUp() override;
-    void TearDown() override { removeArena(); }
+    void TearDown() override;
 };
 
 } // namespace arena_test
