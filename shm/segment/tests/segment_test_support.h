@@ -16,7 +16,7 @@ namespace lx::test {
 
 using namespace lxtest;
 
-inline const std::string kHelper = SEGMENT_HELPER_PATH;
+inline const std::string kHelper = SHM_HELPER_PATH;
 constexpr uintptr_t kAddress = 0x500000000000; // free in plain and in sanitizer builds
 inline const std::string kAddressText = "500000000000";
 constexpr uint64_t kFirstBreak = 4'823'616;
