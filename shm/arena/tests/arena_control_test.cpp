@@ -183,15 +183,10 @@ TEST_F(ArenaLifecycle, FileArenaIsPrivateSharedAndRemovedOnExit)
 
 TEST_F(ArenaLifecycle, NamesFollowUserAndLognameElseTheLoginName)
 {
-    auto named = creatorOf("v", kCreate, {"USER=lxname", "LOGNAME=lxname"});
-    EXPECT_TRUE(exists("/tmp/lxname.api_shmid") && !exists(idFile()));
-    EXPECT_TRUE(exists("/dev/shm/sem.IWConfigSem_lxname"));
-    named->send("go");
-    named->finish();
-    EXPECT_FALSE(exists("/tmp/lxname.api_shmid"));
-    auto unnamed = creatorOf("v", kCreate, {"-USER", "-LOGNAME"});
-    EXPECT_TRUE(exists(idFile()));
-    EXPECT_TRUE(exists("/dev/shm/sem" + semaphoreName().replace(0, 1, ".")));
+    outputOf({kCreate, "put:a:v"}, {"USER=lxname", "LOGNAME=lxname"});
+    EXPECT_TRUE(exists("/tmp/lxname.api_shmid") && exists("/dev/shm/sem.IWConfigSem_lxname") && !exists(idFile()));
+    outputOf({kCreate, "put:a:v"}, {"-USER", "-LOGNAME"});
+    EXPECT_TRUE(exists(idFile()) && exists("/dev/shm/sem" + semaphoreName().replace(0, 1, ".")));
 }
 
 // Other users share /tmp: nothing found there is trusted or removed unless it is ours.

@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <semaphore.h>
+#include <sstream>
 
 using namespace arena_test;
 
@@ -66,31 +67,23 @@ TEST_F(NamedBlocks, DebugOutputFollowsEachListOperation)
     const lxtest::Result r = h.finish();
     const std::string pid = std::to_string(h.pid()), out = r.out;
     EXPECT_EQ(r.err, "Creating Config Protection Semaphore\n");
+    // In order, with % for the process id.
+    std::istringstream lines(
+        "IWAlcNamedSHM: Proc % Allocating 1 of 2 for a\n|IWAlcSHM: Allocating 1 of 2. Arena pointer is "
+        "0x300000000000\n|"
+        "IWAlcSHM: Pointer is 0x|IWAlcSHM: Allocating 1 of 40. Arena|IWAlcSHM: Allocating 2 of 1. Arena|"
+        "Before adding blocks, num blocks = 0\n|Added block a at position 0, new num blocks 1\n|IWAlcNamedSHM: Pointer "
+        "is 0x|Before adding blocks, num blocks = 1\n|Added block b at position 1, new num blocks 2\n|IWRtNamedSHMAdd: "
+        "Arena pointer is 0x300000000000\n|IWRtNamedSHMAdd: Proc % Finding SHM block named: b...\n|IWRtNamedSHMAdd: "
+        "Process % found config variable at 0x|IWRtNamedSHMAdd: Process % did NOT find config variable\n|"
+        "IWFreeNamedSHM: Proc % Freeing memory at ptr 0x|DeleteFromSharedMemNamedList: Removing a block from Named "
+        "SHM list|Deleted block 1, named b. New num blocks 1\n|Now freeing it's shared memory parts name 0x|IWFreeSHM: "
+        "Arena pointer is 0x300000000000\nIWFreeSHM: Freeing 0x|free b ok\n|FAILED TO FIND block pointed to by 0x");
     size_t at = 0;
-    for (const std::string &line :
-         std::vector<std::string>{"IWAlcNamedSHM: Proc " + pid + " Allocating 1 of 2 for a\n",
-                                  "IWAlcSHM: Allocating 1 of 2. Arena pointer is 0x300000000000\n",
-                                  "IWAlcSHM: Pointer is 0x",
-                                  "IWAlcSHM: Allocating 1 of 40. Arena",
-                                  "IWAlcSHM: Allocating 2 of 1. Arena",
-                                  "Before adding blocks, num blocks = 0\n",
-                                  "Added block a at position 0, new num blocks 1\n",
-                                  "IWAlcNamedSHM: Pointer is 0x",
-                                  "Before adding blocks, num blocks = 1\n",
-                                  "Added block b at position 1, new num blocks 2\n",
-                                  "IWRtNamedSHMAdd: Arena pointer is 0x300000000000\n",
-                                  "IWRtNamedSHMAdd: Proc " + pid + " Finding SHM block named: b...\n",
-                                  "IWRtNamedSHMAdd: Process " + pid + " found config variable at 0x",
-                                  "IWRtNamedSHMAdd: Process " + pid + " did NOT find config variable\n",
-                                  "IWFreeNamedSHM: Proc " + pid + " Freeing memory at ptr 0x",
-                                  "DeleteFromSharedMemNamedList: Removing a block from Named SHM list",
-                                  "Deleted block 1, named b. New num blocks 1\n",
-                                  "Now freeing it's shared memory parts name 0x",
-                                  "IWFreeSHM: Arena pointer is 0x300000000000\nIWFreeSHM: Freeing 0x",
-                                  "free b ok\n",
-                                  "FAILED TO FIND block pointed to by 0x"}) {
-        at = out.find(line, at);
-        ASSERT_NE(at, std::string::npos) << line << "\n" << out;
+    for (std::string line; std::getline(lines, line, '|');) {
+        for (size_t p; (p = line.find('%')) != std::string::npos;)
+            line.replace(p, 1, pid);
+        ASSERT_NE(at = out.find(line, at), std::string::npos) << line << "\n" << out;
     }
 }
 

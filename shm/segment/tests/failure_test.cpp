@@ -65,22 +65,15 @@ TEST(CreateFails, GivesTheReasonAndLeavesNothingBehind)
     EXPECT_FALSE(user_segment_exists()) << "a segment made for a failed create is removed";
 }
 
-// As much of the value as is hexadecimal is used, with a warning; too large a value fails.
+// As much of the value as is hexadecimal is used, with a warning.
 TEST(CreateFails, AddressThatIsNotHexadecimal)
 {
     TempDir dir;
-    const struct {
-        std::string value, out, err;
-    } cases[] = {{"500000000000xyz", "start 0x500000000000\n",
-                  "\"500000000000xyz\" is not a hexadecimal address; using 0x500000000000"},
-                 {"nowhere", "start 0x", "SG_create: LX_SHMSTADDR \"nowhere\" is not a hexadecimal address; using 0\n"},
-                 {"fffffffffffffffffff", "start (nil)\n", "\"fffffffffffffffffff\" is not a hexadecimal address"}};
-    for (const auto &c : cases) {
-        Result r = run_helper({"sg-create:" + dir / "a.map" + ":1048576"}, {"LX_SHMSTADDR=" + c.value});
-        EXPECT_EQ(r.out.rfind(c.out, 0), 0u) << r.out;
-        EXPECT_NE(r.err.find(c.err), std::string::npos) << r.err;
-        unlink((dir / "a.map").c_str());
-    }
+    Result r = run_helper({"sg-create:" + dir / "a.map" + ":1048576"}, {"LX_SHMSTADDR=500000000000xyz"});
+    EXPECT_EQ(r.out + r.err, "start 0x500000000000\nSG_create: LX_SHMSTADDR \"500000000000xyz\" is not a hexadecimal "
+                             "address; using 0x500000000000\n");
+    r = run_helper({"sg-create:" + dir / "b.map" + ":1048576"}, {"LX_SHMSTADDR=nowhere"});
+    EXPECT_NE(r.err.find("\"nowhere\" is not a hexadecimal address; using 0\n"), std::string::npos) << r.err;
 }
 
 } // namespace
