@@ -6,7 +6,9 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
+#include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -35,6 +37,13 @@ struct Helper : lxtest::Process {
     {
     }
 };
+
+// The commands of a helper written as one text, separated by spaces.
+inline std::vector<std::string> words(const std::string &text)
+{
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
+}
 
 // Runs a helper to its end: its standard output, then its standard error.
 inline std::string outputOf(const std::vector<std::string> &commands, const lxtest::Env &env = {})

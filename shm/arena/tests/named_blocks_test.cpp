@@ -17,38 +17,25 @@ bool has(const std::string &text, const std::string &part) { return text.find(pa
 class NamedBlocks : public ArenaTest {};
 
 // A second block of a name is appended; look-up finds the older one until it is freed. Setting
-// replaces the value of the oldest record in place.
-TEST_F(NamedBlocks, DuplicateNamesAndReplacedValues)
+// replaces the value of the oldest record in place. Zero counts and sizes list nothing; a null
+// name is listed but never found; freeing an unlisted block leaves the list alone. A full heap
+// is reported and the semaphore released; a freed block's room is used again.
+TEST_F(NamedBlocks, TheListsRules)
 {
-    const std::string out = outputOf({kCreate, "put:a:first", "put:a:second", "get:a", "free:a", "get:a", "free:a",
-                                      "get:a", "check", "set:a:one", "set:b:two", "set:a:three", "get:a", "check"});
+    const std::string out = outputOf(
+        words("create:16777216 put:a:first put:a:second get:a free:a get:a free:a get:a check set:a:one set:b:two "
+              "set:a:three get:a check put-count:0:8:z put-count:1:0:z put:-:anonymous get:(NONE) free-unlisted check "
+              "dump put-count:1:20000000:big put:small:v check put-count:1:8000000:c free:c put-count:1:8000000:d"));
     EXPECT_TRUE(has(out, " first\nfree a ok\nget a 0x")) << out;
     EXPECT_TRUE(has(out, " second\nfree a ok\nget a (nil)\ncheck ok 0\n")) << out;
-    EXPECT_TRUE(has(out, " three\ncheck ok 2\n")) << out;
-}
-
-// Zero counts and sizes list nothing; a null name is listed but never found; freeing an unlisted
-// block leaves the list alone.
-TEST_F(NamedBlocks, ZeroSizeNullNameAndUnlistedBlocksLeaveTheListIntact)
-{
-    const std::string out = outputOf({kCreate, "put-count:0:8:z", "put-count:1:0:z", "put:-:anonymous", "put:b:v",
-                                      "get:(NONE)", "free-unlisted", "check", "dump"});
-    EXPECT_TRUE(has(out, "put-count z (nil)\nput-count z (nil)\nput - 0x")) << out;
-    EXPECT_TRUE(has(out, "get (NONE) (nil)\nfree-unlisted done\ncheck ok 2\nSHM Block 0\nprev:\t\t(nil)\nnext:\t\t0x"));
-    EXPECT_TRUE(has(out, "\nsize:\t\t10\nfreed:\t\t0\naddr:\t\t0x")) << out;
-    EXPECT_TRUE(has(out, "name:\t\t(null)\nSHM Block 1\nprev:\t\t0x")) << out;
-    EXPECT_TRUE(has(out, "size:\t\t2\nfreed:\t\t0\naddr:\t\t0x")) << out;
-    EXPECT_TRUE(has(out, "name:\t\tb\nnumber of blocks should have been 2\n")) << out;
-    EXPECT_FALSE(has(out, "SMCalloc failed"));
-}
-
-TEST_F(NamedBlocks, ExhaustedHeapReportsAndReleasesTheSemaphore)
-{
-    const std::string out = outputOf({"create:6291456", "put-count:1:4000000:big", "put:small:v", "check", "exit"});
-    EXPECT_TRUE(has(out, "SMCalloc failed: Not enough SHM 1 4000000!!!\nput-count big (nil)\nput small 0x")) << out;
-    EXPECT_TRUE(has(out, "check ok 1\n")) << out;
-    EXPECT_TRUE(has(outputOf({kCreate, "put-count:1:8000000:a", "free:a", "put-count:1:8000000:b"}), "put-count b 0x"))
-        << "a freed block's room is used again";
+    EXPECT_TRUE(has(out, " three\ncheck ok 2\nput-count z (nil)\nput-count z (nil)\nput - 0x")) << out;
+    EXPECT_TRUE(has(out, "get (NONE) (nil)\nfree-unlisted done\ncheck ok 3\nSHM Block 0\nprev:\t\t(nil)\nnext:\t\t0x"));
+    EXPECT_TRUE(has(out, "\nsize:\t\t6\nfreed:\t\t0\naddr:\t\t0x")) << out;
+    EXPECT_TRUE(has(out, "name:\t\ta\nSHM Block 1\nprev:\t\t0x")) << out;
+    EXPECT_TRUE(has(out, "name:\t\t(null)\nnumber of blocks should have been 3\nSMCalloc failed: Not enough SHM 1 "
+                         "20000000!!!\nput-count big (nil)\nput small 0x"))
+        << out;
+    EXPECT_TRUE(has(out, "check ok 4\n") && has(out, "put-count d 0x")) << out;
 }
 
 TEST_F(NamedBlocks, WithoutAnArenaOrSemaphoreNothingIsAllocated)
