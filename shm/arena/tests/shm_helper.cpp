@@ -5,7 +5,7 @@
 //   (NAME - : no name) set:NAME:VALUE put-count:COUNT:SIZE:NAME get:NAME free:NAME free-addr:HEX
 //   free-unlisted
 // Segment (exit status 2: not mapped, 3: a check failed): sg-create:PATH:SIZE sg-attach:PATH:SIZE
-//   (PATH - : System V) read:HEX:TEXT write:TEXT malloc:N sbrk:N heap-check sg-detach calls key
+//   (PATH - : System V) read:HEX:TEXT write:TEXT malloc:N sbrk:N heap-check calls key
 #include "lumarix/shm.h"
 
 #include <csignal>
@@ -86,8 +86,6 @@ int run(const std::string &command)
         if (!SG_heap_check(reason, sizeof reason))
             return 3;
         say("check ok");
-    } else if (verb == "sg-detach") {
-        SG_detach(segment);
     } else if (verb == "calls") { // every allocation call once, for their traces
         void *p = SG_malloc(nullptr, 10), *q = SG_calloc(nullptr, 2, 8), *r = SG_reCalloc(nullptr, nullptr, 1, 4);
         void *p2 = SG_realloc(nullptr, p, 20), *q2 = SG_reCalloc(nullptr, q, 3, 8);

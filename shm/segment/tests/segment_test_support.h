@@ -23,13 +23,7 @@ constexpr uint64_t kFirstBreak = 4'823'616;
 constexpr uint64_t kShortfall = kFirstBreak - 2216; // allowance the heap cannot use
 inline void *const kRefused = reinterpret_cast<void *>(-1);
 
-inline void *address(uintptr_t a) { return reinterpret_cast<void *>(a); }
 inline std::string hex(const void *p) { return (std::ostringstream() << p).str(); }
-inline bool is_mapped(const void *p)
-{
-    auto page = reinterpret_cast<uintptr_t>(p) & ~uintptr_t{4095};
-    return msync(reinterpret_cast<void *>(page), 4096, MS_ASYNC) == 0 || errno != ENOMEM;
-}
 // "" when the heap is consistent, else the checker's reason.
 inline std::string heap_fault()
 {
