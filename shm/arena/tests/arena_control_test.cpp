@@ -5,10 +5,7 @@
 #include "lumarix/shm.h"
 
 #include <cstring>
-#include <sstream>
-#include <sys/shm.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace arena_test;
 using namespace std::string_literals;
@@ -181,11 +178,6 @@ TEST_F(ArenaLifecycle, NamesFollowUserAndLognameElseTheLoginName)
 // Other users share /tmp: nothing found there is trusted or removed unless it is ours.
 class TmpAttacks : public ArenaTest {
 protected:
-    void expectRefused(const std::string &why)
-    {
-        const std::string out = outputOf({"attach"});
-        EXPECT_EQ(out.rfind("attach 3\n" + why, 0), 0u) << out;
-    }
     static void giveToNobody(int segment)
     {
         shmid_ds info{};
@@ -237,7 +229,8 @@ TEST_F(TmpAttacks, ControlSegmentOfAnotherUserIsNotUsedOrRemoved)
     const int planted = shmget(SG_key(nullptr, 'F'), 4168, IPC_CREAT | 0666);
     giveToNobody(planted);
     lxtest::writeFile(idFile(), std::to_string(planted) + "\n");
-    expectRefused("sm-lib: ignoring control segment " + std::to_string(planted) + ": it belongs to user id 65534");
+    EXPECT_EQ(outputOf({"attach"}), "attach 3\nsm-lib: ignoring control segment " + std::to_string(planted) +
+                                        ": it belongs to user id 65534\n");
     EXPECT_EQ(controlSegment(), planted);
     EXPECT_TRUE(exists(idFile()));
 }
@@ -246,7 +239,7 @@ TEST_F(TmpAttacks, CleanUpAfterACrashLeavesADataSegmentOfAnotherUser)
 {
     outputOf({kCreate});
     giveToNobody(dataSegment());
-    expectRefused("Existing shared memory segment appears invalid.\n");
+    EXPECT_EQ(outputOf({"attach"}).rfind("attach 3\nExisting shared memory segment appears invalid.\n", 0), 0u);
     EXPECT_EQ(controlSegment(), -1);
     EXPECT_FALSE(exists(idFile()));
     EXPECT_NE(dataSegment(), -1);

@@ -3,8 +3,6 @@
 #include "arena_process.h"
 
 #include <csignal>
-#include <semaphore.h>
-#include <sstream>
 
 using namespace arena_test;
 

@@ -47,18 +47,16 @@ IWSharedGlobals &globals() { return *static_cast<IWSharedGlobals *>(IW_iwl_ptr);
 
 // The list must be walkable both ways, agree with its stored count, and every block must hold a
 // terminated value that fills it exactly (as every command here writes them).
-const char *listProblem()
+bool listIsWhole()
 {
     int walked = 0;
     const NamedSHMBlock *previous = nullptr;
     for (const NamedSHMBlock *r = globals().namedFirst; r != nullptr; previous = r, r = r->next, ++walked)
         if (r->prev != previous || r->addr == nullptr || walked > 100000 ||
             static_cast<size_t>(r->size) != std::strlen(static_cast<const char *>(r->addr)) + 1)
-            return "a broken record";
-    if (walked != globals().namedCount)
-        return "a wrong count";
+            return false;
     char reason[256];
-    return SG_heap_check(reason, sizeof reason) ? nullptr : "a broken heap";
+    return walked == globals().namedCount && SG_heap_check(reason, sizeof reason);
 }
 
 void *segment = nullptr;
@@ -146,10 +144,7 @@ int run(const std::string &command)
         for (;;)
             pause();
     } else if (verb == "check") {
-        if (const char *problem = listProblem())
-            say("check bad: %s", problem);
-        else
-            say("check ok %d", globals().namedCount);
+        say(listIsWhole() ? "check ok %d" : "check bad %d", globals().namedCount);
     } else if (verb == "dump") {
         IWDumpNamedSHM();
     } else {

@@ -1,6 +1,5 @@
 // Create and attach when the system says no. Each gives its message and null, and leaves nothing
 // behind.
-#include <sys/ipc.h>
 #include <sys/shm.h>
 
 #include "segment_test_support.h"

@@ -6,7 +6,6 @@
 #include <lumarix/shm.h>
 #include <sys/mman.h>
 
-#include <cerrno>
 #include <sstream>
 #include <string>
 

@@ -1,8 +1,6 @@
 // Two processes on one segment at one address, in the mode this binary was built for (System V
 // segment, or a mapped file when LX_TEST_FILE_MODE is 1).
-#include <sys/ipc.h>
 #include <sys/shm.h>
-#include <sys/stat.h>
 
 #include <cstring>
 
