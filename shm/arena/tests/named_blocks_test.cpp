@@ -6,11 +6,7 @@
 
 using namespace arena_test;
 
-namespace {
-
-bool has(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
-
-} // namespace
+static bool has(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
 
 class NamedBlocks : public ArenaTest {};
 

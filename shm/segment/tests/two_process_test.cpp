@@ -69,6 +69,7 @@ TEST_F(TwoProcesses, ShareThenDestroyAndDetach)
     EXPECT_EQ(GBLdl_p, nullptr);
     EXPECT_EQ(SG_malloc(nullptr, 8), nullptr);
     EXPECT_EQ(SHMsbrk(0), kRefused);
+    EXPECT_EQ(SG_malloc_usable_size(mine), 0u);
     helper.send("go");
     EXPECT_EQ(helper.line(), "read ok") << "the attached process keeps its memory";
     EXPECT_EQ(run_helper({attach()}).out, kFileMode
