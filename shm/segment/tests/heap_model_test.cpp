@@ -15,14 +15,11 @@ TEST(HeapModel, RandomProgramsKeepEveryBlockIntact)
     TempDir dir;
     std::mt19937 rng(7);
     for (int i = 0; i < 16; ++i) {
-        std::string program(4 * 3000, '\0');
-        for (size_t k = 0; k < program.size(); k += 4) {
-            unsigned op = rng() % 40;
-            program[k] = static_cast<char>((op < 39 ? op % 4 : 4) + (rng() % 8 == 0 ? 130 : 0)); // 130: size x 16
-            program[k + 1] = static_cast<char>(rng());
-            program[k + 2] = static_cast<char>(rng() % 8 == 0 ? rng() : 0);
-            program[k + 3] = static_cast<char>(rng());
-        }
+        std::string program(4 * 3000, '\0'); // operation (130 more: size x 16), slot, size high, size low
+        for (size_t k = 0; k < program.size(); ++k)
+            program[k] = static_cast<char>(k % 4 == 0   ? (rng() % 40 < 39 ? rng() % 4 : 4) + (rng() % 8 ? 0 : 130)
+                                           : k % 4 == 2 ? (rng() % 8 ? 0 : rng())
+                                                        : rng());
         writeFile(dir / std::to_string(i), program);
     }
     Result r = run({HEAP_OPS_FUZZ_PATH, dir.path()});

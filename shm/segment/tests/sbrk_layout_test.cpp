@@ -90,16 +90,19 @@ TEST(UserKey, MixesTheUserIdWithTheProjectLetter)
 TEST(Traces, CreateAttachAndEveryAllocationCall)
 {
     TempDir dir;
-    const std::string path = dir / "traced.map", bytes = " as mmap region of 1050792 bytes\nstart 0x500000000000\n",
-                      brk = "GBLdl_p 0x500000000640,  cuSHMbrk 0x500000499a40\n";
+    const std::string path = dir / "traced.map", bytes = " as mmap region of 1050792 bytes\nstart 0x500000000000\n";
     Result r = run_helper({"sg-create:" + path + ":1048576"}, {"DEBUG_SG=1"});
-    EXPECT_EQ(r.out + r.err, "SG_create: Opening file " + path + bytes + "SG_create: " + brk);
+    EXPECT_EQ(r.out + r.err, "SG_create: Opening file " + path + bytes +
+                                 "SG_create: GBLdl_p 0x500000000640,  cuSHMbrk 0x500000499a40\n");
     EXPECT_EQ(run_helper({"sg-attach:" + path + ":1048576"}, {"DEBUG_SG=1"}).out,
               "SG_attach: Attaching to file " + path + bytes);
     r = run_helper({"sg-create:-:16777216", "calls"}, {"DEBUG_SG=1"});
     std::string a, b, c, a2, b2;
     std::istringstream(r.out.substr(r.out.find("calls ") + 6)) >> a >> b >> c >> a2 >> b2;
     EXPECT_EQ(r.out.rfind("SG_create: Creating shared memory of 16779432 bytes\nSG_create: Key is 0x", 0), 0u) << r.out;
+    EXPECT_EQ(run_helper({"sg-attach:-:16777216"}, {"DEBUG_SG=1"})
+                  .out.rfind("SG_attach: Attaching shared memory region of 16779432 bytes\nSG_attach: Key is 0x", 0),
+              0u);
     size_t at = 0;
     for (const std::string &line : std::vector<std::string>{
              "SHMsbrk(0): GBLdl_p 0x500000000640,  curSHMbrk 0x500000499a40\n", a + " = SG_malloc(10) pid=",
