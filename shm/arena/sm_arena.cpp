@@ -2,6 +2,7 @@
 #include "sm_internal.h"
 
 #include "lumarix/shm.h"
+#include "segment/file_trust.h"
 #include "segment/process_state.h"
 
 #include <algorithm>
@@ -213,8 +214,7 @@ void SMExit(SMArena *arena, int remove_file)
         // by another user, a link, writable by others).
         struct stat st {};
         if (controlHeld() && remove_file && !s.arena_path.empty() && (!s.mapped || s.control->start != 0) &&
-            lstat(s.arena_path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == geteuid() &&
-            (st.st_mode & (S_IWGRP | S_IWOTH)) == 0)
+            lstat(s.arena_path.c_str(), &st) == 0 && lx::seg::distrust(st) == nullptr)
             unlink(s.arena_path.c_str());
         removeControlSegment(__func__);
         removeIdFile();

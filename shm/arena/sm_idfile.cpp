@@ -4,6 +4,8 @@
 // file rather than written in place.
 #include "sm_internal.h"
 
+#include "segment/file_trust.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -18,18 +20,6 @@ namespace {
 void complain(const std::string &file, const char *why)
 {
     std::fprintf(stderr, "sm-lib: ignoring id file %s: %s\n", file.c_str(), why);
-}
-
-// Why a file we opened cannot be trusted, or null when it can.
-const char *distrust(const struct stat &st)
-{
-    if (!S_ISREG(st.st_mode))
-        return "it is not a regular file";
-    if (st.st_uid != geteuid())
-        return "it belongs to another user";
-    if ((st.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        return "it is writable by group or others";
-    return nullptr;
 }
 
 } // namespace
@@ -113,8 +103,7 @@ int smGetCtlId()
         s.last_error = SM_IDFILE_FAILED;
         return s.last_error;
     }
-    struct stat st {};
-    const char *why = fstat(fd, &st) != 0 ? "it cannot be examined" : distrust(st);
+    const char *why = lx::seg::distrust_fd(fd);
     char text[64] = {};
     ssize_t got = 0;
     if (why == nullptr) {

@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "file_trust.h"
 #include "heap.h"
 #include "process_state.h"
 #include "segment_layout.h"
@@ -132,21 +133,6 @@ struct OpenedFile {
     bool created = false;
 };
 
-// Why an arena file we opened must not be used (/tmp is shared with other users), or null.
-const char *distrust_file(int fd)
-{
-    struct stat st {};
-    if (fstat(fd, &st) != 0)
-        return "it cannot be examined";
-    if (!S_ISREG(st.st_mode))
-        return "it is not a regular file";
-    if (st.st_uid != geteuid())
-        return "it belongs to another user";
-    if ((st.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        return "it is writable by group or others";
-    return nullptr;
-}
-
 // A new file is made 0600 whatever the umask; an existing one is used only when it is a regular
 // file of ours that nobody else may write. A symbolic link is never followed.
 OpenedFile open_file(const char *path, bool create, const char *caller)
@@ -169,7 +155,7 @@ OpenedFile open_file(const char *path, bool create, const char *caller)
             std::fprintf(stderr, "%s: refusing %s: it is a symbolic link\n", caller, path);
         return f;
     }
-    if (const char *why = distrust_file(f.fd)) {
+    if (const char *why = distrust_fd(f.fd)) {
         std::fprintf(stderr, "%s: refusing %s: %s\n", caller, path, why);
         close(f.fd);
         f.fd = -1;

@@ -1,333 +1,262 @@
-// Arena control across real processes: finding the arena, removing a crashed suite's
-// leftovers, who may remove it, and an id file or control segment planted in /tmp.
+// Arena control: its services in this process, and across real processes finding the arena,
+// removing a crashed suite's leftovers, who may remove it, and what other users plant in /tmp.
 #include "arena_process.h"
 
 #include "lumarix/shm.h"
 
 #include <cstring>
-#include <fstream>
-#include <sstream>
-#include <sys/shm.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace arena_test;
+using namespace std::string_literals;
 
-namespace {
+using ArenaServices = ArenaTest;
 
-std::string field(const std::string &line, int index)
+// Each call in this process, traced: the trace names every operation, internal steps included,
+// only while it is on. Attach clears handle words 0 and 2 (word 1 is the caller's); a second
+// create clears word 0; SMRealloc of a null block allocates nothing.
+TEST_F(ArenaServices, EachCallWorksAndIsTraced)
 {
-    std::istringstream in(line);
-    std::string word;
-    for (int i = 0; i <= index; ++i)
-        in >> word;
-    return word;
+    SMArena arena{{1, 2, 3}}, again{{1, 2, 3}};
+    SMSetTrace(1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(SMAttachToArena(&arena), SM_NO_ARENA);
+    EXPECT_EQ(std::vector<uint64_t>(arena.word, arena.word + 3), (std::vector<uint64_t>{0, 2, 0}));
+    ASSERT_EQ(SMCreateArena(&arena, 16 << 20, nullptr), SM_OK);
+    EXPECT_EQ(SMCreateArena(&again, 16 << 20, nullptr), SM_CONTROL_HELD);
+    EXPECT_EQ(again.word[0], 0u);
+    void *block = SMRecalloc(&arena, SMRealloc(&arena, SMMalloc(&arena, 8), 16), 2, 16);
+    EXPECT_EQ(SMRealloc(&arena, nullptr, 16), nullptr);
+    SMFree(&arena, block);
+    void *info = SMCalloc(&arena, 1, 8);
+    SMPutInfo(&arena, info);
+    EXPECT_EQ(SMGetInfo(&arena), info);
+    EXPECT_EQ(SMSetSyncState(2), 2);
+    EXPECT_EQ(SMGetSyncState(), 2);
+    EXPECT_EQ(SMGetError(), SM_OK);
+    EXPECT_STREQ(SMGetMethod(), "API Tallowmere manager");
+    uint64_t current = 0, maximum = 0;
+    rlimit limit{};
+    EXPECT_TRUE(SMGetRLimit(&current, &maximum) == 0 && getrlimit(RLIMIT_AS, &limit) == 0 && current == limit.rlim_cur);
+    EXPECT_EQ(SMSetRLimit(current, maximum), 0);
+    EXPECT_GT(SMGetSpaceFree("/tmp"), 0);
+    EXPECT_EQ(SMDetachFromArena(&arena), SM_OK);
+    EXPECT_EQ(SMDestroyArena(&arena), SM_OK);
+    SMExit(nullptr, 0); // the control segment is gone already: said, and accepted
+    SMSetTrace(0);
+    EXPECT_EQ(SMGetSpaceFree("/no/such/folder"), -1);
+    std::string expected, op, pid = ", pid=" + std::to_string(getpid()) + "\n";
+    for (std::istringstream in("SMAttachToArena smAttachControl smGetCtlId smGetIdFileName SMCreateArena "
+                               "smAllocateControl smAttachControl smGetIdFileName smWriteCtlId smGetIdFileName "
+                               "SMCreateArena SMMalloc SMRealloc SMRecalloc SMRealloc SMMalloc SMFree SMCalloc "
+                               "SMPutInfo SMGetInfo SMSetSyncState SMGetSyncState SMGetError SMGetMethod SMGetRLimit "
+                               "SMSetRLimit SMGetSpaceFree SMDetachFromArena SMDestroyArena SMExit");
+         in >> op;)
+        expected += "sm-lib : " + op + pid;
+    expected += "SMExit: Error removing control shared memory: Invalid argumentsm-lib : smGetIdFileName" + pid +
+                "statfs: No such file or directory\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), expected);
+    EXPECT_TRUE(controlSegment() == -1 && dataSegment() == -1 && !exists(idFile())) << "all removed";
 }
 
-void writeIdFile(const std::string &text, mode_t mode)
+using ArenaLifecycle = ArenaTest;
+
+// Another process finds the arena and its blocks, but only the creator that the control block
+// records may remove it (not the one a process remembers): here an heir the test makes so.
+TEST_F(ArenaLifecycle, AttachFromAnotherProcessAndOnlyTheRecordedCreatorRemovesTheArena)
 {
-    lxtest::writeFile(idFile(), text);
-    chmod(idFile().c_str(), mode);
-}
-
-} // namespace
-
-class ArenaLifecycle : public ArenaTest {};
-
-TEST_F(ArenaLifecycle, AttachFromAnotherProcessSharesInfoAndBlocks)
-{
-    Helper creator({kCreate, "put:alpha:one", "put:beta:two", "wait", "exit"});
-    ASSERT_EQ(field(creator.line(), 1), "0");
-    const std::string info = creator.line();
-    const std::string alpha = field(creator.line(), 2);
-    creator.line();
-
-    Helper reader({"attach", "get:beta", "get:alpha", "get:gamma"});
-    EXPECT_EQ(reader.line(), "attach 0");
-    EXPECT_EQ(reader.line(), info);
-    EXPECT_EQ(field(reader.line(), 3), "two");
-    EXPECT_EQ(reader.line(), "get alpha " + alpha + " one");
-    EXPECT_EQ(reader.line(), "get gamma null");
-    EXPECT_EQ(reader.finish(), 0);
-
-    creator.send("go");
-    EXPECT_EQ(creator.line(), "exit 0");
-    EXPECT_EQ(creator.finish(), 0);
-    EXPECT_FALSE(exists(idFile()));
-    EXPECT_EQ(controlSegment(), -1);
-    EXPECT_EQ(dataSegment(), -1);
-}
-
-// Another address would follow foreign pointers; a PID namespace hides the creator, which is no
-// proof that it is gone.
-TEST_F(ArenaLifecycle, AttachIsRefusedAtAnotherAddressAndKeepsAnUnseenCreatorsArena)
-{
-    auto creator = creatorOf("one");
-    EXPECT_EQ(alphaSeenBy({"LX_SHMSTADDR=310000000000"}), "3 null");
-    if (std::system("unshare --pid --fork true 2>/dev/null") == 0) {
-        EXPECT_EQ(alphaSeenBy({}, {"unshare", "--pid", "--fork"}), "0 one");
-    }
+    Helper creator({kCreate, "put:alpha:one", "wait", "exit"});
+    const std::string info = creator.lineStarting("info"), put = creator.line();
+    EXPECT_EQ(outputOf({"attach", "get:alpha", "get:gamma", "exit", "destroy", "detach"}),
+              "attach 0\n" + info + "\nget alpha " + put.substr(10) +
+                  " one\nget gamma (nil)\nexit 4\ndestroy 4\ndetach 0\n");
     EXPECT_EQ(alphaSeenBy(), "0 one");
-    EXPECT_NE(controlSegment(), -1);
-    creator->send("go");
-    EXPECT_EQ(creator->line(), "exit 0");
-}
-
-TEST_F(ArenaLifecycle, AttachAfterTheCreatorDiedRemovesLeftoversAndANewArenaIsNotMistakenForThem)
-{
-    Helper crashed({kCreate, "put:alpha:one"});
-    ASSERT_EQ(crashed.finish(), 0);
-    ASSERT_TRUE(exists(idFile()));
-    ASSERT_NE(dataSegment(), -1);
-
-    Helper late({"attach"});
-    EXPECT_EQ(late.finish(), 0);
-    EXPECT_EQ(late.output(), "attach 3\n");
-    EXPECT_NE(late.errors().find("Existing shared memory segment appears invalid.\n"), std::string::npos);
-    EXPECT_FALSE(exists(idFile()));
-    EXPECT_EQ(controlSegment(), -1);
-    EXPECT_EQ(dataSegment(), -1);
-    Helper again({"attach"}); // no id file any more: a quiet 3
-    again.finish();
-    EXPECT_EQ(again.output() + again.errors(), "attach 3\n");
-
-    Helper crashedAgain({kCreate});
-    ASSERT_EQ(crashedAgain.finish(), 0);
-    auto creator = creatorOf("fresh");
-    EXPECT_EQ(alphaSeenBy(), "0 fresh");
-    creator->send("go");
-    EXPECT_EQ(creator->line(), "exit 0");
-}
-
-// Who may remove the arena is what the control block records, not what a process remembers.
-TEST_F(ArenaLifecycle, OnlyTheRecordedCreatorMayRemoveTheArena)
-{
-    auto creator = creatorOf("one");
-    Helper other({"attach", "exit", "destroy", "get:alpha", "detach"});
-    other.finish();
-    EXPECT_NE(other.output().find("exit 4\ndestroy 4\nget alpha 0x"), std::string::npos) << other.output();
-    EXPECT_NE(other.output().find(" one\ndetach 0\n"), std::string::npos) << other.output();
-    EXPECT_TRUE(exists(idFile()));
-    EXPECT_EQ(alphaSeenBy(), "0 one");
-
     Helper heir({"attach", "wait", "exit"});
     ASSERT_EQ(heir.line(), "attach 0");
     void *block = shmat(controlSegment(), nullptr, 0);
-    ASSERT_NE(block, reinterpret_cast<void *>(-1));
     const int32_t pid = heir.pid();
     std::memcpy(static_cast<char *>(block) + 4100, &pid, sizeof pid);
     shmdt(block);
     heir.send("go");
     EXPECT_EQ(heir.lineStarting("exit"), "exit 0");
-    EXPECT_EQ(controlSegment(), -1);
-    creator->send("go");
-    EXPECT_EQ(creator->line(), "exit 4");
+    EXPECT_TRUE(controlSegment() == -1 && dataSegment() == -1 && !exists(idFile())) << "all removed";
+    creator.send("go");
+    EXPECT_EQ(creator.line(), "exit 4");
 }
 
-// One arena per user id: a second creator is refused whatever USER says, and names the first.
+// The owner is the live creator: none, or a crashed one, is 0; one that lives unseen, -1.
+TEST_F(ArenaLifecycle, OwnerIsTheLiveCreator)
+{
+    outputOf({kCreate});
+    EXPECT_EQ(outputOf({"owner"}), "owner 0\n");
+    TearDown();
+    EXPECT_EQ(outputOf({"owner"}), "owner 0\n");
+    auto creator = creatorOf("one");
+    EXPECT_EQ(outputOf({"owner"}), "owner " + std::to_string(creator->pid()) + "\n");
+    creator->send("go");
+    creator->finish();
+    shmat(shmget(SG_key(nullptr, 'F'), 4168, IPC_CREAT | 0600), nullptr, 0); // no creator recorded in it
+    EXPECT_EQ(Helper({"owner"}, {}, {"unshare", "--pid", "--fork"}).finish().out, "owner -1\n");
+    EXPECT_EQ(outputOf({"owner"}), "owner " + std::to_string(getpid()) + "\n");
+}
+
+// Another address would follow foreign pointers; a PID namespace hides the creator, which is no
+// proof that it is gone.
+TEST_F(ArenaLifecycle, AttachIsRefusedAtAnotherAddressAndKeepsALiveCreatorsArena)
+{
+    Helper creator({kCreate, "put:alpha:one", "detach", "wait"}); // detached, but alive: its arena stays
+    creator.lineStarting("detach");
+    EXPECT_EQ(alphaSeenBy({"LX_SHMSTADDR=310000000000"}), "3 (nil)");
+    EXPECT_EQ(alphaSeenBy({}, {"unshare", "--pid", "--fork"}), "0 one");
+    EXPECT_EQ(alphaSeenBy(), "0 one");
+}
+
+TEST_F(ArenaLifecycle, AttachAfterTheCreatorDiedRemovesLeftoversAndANewArenaIsNotMistakenForThem)
+{
+    outputOf({kCreate, "put:alpha:one"});
+    ASSERT_TRUE(exists(idFile()) && dataSegment() != -1);
+    EXPECT_EQ(outputOf({"attach"}), "attach 3\nExisting shared memory segment appears invalid.\n");
+    EXPECT_TRUE(controlSegment() == -1 && dataSegment() == -1 && !exists(idFile())) << "all removed";
+    EXPECT_EQ(outputOf({"attach"}), "attach 3\n") << "no id file any more: a quiet 3";
+    outputOf({kCreate});
+    auto creator = creatorOf("fresh");
+    EXPECT_EQ(alphaSeenBy(), "0 fresh");
+}
+
+// One arena per user id: a second creator is refused whatever USER says, names the first and
+// touches nothing; a failed create never reports "Success".
 TEST_F(ArenaLifecycle, SecondCreatorIsRefusedWhateverItsUserAndTouchesNothing)
 {
+    ASSERT_NE(std::getenv("LX_TEST_PRIVATE_NAMESPACES"), nullptr) << "id 0 is taken only in a private namespace";
+    shmctl(0, IPC_RMID, nullptr); // a control segment of id 0 is as good as any: the creator's gets it
+    lxtest::writeFile("/proc/sys/kernel/shm_next_id", "0");
     auto creator = creatorOf("one");
-    const int control = controlSegment();
-    Helper second({kCreate, "exit"}, {"USER=lxsomeoneelse", "LOGNAME=lxsomeoneelse"});
-    EXPECT_EQ(second.line(), "create 1 null");
-    second.finish();
-    EXPECT_NE(second.errors().find("belongs to the running process " + std::to_string(creator->pid())),
-              std::string::npos)
-        << second.errors();
-    EXPECT_FALSE(exists("/tmp/lxsomeoneelse.api_shmid"));
-    EXPECT_EQ(controlSegment(), control);
+    ASSERT_EQ(controlSegment(), 0);
+    EXPECT_EQ(outputOf({kCreate, "exit"}, {"USER=lxsomeoneelse", "LOGNAME=lxsomeoneelse"}),
+              "create 1 (nil)\nexit 0\nsmAllocateControl: the arena of this user belongs to the running process " +
+                  std::to_string(creator->pid()) + "\n");
+    EXPECT_TRUE(!exists("/tmp/lxsomeoneelse.api_shmid") && controlSegment() == 0);
     EXPECT_EQ(alphaSeenBy(), "0 one");
     creator->send("go");
-    EXPECT_EQ(creator->line(), "exit 0");
+    creator->finish();
+    const std::vector<std::string> capped{"unshare", "--ipc", "sh", "-c",
+                                          "echo 4000 >/proc/sys/kernel/shmmax; exec \"$0\" \"$@\""};
+    EXPECT_EQ(Helper({kCreate}, {}, capped).finish().err,
+              "smAllocateControl: shmget failed\nError: 22 Invalid argument\n\n");
+    lxtest::writeFile(kArenaFile, "mine"); // not made by the failed create: exit keeps it
+    EXPECT_EQ(
+        outputOf({"create:100:" + std::string(kArenaFile), "exit"}),
+        "create 0 (nil)\nexit 0\nSG_create: a heap of 100 bytes cannot be mapped (1560 to 2^62)\nSMCreateArena() -- "
+        "mm_create(): the arena segment could not be made\n");
+    EXPECT_EQ(lxtest::readFile(kArenaFile), "mine");
 }
 
-// A file arena is shared like a segment and removed on exit; an existing file of ours is reused
-// without a word, and a failed create never reports "Success".
-TEST_F(ArenaLifecycle, FileArenaIsSharedReusedAndRemovedOnExit)
+// A file arena is made 0600 whatever the umask, shared like a segment and removed on exit.
+TEST_F(ArenaLifecycle, FileArenaIsPrivateSharedAndRemovedOnExit)
 {
-    const std::string file = "/tmp/arena-test-" + std::to_string(getpid()) + ".map";
-    lxtest::writeFile(file, "old");
-    chmod(file.c_str(), 0600);
-    auto creator = creatorOf("mapped", std::string(kCreate) + ":" + file);
-    EXPECT_EQ(dataSegment(), -1);
+    const mode_t mask = umask(0);
+    auto creator = creatorOf("mapped", std::string(kCreate) + ":" + kArenaFile);
+    umask(mask);
+    struct stat st {};
+    EXPECT_TRUE(stat(kArenaFile, &st) == 0 && (st.st_mode & 0777) == 0600 && dataSegment() == -1);
     EXPECT_EQ(alphaSeenBy(), "0 mapped");
     creator->send("go");
-    EXPECT_EQ(creator->line(), "exit 0");
-    EXPECT_EQ(creator->finish(), 0);
-    EXPECT_EQ(creator->errors(), "");
-    EXPECT_FALSE(exists(file));
-
-    Helper tiny({"create:100", "exit"});
-    EXPECT_EQ(tiny.line(), "create 0 null");
-    tiny.finish();
-    EXPECT_NE(tiny.errors().find("cannot be mapped"), std::string::npos) << tiny.errors();
-    EXPECT_EQ(tiny.errors().find("Success"), std::string::npos) << tiny.errors();
+    EXPECT_EQ(creator->finish().err, "");
+    EXPECT_FALSE(exists(kArenaFile));
 }
 
 TEST_F(ArenaLifecycle, NamesFollowUserAndLognameElseTheLoginName)
 {
-    auto named = creatorOf("v", kCreate, {"USER=lxnamecheck", "LOGNAME=lxnamecheck"});
-    EXPECT_TRUE(exists("/tmp/lxnamecheck.api_shmid"));
-    EXPECT_FALSE(exists(idFile()));
-    named->send("go");
-    named->finish();
-    EXPECT_FALSE(exists("/tmp/lxnamecheck.api_shmid"));
-    EXPECT_TRUE(exists("/dev/shm/sem.IWConfigSem_lxnamecheck"));
-
-    auto unnamed = creatorOf("v", kCreate, {"-USER", "-LOGNAME"});
-    EXPECT_TRUE(exists(idFile()));
-    EXPECT_TRUE(exists("/dev/shm/sem" + semaphoreName().replace(0, 1, ".")));
-    unnamed->send("go");
+    outputOf({kCreate, "put:a:v"}, {"USER=lxname", "LOGNAME=lxname"});
+    EXPECT_TRUE(exists("/tmp/lxname.api_shmid") && exists("/dev/shm/sem.IWConfigSem_lxname") && !exists(idFile()));
+    outputOf({kCreate, "put:a:v"}, {"-USER", "-LOGNAME"});
+    EXPECT_TRUE(exists(idFile()) && exists("/dev/shm/sem" + semaphoreName().replace(0, 1, ".")));
 }
 
 // Other users share /tmp: nothing found there is trusted or removed unless it is ours.
 class TmpAttacks : public ArenaTest {
 protected:
-    void expectRefused(const std::string &why)
+    static void giveToNobody(int segment)
     {
-        Helper attacher({"attach"});
-        EXPECT_EQ(attacher.line(), "attach 3");
-        attacher.finish();
-        EXPECT_NE(attacher.errors().find(why), std::string::npos) << attacher.errors();
+        shmid_ds info{};
+        ASSERT_EQ(shmctl(segment, IPC_STAT, &info), 0);
+        info.shm_perm.uid = 65534;
+        ASSERT_EQ(shmctl(segment, IPC_SET, &info), 0);
     }
+    const std::string nobody = "setpriv --reuid=nobody --regid=nogroup --clear-groups ";
 };
 
-TEST_F(TmpAttacks, SymbolicLinkOfAnotherUserIsNeitherFollowedNorReplaced)
+// An id file, or an arena file, is used only when it is a regular file of ours that others may not
+// write (and an id file must hold an id); a refused one is left where it is. A link planted by
+// another user as the id file is not replaced by a create either.
+TEST_F(TmpAttacks, FilesThatAreNotOursAreRefusedAndKept)
 {
-    const std::string target = "/tmp/arena-test-target-" + std::to_string(getpid());
-    std::ofstream(target) << "precious\n";
-    ASSERT_EQ(
-        std::system(("setpriv --reuid=nobody --regid=nogroup --clear-groups ln -s " + target + " " + idFile()).c_str()),
-        0);
-
-    expectRefused("is a symbolic link");
-    Helper creator({kCreate});
-    EXPECT_EQ(creator.line(), "create 2 null");
-    creator.finish();
-    EXPECT_NE(creator.errors().find("belongs to another user"), std::string::npos);
-
-    struct stat st {};
-    EXPECT_EQ(lstat(idFile().c_str(), &st), 0);
-    EXPECT_TRUE(S_ISLNK(st.st_mode));
-    EXPECT_EQ(readFile(target), "precious\n");
+    const std::string id = idFile(), target = "/tmp/arena-test-target", file = kArenaFile;
+    const std::string idWhy = "attach 3\nsm-lib: ignoring id file " + id + ": it ",
+                      fileWhy = "create 0 (nil)\nexit 0\nSG_create: refusing " + file + ": it ";
+    lxtest::writeFile(target, "precious\n");
+    const struct {
+        std::string plant, command, said;
+    } cases[] = {{"echo 5 > " + id + " && chown nobody " + id, "attach", idWhy + "belongs to another user"},
+                 {"echo 5 > " + id + " && chmod 664 " + id, "attach", idWhy + "is writable by group or others"},
+                 {"echo hello > " + id, "attach", idWhy + "does not hold a segment id"},
+                 {"mkfifo " + id, "attach", idWhy + "is not a regular file"}, // must not hang the reader
+                 {nobody + "touch " + file, kCreate + (":" + file), fileWhy + "belongs to another user"},
+                 {nobody + "ln -s /etc/hostname " + file, kCreate + (":" + file), fileWhy + "is a symbolic link"},
+                 {"touch " + file + " && chmod 666 " + file, kCreate + (":" + file), fileWhy + "is writable by group"},
+                 {nobody + "ln -s " + target + " " + id, "attach", idWhy + "is a symbolic link"}};
+    for (const auto &c : cases) {
+        unlink(id.c_str());
+        unlink(file.c_str());
+        ASSERT_EQ(std::system(c.plant.c_str()), 0) << c.plant;
+        const bool attach = c.command == "attach";
+        const std::string out = outputOf(attach ? std::vector<std::string>{"attach"} : std::vector{c.command, "exit"s});
+        EXPECT_NE(out.find(c.said), std::string::npos) << out;
+        EXPECT_TRUE(exists(attach ? id : file));
+    }
+    EXPECT_NE(outputOf({kCreate}).find("create 2 (nil)\nsm-lib: ignoring id file " + id +
+                                       ": it belongs to another user and is left alone\n"),
+              std::string::npos);
+    EXPECT_EQ(lxtest::readFile(id), "precious\n");
     EXPECT_EQ(controlSegment(), -1);
     unlink(target.c_str());
 }
 
-TEST_F(TmpAttacks, IdFileOfAnotherUserOrWritableByOthersIsIgnoredAndKept)
+// Ours is private; one planted by another user is refused, said once, never waited for.
+TEST_F(TmpAttacks, SemaphoreOfAnotherUserIsRefused)
 {
-    Helper creator({kCreate, "wait", "exit"});
-    ASSERT_EQ(field(creator.line(), 1), "0");
-    creator.line();
-    const int control = controlSegment();
-
-    ASSERT_EQ(chown(idFile().c_str(), 65534, 65534), 0);
-    expectRefused("belongs to another user");
-    ASSERT_EQ(chown(idFile().c_str(), getuid(), getgid()), 0);
-    ASSERT_EQ(chmod(idFile().c_str(), 0664), 0);
-    expectRefused("writable by group or others");
-    EXPECT_TRUE(exists(idFile()));
-    EXPECT_EQ(controlSegment(), control);
-
-    ASSERT_EQ(chmod(idFile().c_str(), 0644), 0);
-    Helper reader({"attach"});
-    EXPECT_EQ(reader.line(), "attach 0");
-    creator.send("go\n");
-    EXPECT_EQ(creator.line(), "exit 0");
+    const std::string file = "/dev/shm/sem" + semaphoreName().replace(0, 1, ".");
+    outputOf({kCreate, "put:a:1"});
+    struct stat st {};
+    EXPECT_TRUE(stat(file.c_str(), &st) == 0 && (st.st_mode & 0777) == 0600);
+    ASSERT_EQ(chown(file.c_str(), 65534, 65534), 0);
+    const std::string out = outputOf({kCreate, "put:a:1", "get:a"}),
+                      said = "Config Protection Semaphore " + semaphoreName() + " (" + file +
+                             ", user id 65534, mode 600) is not used: it belongs to another user\n";
+    EXPECT_EQ(out.substr(out.find("put a")), "put a (nil)\nget a (nil)\n" + said) << out;
 }
 
 TEST_F(TmpAttacks, ControlSegmentOfAnotherUserIsNotUsedOrRemoved)
 {
-    const char *home = std::getenv("HOME");
-    const int planted = shmget(SG_key(home != nullptr ? home : "", 'F'), 4168, IPC_CREAT | 0666);
-    ASSERT_GE(planted, 0);
-    shmid_ds info{};
-    ASSERT_EQ(shmctl(planted, IPC_STAT, &info), 0);
-    info.shm_perm.uid = 65534;
-    ASSERT_EQ(shmctl(planted, IPC_SET, &info), 0);
-    writeIdFile(std::to_string(planted) + "\n", 0644);
-
-    expectRefused("belongs to user id 65534");
-    EXPECT_EQ(controlSegment(), planted);
-    EXPECT_TRUE(exists(idFile()));
-}
-
-// The arena file is made 0600 whatever the umask; a planted one, a link or one others may write
-// is refused with the reason and left alone.
-TEST_F(TmpAttacks, ArenaFileIsOursAloneOrRefused)
-{
-    const std::string file = "/tmp/arena-test-" + std::to_string(getpid()) + ".map";
-    const mode_t mask = umask(0);
-    {
-        Helper creator({std::string(kCreate) + ":" + file, "wait", "exit"});
-        ASSERT_EQ(field(creator.line(), 1), "0");
-        struct stat st {};
-        EXPECT_EQ(stat(file.c_str(), &st), 0);
-        EXPECT_EQ(st.st_mode & 0777, 0600u);
-        creator.send("go\n");
-    }
-    umask(mask);
-    const std::string nobody = "setpriv --reuid=nobody --regid=nogroup --clear-groups ";
-    const struct {
-        std::string plant, why;
-    } cases[] = {{nobody + "touch " + file, "it belongs to another user"},
-                 {nobody + "ln -s /etc/hostname " + file, "it is a symbolic link"},
-                 {"touch " + file + " && chmod 666 " + file, "it is writable by group or others"}};
-    for (const auto &c : cases) {
-        unlink(file.c_str());
-        ASSERT_EQ(std::system(c.plant.c_str()), 0) << c.plant;
-        Helper creator({std::string(kCreate) + ":" + file, "exit"});
-        EXPECT_EQ(creator.lineStarting("create"), "create 0 null") << c.plant;
-        creator.finish();
-        EXPECT_NE(creator.errors().find("SG_create: refusing " + file + ": " + c.why), std::string::npos)
-            << creator.errors();
-        EXPECT_TRUE(exists(file));
-    }
-    unlink(file.c_str());
-}
-
-// A semaphore planted under our name by another user is refused with one message naming it.
-TEST_F(TmpAttacks, SemaphoreOfAnotherUserIsRefusedOnceAndOursIsPrivate)
-{
-    Helper first({kCreate, "put:a:1", "exit"});
-    first.finish();
-    const std::string file = "/dev/shm/sem." + semaphoreName().substr(1);
-    struct stat st {};
-    ASSERT_EQ(stat(file.c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0600u);
-
-    ASSERT_EQ(chown(file.c_str(), 65534, 65534), 0);
-    Helper victim({kCreate, "put:a:1", "put:b:2", "get:a", "free:a", "exit"});
-    victim.finish();
-    const std::string errors = victim.errors();
-    const std::string message = "Config Protection Semaphore " + semaphoreName() + " (" + file;
-    EXPECT_NE(errors.find(message), std::string::npos) << errors;
-    EXPECT_EQ(errors.find(message), errors.rfind(message)) << errors;
-    EXPECT_NE(errors.find("it belongs to another user"), std::string::npos) << errors;
-    EXPECT_EQ(errors.find("could not be acquired"), std::string::npos) << errors;
-}
-
-TEST_F(TmpAttacks, IdFileThatIsNoFileOrHoldsNoIdIsRefused)
-{
-    writeIdFile("hello\n", 0644);
-    expectRefused("does not hold a segment id");
-    unlink(idFile().c_str());
-    ASSERT_EQ(mkfifo(idFile().c_str(), 0600), 0); // must not hang the reader
-    expectRefused("is not a regular file");
+    const int planted = shmget(SG_key(nullptr, 'F'), 4168, IPC_CREAT | 0666);
+    giveToNobody(planted);
+    lxtest::writeFile(idFile(), std::to_string(planted) + "\n");
+    EXPECT_EQ(outputOf({"attach"}), "attach 3\nsm-lib: ignoring control segment " + std::to_string(planted) +
+                                        ": it belongs to user id 65534\n");
+    EXPECT_EQ(outputOf({kCreate}).rfind("create 1 (nil)\nsm-lib: ignoring control segment", 0), 0u);
+    EXPECT_TRUE(controlSegment() == planted && exists(idFile()));
 }
 
 TEST_F(TmpAttacks, CleanUpAfterACrashLeavesADataSegmentOfAnotherUser)
 {
-    Helper crashed({kCreate});
-    ASSERT_EQ(crashed.finish(), 0);
-    shmid_ds info{};
-    ASSERT_EQ(shmctl(dataSegment(), IPC_STAT, &info), 0);
-    info.shm_perm.uid = 65534;
-    ASSERT_EQ(shmctl(dataSegment(), IPC_SET, &info), 0);
-
-    expectRefused("Existing shared memory segment appears invalid.\n");
-    EXPECT_EQ(controlSegment(), -1);
+    lxtest::writeFile(idFile(), "12345\n"); // no such segment: the file goes
+    EXPECT_EQ(
+        outputOf({"attach"}).rfind("attach 3\nFailed to get shared memory information.\nError: Invalid argument", 0),
+        0u);
     EXPECT_FALSE(exists(idFile()));
-    EXPECT_NE(dataSegment(), -1);
+    outputOf({kCreate});
+    giveToNobody(dataSegment());
+    EXPECT_EQ(outputOf({"attach"}).rfind("attach 3\nExisting shared memory segment appears invalid.\n", 0), 0u);
+    EXPECT_TRUE(controlSegment() == -1 && !exists(idFile()) && dataSegment() != -1) << "the data segment is not ours";
 }

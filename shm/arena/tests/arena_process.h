@@ -2,54 +2,96 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <semaphore.h>
+#include <sys/shm.h>
+#include <unistd.h>
 
+#include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "lumarix/shm.h"
 #include "lx_testing.h"
 
 namespace arena_test {
 
 using lxtest::exists;
-using lxtest::readFile;
-
-// One arena_helper process running the given commands, mapping the arena where every other
-// helper does unless `env` says otherwise. A helper still running at destruction gets end of
-// input, so a waiting one goes on to its last command.
-class Helper : public lxtest::Process {
-public:
-    explicit Helper(const std::vector<std::string> &commands, const lxtest::Env &env = {},
-                    const std::vector<std::string> &wrapper = {});
-    void send(const std::string &text) { Process::send(text.substr(0, text.find('\n'))); }
-    int finish(); // exit status; output() and errors() stay readable
-    const std::string &output() const { return result_.out; }
-    const std::string &errors() const { return result_.err; }
-
-private:
-    lxtest::Result result_;
-};
-
-std::string idFile();
-int controlSegment(); // the control segment under our key, or -1
-int dataSegment();    // the data segment under our key, or -1
-std::string semaphoreName();
-void removeArena(); // removes segments, id file and semaphore of this user
 
 constexpr const char *kCreate = "create:16777216";
+constexpr const char *kArenaFile = "/tmp/arena-test.map";
 
-// A suite process that made the arena (with `create`) and put alpha = value; it waits for "go"
-// before its "exit".
-std::unique_ptr<Helper> creatorOf(const std::string &value, const std::string &create = kCreate,
-                                  const lxtest::Env &env = {});
-// What another process finds: its attach result and alpha's value, e.g. "0 one" or "3 null".
-std::string alphaSeenBy(const lxtest::Env &env = {}, const std::vector<std::string> &wrapper = {});
+inline std::vector<std::string> withHelper(std::vector<std::string> commands)
+{
+    commands.insert(commands.begin(), SHM_HELPER_PATH);
+    return commands;
+}
+
+// An arena_helper process running the given commands, mapping the arena where every other
+// helper does unless `env` says otherwise. At destruction a waiting helper gets end of input.
+struct Helper : lxtest::Process {
+    explicit Helper(std::vector<std::string> commands, lxtest::Env env = {},
+                    const std::vector<std::string> &wrapper = {})
+        : Process(withHelper(std::move(commands)), (env.insert(env.begin(), "LX_SHMSTADDR=300000000000"), env), wrapper)
+    {
+    }
+};
+
+// The commands of a helper written as one text, separated by spaces.
+inline std::vector<std::string> words(const std::string &text)
+{
+    std::istringstream in(text);
+    return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
+}
+
+// Runs a helper to its end: its standard output, then its standard error.
+inline std::string outputOf(const std::vector<std::string> &commands, const lxtest::Env &env = {})
+{
+    const lxtest::Result r = Helper(commands, env).finish();
+    return r.out + r.err;
+}
+
+// A suite process that made the arena (with `create`) and put alpha = value; it exits when sent a line.
+inline std::unique_ptr<Helper> creatorOf(const std::string &value, const std::string &create = kCreate,
+                                         const lxtest::Env &env = {})
+{
+    auto creator =
+        std::make_unique<Helper>(std::vector<std::string>{create, "put:alpha:" + value, "wait", "exit"}, env);
+    creator->lineStarting("put ");
+    return creator;
+}
+
+// What another process finds: its attach result and alpha's value, e.g. "0 one" or "3 (nil)".
+inline std::string alphaSeenBy(const lxtest::Env &env = {}, const std::vector<std::string> &wrapper = {})
+{
+    const std::string out = Helper({"attach", "get:alpha"}, env, wrapper).finish().out;
+    const std::string got = lxtest::field(out, "get");
+    return lxtest::field(out, "attach") + " " + got.substr(got.rfind(' ') + 1);
+}
+
+inline std::string idFile() { return "/tmp/" + lxtest::userName() + ".api_shmid"; }
+inline int controlSegment() { return shmget(SG_key(nullptr, 'F'), 0, 0); } // or -1
+inline int dataSegment() { return shmget(SG_key(nullptr, 'N'), 0, 0); }    // or -1
+inline std::string semaphoreName() { return "/IWConfigSem_" + lxtest::userName(); }
 
 // Every arena test starts and ends with no arena of this user (also when it fails half-way).
 class ArenaTest : public ::testing::Test {
 protected:
-    void SetUp() override;
-    void TearDown() override { removeArena(); }
+    void SetUp() override
+    {
+        setenv("USER", lxtest::userName().c_str(), 1); // all processes must agree on the names
+        setenv("LOGNAME", lxtest::userName().c_str(), 1);
+        TearDown();
+    }
+    void TearDown() override
+    {
+        for (const int id : {controlSegment(), dataSegment()})
+            shmctl(id, IPC_RMID, nullptr);
+        unlink(idFile().c_str());
+        unlink(kArenaFile);
+        sem_unlink(semaphoreName().c_str());
+    }
 };
 
 } // namespace arena_test

@@ -1,6 +1,8 @@
 // Fuzz target: the input is a program of heap operations (allocate, zero-allocate, resize, free,
 // take bytes from the break behind the heap's back) run on a small fresh heap. Every block must
-// keep its contents, and the heap checker must pass after every operation.
+// be aligned, lie inside the allowance, overlap no other and keep its contents; the heap checker
+// must pass after every operation; once all is freed, the whole heap serves one block again
+// (unless memory was taken behind its back). The tests run it on seeded random programs too.
 #include <lumarix/shm.h>
 #include <unistd.h>
 
@@ -13,7 +15,9 @@
 
 namespace {
 
-constexpr uint64_t kAllowance = (1 << 20) + 4'821'400; // 1 MiB past the first break
+constexpr uint64_t kUsable = 1 << 20;
+constexpr uint64_t kAllowance = kUsable + 4'821'400; // kUsable past the first break
+constexpr uint64_t kFirstBreak = 4'823'616;
 constexpr size_t kSlots = 32;
 
 struct Slot {
@@ -42,6 +46,9 @@ void verify(const Slot &s)
             fault("a block lost its contents");
 }
 
+std::array<Slot, kSlots> slots;
+unsigned char *heap_begin = nullptr;
+
 void take(Slot &s, void *p, uint64_t size, unsigned char fill)
 {
     s.p = static_cast<unsigned char *>(p);
@@ -49,8 +56,13 @@ void take(Slot &s, void *p, uint64_t size, unsigned char fill)
     s.fill = fill;
     if (reinterpret_cast<uintptr_t>(p) % 16 != 0)
         fault("misaligned block");
+    if (s.p < heap_begin || s.p + size > heap_begin + kUsable)
+        fault("block outside the allowance");
     if (SG_malloc_usable_size(p) < size)
         fault("block smaller than asked");
+    for (const Slot &o : slots)
+        if (&o != &s && o.p != nullptr && s.p < o.p + o.size && o.p < s.p + size)
+            fault("blocks overlap");
     std::memset(p, fill, size);
 }
 
@@ -72,7 +84,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     void *start = SG_create(segment_path().c_str(), kAllowance);
     if (start == nullptr)
         fault("cannot create the segment");
-    std::array<Slot, kSlots> slots{};
+    heap_begin = static_cast<unsigned char *>(start) + kFirstBreak;
+    slots = {};
+    bool foreign = false;
     for (size_t i = 0; i + 4 <= size; i += 4) {
         unsigned op = data[i] % 5;
         Slot &s = slots[data[i + 1] % kSlots];
@@ -107,7 +121,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             SG_free(nullptr, s.p);
             s = Slot{};
         } else if (op == 4) {
-            SHMsbrk(static_cast<int64_t>(n % 64)); // memory the heap must step over
+            // memory the heap must step over
+            foreign |= n % 64 != 0 && SHMsbrk(static_cast<int64_t>(n % 64)) != reinterpret_cast<void *>(-1);
         }
         check_heap();
     }
@@ -115,8 +130,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         if (s.p) {
             verify(s);
             SG_free(nullptr, s.p);
+            s = Slot{};
         }
     check_heap();
+    if (!foreign && SG_malloc(nullptr, kUsable - 64) == nullptr)
+        fault("freed memory did not merge back into one piece");
     SG_detach(start);
     SG_destroy(start); // removes the file; the next input makes it afresh
     return 0;

@@ -1,13 +1,12 @@
-// Shared pieces of the segment tests: a private temporary directory, the helper program, the
-// fixed address the processes agree on and a look at this process's mappings.
+// Shared pieces of the segment tests: the helper program, the address every process agrees on,
+// the heap checker's verdict and a segment in a private mapped file.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <lumarix/shm.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
+#include <sstream>
 #include <string>
 
 #include "lx_testing.h"
@@ -16,36 +15,44 @@ namespace lx::test {
 
 using namespace lxtest;
 
-inline const std::string kHelper = SEGMENT_HELPER_PATH;
-// Where every test process maps the segment: free in plain and in sanitizer builds.
-constexpr uintptr_t kAddress = 0x500000000000;
+inline const std::string kHelper = SHM_HELPER_PATH;
+constexpr uintptr_t kAddress = 0x500000000000; // free in plain and in sanitizer builds
 inline const std::string kAddressText = "500000000000";
 constexpr uint64_t kFirstBreak = 4'823'616;
-// The heap can use the allowance less this: the segment is allowance + 2216 bytes long.
-constexpr uint64_t kBreakShortfall = kFirstBreak - 2216;
+constexpr uint64_t kShortfall = kFirstBreak - 2216; // allowance the heap cannot use
+inline void *const kRefused = reinterpret_cast<void *>(-1);
 
-inline void *address(uintptr_t a) { return reinterpret_cast<void *>(a); }
-
-inline std::string hex(const void *p)
+inline std::string hex(const void *p) { return (std::ostringstream() << p).str(); }
+// "" when the heap is consistent, else the checker's reason.
+inline std::string heap_fault()
 {
-    char text[32];
-    std::snprintf(text, sizeof text, "%p", p);
-    return text;
+    char reason[256];
+    return SG_heap_check(reason, sizeof reason) ? "" : reason;
 }
-
-// Whether the page holding p is mapped in this process.
-inline bool is_mapped(const void *p)
-{
-    auto page = reinterpret_cast<uintptr_t>(p) & ~uintptr_t{4095};
-    return msync(reinterpret_cast<void *>(page), 4096, MS_ASYNC) == 0 || errno != ENOMEM;
-}
-
-// The helper, run with the same LX_SHMSTADDR as the tests unless options say otherwise.
 inline Result run_helper(std::vector<std::string> args, Env env = {})
 {
     args.insert(args.begin(), kHelper);
     env.insert(env.begin(), "LX_SHMSTADDR=" + kAddressText);
     return run(args, env);
 }
+
+// A segment of `allowance` bytes in a mapped file wherever the system puts it.
+class FileSegment : public ::testing::Test {
+protected:
+    void open_segment(uint64_t allowance)
+    {
+        unsetenv("LX_SHMSTADDR");
+        start_ = static_cast<char *>(SG_create((dir_ / "segment.map").c_str(), allowance));
+        ASSERT_NE(start_, nullptr);
+    }
+    void TearDown() override
+    {
+        SG_detach(start_);
+        SG_destroy(start_);
+    }
+    char *first_break() const { return start_ + kFirstBreak; }
+    TempDir dir_;
+    char *start_ = nullptr;
+};
 
 } // namespace lx::test
