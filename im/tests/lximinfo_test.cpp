@@ -1,51 +1,26 @@
 // The lximinfo program run on files made by the library and by the tests' own writer.
-#include <lumarix/im.h>
-
-#include <sys/wait.h>
-
-#include <fstream>
-#include <sstream>
-
 #include "im_test_support.h"
 
 using namespace imtest;
 
 namespace {
 
-struct ProgramRun {
-    int status = -1;
-    std::string out, err;
-};
-
-ProgramRun run_lximinfo(const std::vector<std::string> &args, const ScratchDir &dir)
+lxtest::Result run_lximinfo(const std::vector<std::string> &args)
 {
-    const std::string out = dir.file("stdout"), err = dir.file("stderr");
-    std::string command = LXIMINFO;
-    for (const auto &a : args)
-        command += " '" + a + "'";
-    command += " >" + out + " 2>" + err;
-    ProgramRun run;
-    const int raw = std::system(command.c_str());
-    run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    const auto text = [](const std::string &path) {
-        std::ostringstream s;
-        s << std::ifstream(path).rdbuf();
-        return s.str();
-    };
-    run.out = text(out);
-    run.err = text(err);
-    return run;
+    std::vector<std::string> argv = {LXIMINFO};
+    argv.insert(argv.end(), args.begin(), args.end());
+    return lxtest::run(argv);
 }
 
 class Lximinfo : public ::testing::Test {
 protected:
-    ScratchDir dir;
+    TempDir dir;
 };
 
 // Fields whose names differ only in case, and text from the file that would drive a terminal.
 TEST_F(Lximinfo, ShowsEachFieldByItsOwnValueWithControlBytesEscaped)
 {
-    const std::string path = dir.file("made.img");
+    const std::string path = dir / "made.img";
     ASSERT_EQ(IMOpen(1, path.c_str(), "new"), 0);
     ASSERT_EQ(IMCrHdr3(1, 64, 32, 3, 2, 1, 1, 2, 1), 0);
     ASSERT_EQ(IMAlFieldFloat(1, "Exposure", 0.25f), 0);
@@ -57,9 +32,8 @@ TEST_F(Lximinfo, ShowsEachFieldByItsOwnValueWithControlBytesEscaped)
     ASSERT_EQ(IMWrHdr(1, "title \x1b]0;x\x07 \xc3\xa9\x9b", 0, -1, 7, 3), 0);
     ASSERT_EQ(IMClose(1), 0);
 
-    const ProgramRun run = run_lximinfo({path}, dir);
-    EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(run.err, "");
+    const lxtest::Result run = run_lximinfo({path});
+    EXPECT_EQ(std::pair(run.status, run.err), std::pair(0, std::string()));
     for (const char *line :
          {"Size (X, Y, Z)........................\t64 32 3\n",
           "Data Type.............................\t2 byte signed integer\n", "\ntitle \\x1b]0;x\\x07 \xc3\xa9\\x9b\n",
@@ -69,7 +43,7 @@ TEST_F(Lximinfo, ShowsEachFieldByItsOwnValueWithControlBytesEscaped)
         EXPECT_NE(run.out.find(line), std::string::npos) << line << "\n" << run.out;
     EXPECT_EQ(run.out.find('\x1b'), std::string::npos);
 
-    const ProgramRun json = run_lximinfo({"--json", path}, dir);
+    const lxtest::Result json = run_lximinfo({"--json", path});
     EXPECT_NE(
         json.out.find(R"("fields":[{"name":"Exposure","type":"f","size":8,"value":0.25},)"
                       R"({"name":"Aa","type":"i","size":1,"value":1},{"name":"AA","type":"i","size":1,"value":2},)"
@@ -82,21 +56,21 @@ TEST_F(Lximinfo, ShowsEachFieldByItsOwnValueWithControlBytesEscaped)
 
 TEST_F(Lximinfo, ReadsAForeignOrderFileAndReportsEachFailure)
 {
-    std::vector<uint8_t> bytes = minimal_header(true, 5, 4, 6, 6, 2, 3, 0);
-    ByteWriter h(bytes, true);
+    std::string bytes = minimal_header(true, 5, 4, 6, 6, 2, 3, 0);
+    ByteWriter h{bytes, true};
     h.u16(198, 488);
     h.i16(222, 1);
     h.text(224, "foreign");
-    const std::string foreign = dir.file("foreign.img");
-    write_bytes(foreign, bytes);
-    const std::string missing = dir.file("missing.img");
+    const std::string foreign = dir / "foreign.img";
+    writeFile(foreign, bytes);
+    const std::string missing = dir / "missing.img";
 
-    const ProgramRun run = run_lximinfo({foreign, missing}, dir);
+    const lxtest::Result run = run_lximinfo({foreign, missing});
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.out.find("Titles................................\nforeign\n"), std::string::npos) << run.out;
     EXPECT_NE(run.err.find("lximinfo: " + missing + ": Unable to find file\n"), std::string::npos) << run.err;
 
-    const ProgramRun json = run_lximinfo({"--json", foreign, missing}, dir);
+    const lxtest::Result json = run_lximinfo({"--json", foreign, missing});
     EXPECT_EQ(json.status, 1);
     EXPECT_EQ(json.out,
               R"({"file":")" + foreign +
@@ -111,8 +85,8 @@ TEST_F(Lximinfo, ReadsAForeignOrderFileAndReportsEachFailure)
                   missing +
                   R"(","status":202,"error":"Unable to find file"})"
                   "\n");
-    EXPECT_EQ(run_lximinfo({}, dir).status, 2);
-    EXPECT_NE(run_lximinfo({"--help"}, dir).out.find("extended_header"), std::string::npos);
+    EXPECT_EQ(run_lximinfo({}).status, 2);
+    EXPECT_NE(run_lximinfo({"--help"}).out.find("extended_header"), std::string::npos);
 }
 
 } // namespace
