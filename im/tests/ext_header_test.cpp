@@ -146,7 +146,7 @@ TEST_F(ExtHeader, ValuesByIndexFollowTheTypeTable)
 TEST_F(ExtHeader, TransfersBetweenStreams)
 {
     ASSERT_EQ(IMCrHdr3(1, 2, 2, 4, 1, 2, 1, 2, 2), 0);
-    ASSERT_EQ(IMCrHdr3(2, 2, 2, 2, 1, 2, 1, 2, 2), 0);
+    ASSERT_EQ(IMCrHdr3(2, 2, 2, 2, 1, 2, 2, 2, 2), 0); // a P the source does not have
     for (int t = 0; t < 2; ++t)
         for (int z = 0; z < 4; ++z) {
             const int ints[8] = {z, t};
@@ -160,6 +160,8 @@ TEST_F(ExtHeader, TransfersBetweenStreams)
     ASSERT_EQ(IMTrExHdr4(1, 2, 0, 2, 0, 1), 0);
     IMRtExHdrZWTP(2, 1, 0, 1, 0, got, got_f);
     EXPECT_EQ(std::tuple(got[0], got[1], got_f[0]), std::tuple(2, 1, 21.0f));
+    IMRtExHdrZWTP(2, 1, 0, 1, 1, got, got_f);
+    EXPECT_EQ(std::tuple(got[0], got[1], got_f[0]), std::tuple(0, 0, 0.0f));
     EXPECT_EQ(IMRtFieldInt(2, "binning", &binning), 0);
     EXPECT_EQ(binning, 2);
     EXPECT_EQ(stderr_of([] { EXPECT_EQ(IMTrExHdr4(1, 2, 1, 0, 0, -1), 0); }),

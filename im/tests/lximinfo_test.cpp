@@ -27,8 +27,8 @@ TEST_F(Lximinfo, ShowsEachFieldByItsOwnValueWithControlBytesEscaped)
     ASSERT_EQ(IMAlFieldInt(1, "Aa", 1), 0);
     ASSERT_EQ(IMAlFieldInt(1, "AA", 2), 0);
     ASSERT_EQ(IMAlFieldChar(1, "Note\x1b", "\x1b[31mred\ttab\\"), 0);
-    const unsigned char raw[3] = {0x00, 0x7f, 0xff};
-    ASSERT_EQ(IMAlFieldBinary(1, "Calibration", raw, 3), 0);
+    const unsigned char raw[33] = {0x00, 0x7f, 0xff}; // shown up to 32 bytes
+    ASSERT_EQ(IMAlFieldBinary(1, "Calibration", raw, 33), 0);
     ASSERT_EQ(IMWrHdr(1, "title \x1b]0;x\x07 \xc3\xa9\x9b", 0, -1, 7, 3), 0);
     ASSERT_EQ(IMClose(1), 0);
 
@@ -39,17 +39,19 @@ TEST_F(Lximinfo, ShowsEachFieldByItsOwnValueWithControlBytesEscaped)
           "Data Type.............................\t2 byte signed integer\n", "\ntitle \\x1b]0;x\\x07 \xc3\xa9\\x9b\n",
           "Extended Header Fields................\t5\n", "  Exposure (f, 8 bytes)\t0.250000\n",
           "  Aa (i, 1 bytes)\t1\n  AA (i, 1 bytes)\t2\n", "  Note\\x1b (c, 13 bytes)\t\\x1b[31mred\\ttab\\\\\n",
-          "  Calibration (b, 3 bytes)\t00 7f ff\n"})
+          "  Calibration (b, 33 bytes)\t00 7f ff 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+          "00 00 00 00 00 00 ...\n"})
         EXPECT_NE(run.out.find(line), std::string::npos) << line << "\n" << run.out;
     EXPECT_EQ(run.out.find('\x1b'), std::string::npos);
 
     const lxtest::Result json = run_lximinfo({"--json", path});
     EXPECT_NE(
-        json.out.find(R"("fields":[{"name":"Exposure","type":"f","size":8,"value":0.25},)"
-                      R"({"name":"Aa","type":"i","size":1,"value":1},{"name":"AA","type":"i","size":1,"value":2},)"
-                      R"({"name":"Note\u001b","type":"c","size":13,"value":"\u001b[31mred\ttab\\"},)"
-                      R"({"name":"Calibration","type":"b","size":3,"value":"007fff"}]})"
-                      "\n"),
+        json.out.find(
+            R"("fields":[{"name":"Exposure","type":"f","size":8,"value":0.25},)"
+            R"({"name":"Aa","type":"i","size":1,"value":1},{"name":"AA","type":"i","size":1,"value":2},)"
+            R"({"name":"Note\u001b","type":"c","size":13,"value":"\u001b[31mred\ttab\\"},)"
+            R"({"name":"Calibration","type":"b","size":33,"value":"007fff000000000000000000000000000000000000000000000000000000000000"}]})"
+            "\n"),
         std::string::npos)
         << json.out;
 }

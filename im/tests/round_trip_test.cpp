@@ -35,12 +35,12 @@ TEST_F(RoundTrip, ExtendedLayoutKeepsEveryValue)
     IMALCel(1, cell);
     IMAlRot(1, rot);
     IMAlOrig(1, 10, 20, 30);
+    ASSERT_EQ(IMAlDataBitsPerPixel(1, 12), 0); // image type 100: the first with data bits
+    ASSERT_EQ(IMAlTimeStamp(1, 1.7e9), 0);
     IMAlDat(1, 101, 10612, 7, -8, 1.5f, -2.25f);
     IMAlSym(1, 9, 0);
     IMAlHdrValues(1, 5, 6.0f);
-    ASSERT_EQ(IMAlDataBitsPerPixel(1, 12), 0);
-    ASSERT_EQ(IMAlTimeStamp(1, 1.7e9), 0);
-    for (int w = 0; w < 12; ++w) {
+    for (int w = 11; w >= 0; --w) { // each one after its successor, which it must not reach
         const int values[3] = {w, -w, 100 * w};
         ASSERT_EQ(IMAlWav2(1, w, 400.0f + 25 * w), 0);
         ASSERT_EQ(IMAlWavMMM(1, w, -w * 1.0f, 10.0f * w, 5.0f * w), 0);

@@ -39,6 +39,7 @@ TEST(Messages, GoToTheHandlerNamingTheirCall)
     EXPECT_EQ(IMSetMessageHandler(collect, &got), nullptr);
     EXPECT_EQ(IMOpen(1, (dir / "m.img").c_str(), "new"), IM_OK);
     EXPECT_EQ(IMAlZWTP(1, 1, 0, 1, 1), IM_ERR_WAVE_COUNT);
+    EXPECT_EQ(IMAlZWTP(1, 1, 1, 1, 1), IM_OK);
     EXPECT_EQ(IMRtMode(2, nullptr), IM_ERR_STREAM_NUMBERING);
     EXPECT_EQ(IMSetMessageHandler(nullptr, nullptr), collect);
     IMClose(1);

@@ -214,16 +214,18 @@ TEST_F(Streams, AccessIsCheckedBeforeOpening)
     chmod(dir.path().c_str(), 0755);
     const std::string path = three_sections();
     const auto probe = [](const std::string &name, const char *attribute) {
-        return lxtest::run({IM_OPEN_PROBE, name, attribute}, {}, lxtest::kAsNobody).status;
+        return lxtest::run({IM_OPEN_PROBE, name, attribute}, {}, lxtest::kAsNobody);
     };
     chmod(path.c_str(), 0600);
-    EXPECT_EQ(probe(path, "ro"), 205);
-    EXPECT_EQ(probe(path, "old"), 204);
-    EXPECT_EQ(probe(path, "append"), 204);
-    EXPECT_EQ(probe(dir / "new.img", "new"), 204);
+    const lxtest::Result ro = probe(path, "ro");
+    EXPECT_EQ(std::pair(ro.status, ro.err),
+              std::pair(205, "IMOpen 1: unable to obtain read access to\n" + path + "\n"));
+    EXPECT_EQ(probe(path, "old").status, 204);
+    EXPECT_EQ(probe(path, "append").status, 204);
+    EXPECT_EQ(probe(dir / "new.img", "new").status, 204);
     chmod(path.c_str(), 0644);
-    EXPECT_EQ(probe(path, "ro"), 0);
-    EXPECT_EQ(probe(path, "old"), 204);
+    EXPECT_EQ(probe(path, "ro").status, 0);
+    EXPECT_EQ(probe(path, "old").status, 204);
 }
 
 } // namespace
