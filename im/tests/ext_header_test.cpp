@@ -5,17 +5,12 @@ using namespace imtest;
 
 namespace {
 
-class ExtHeader : public ::testing::Test {
+class ExtHeader : public ImTest {
 protected:
     void SetUp() override
     {
         ASSERT_EQ(IMOpen(1, (dir / "a.img").c_str(), "new"), 0);
         ASSERT_EQ(IMOpen(2, (dir / "b.img").c_str(), "new"), 0);
-    }
-    void TearDown() override
-    {
-        IMClose(1);
-        IMClose(2);
     }
     // Size, field area space, type, integers and floats per section of stream s.
     static std::vector<int> layout(int s)
@@ -26,7 +21,6 @@ protected:
         IMRtExHdrInfo(s, &n[2], &n[3], &n[4]);
         return vec(n, 5);
     }
-    TempDir dir;
 };
 
 TEST_F(ExtHeader, SizingInWholeBlocks)

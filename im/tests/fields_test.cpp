@@ -8,10 +8,9 @@ namespace {
 // A fresh file has 4096 extended header bytes: 160 of per-section values, then the field area.
 constexpr size_t kFieldArea = 1024 + 160;
 
-class Fields : public ::testing::Test {
+class Fields : public ImTest {
 protected:
     void SetUp() override { ASSERT_EQ(IMOpen(1, path.c_str(), "new"), 0); }
-    void TearDown() override { IMClose(1); }
     // Plants text in the field area of a fresh file, reopens it and parses it again; returns the status.
     int parse(const std::string &text)
     {
@@ -23,7 +22,6 @@ protected:
         EXPECT_EQ(IMOpen(1, path.c_str(), "ro"), 0);
         return IMRdFieldHdr(1);
     }
-    TempDir dir;
     std::string path = dir / "fields.img";
 };
 

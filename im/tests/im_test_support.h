@@ -74,6 +74,18 @@ std::string stderr_of(F &&body)
     return testing::internal::GetCapturedStderr();
 }
 
+// A scratch folder; streams 1 to 3 closed and verbose mode off after each test.
+class ImTest : public ::testing::Test {
+protected:
+    void TearDown() override
+    {
+        for (int s : {1, 2, 3})
+            IMClose(s);
+        IMAlVerbose(0);
+    }
+    TempDir dir;
+};
+
 template <typename T>
 std::vector<T> vec(const T *p, size_t n)
 {

@@ -12,10 +12,7 @@ lxtest::Result run_lximinfo(const std::vector<std::string> &args)
     return lxtest::run(argv);
 }
 
-class Lximinfo : public ::testing::Test {
-protected:
-    TempDir dir;
-};
+using Lximinfo = ImTest;
 
 // Fields whose names differ only in case, and text from the file that would drive a terminal.
 TEST_F(Lximinfo, ShowsEachFieldByItsOwnValueWithControlBytesEscaped)

@@ -11,7 +11,7 @@ constexpr int kNx = 6, kNy = 5;
 // Pixel (x, y) of section s.
 float at(int s, int x, int y) { return static_cast<float>(100 * s + 10 * y + x); }
 
-class Rectangles : public ::testing::TestWithParam<std::string> {
+class Rectangles : public ImTest, public ::testing::WithParamInterface<std::string> {
 protected:
     void SetUp() override
     {
@@ -22,7 +22,6 @@ protected:
             ASSERT_EQ(IMWrSec(1, section(s).data()), 0);
         ASSERT_EQ(IMPosn(1, 0, 0), 0);
     }
-    void TearDown() override { IMClose(1); }
     static std::vector<float> section(int s)
     {
         std::vector<float> out;
@@ -39,7 +38,6 @@ protected:
             out.push_back(native_at<int16_t>(file, 1024 + 4096 + 2 * (s * kNx * kNy + i)));
         return out;
     }
-    TempDir dir;
     std::string path = dir / "rect.img";
 };
 

@@ -5,14 +5,9 @@ using namespace imtest;
 
 namespace {
 
-class RoundTrip : public ::testing::Test {
+class RoundTrip : public ImTest {
 protected:
     void SetUp() override { ASSERT_EQ(IMOpen(1, path.c_str(), "new"), 0); }
-    void TearDown() override
-    {
-        IMClose(1);
-        IMClose(2);
-    }
     // Writes the header, closes and reopens read-only as stream 2.
     void write_and_reopen(const char *title = "round trip")
     {
@@ -20,73 +15,8 @@ protected:
         ASSERT_EQ(IMClose(1), 0);
         ASSERT_EQ(IMOpen(2, path.c_str(), "ro"), 0);
     }
-    TempDir dir;
     std::string path = dir / "round.img";
 };
-
-TEST_F(RoundTrip, ExtendedLayoutKeepsEveryValue)
-{
-    ASSERT_EQ(IMCrHdr3(1, 64, 32, 4, 12, 3, 2, 2, 1), 0);
-    const int ints[9] = {-4, 5, 6, 2, 4, 1, 2, 3, 1}; // start, sampling, axis map
-    const float cell[6] = {128, 64, 8, 89, 90, 91}, rot[3] = {1.25f, 2.5f, -3.75f};
-    IMAlMst(1, ints);
-    IMAlSam(1, ints + 3);
-    IMAlMap(1, ints + 6);
-    IMALCel(1, cell);
-    IMAlRot(1, rot);
-    IMAlOrig(1, 10, 20, 30);
-    ASSERT_EQ(IMAlDataBitsPerPixel(1, 12), 0); // image type 100: the first with data bits
-    ASSERT_EQ(IMAlTimeStamp(1, 1.7e9), 0);
-    IMAlDat(1, 101, 10612, 7, -8, 1.5f, -2.25f);
-    IMAlSym(1, 9, 0);
-    IMAlHdrValues(1, 5, 6.0f);
-    for (int w = 11; w >= 0; --w) { // each one after its successor, which it must not reach
-        const int values[3] = {w, -w, 100 * w};
-        ASSERT_EQ(IMAlWav2(1, w, 400.0f + 25 * w), 0);
-        ASSERT_EQ(IMAlWavMMM(1, w, -w * 1.0f, 10.0f * w, 5.0f * w), 0);
-        ASSERT_EQ(IMAlWavValues(1, w, values), 0);
-    }
-    write_and_reopen();
-    int n[16];
-    IMRtSiz(2, &n[0], &n[1], &n[2]);
-    IMRtZWTP(2, &n[3], &n[4], &n[5], &n[6]);
-    IMRtMode(2, &n[7]);
-    IMRtSequence(2, &n[8]);
-    IMRtDataBitsPerPixel(2, &n[9]);
-    float f[18];
-    IMRtDat(2, &n[10], &n[11], &n[12], &n[13], f + 15, f + 16);
-    IMRtSym(2, &n[14], &n[15]);
-    EXPECT_EQ(vec(n, 15), (std::vector<int>{64, 32, 288, 4, 12, 3, 2, 1, 2, 12, 101, 10612, 7, -8, 9}));
-    IMRtMst(2, n);
-    IMRtSam(2, n + 3);
-    IMRtMap(2, n + 6);
-    EXPECT_EQ(vec(n, 9), vec(ints, 9));
-    IMRtCel(2, f);
-    IMRtRot(2, f + 6);
-    IMRtDel(2, f + 9);
-    IMRtOrig(2, f + 12, f + 13, f + 14);
-    IMRtHdrValues(2, &n[0], f + 17);
-    EXPECT_EQ(n[0], 5);
-    EXPECT_EQ(vec(f, 18), (std::vector<float>{128, 64, 8, 89, 90, 91, 1.25f, 2.5f, -3.75f, 64, 16, 8, 10, 20, 30, 1.5f,
-                                              -2.25f, 6}));
-    double stamp = 0;
-    EXPECT_EQ(IMRtTimeStamp(2, &stamp), 0);
-    EXPECT_EQ(stamp, 1.7e9);
-    float waves[12], mmm[3];
-    IMRtWav(2, &n[0], waves);
-    for (int w = 0; w < 12; ++w) {
-        IMRtScl(2, w, mmm);
-        IMRtWavValues(2, w, n);
-        EXPECT_EQ(waves[w], 400.0f + 25 * w);
-        // IMWrHdr records the statistics of the first wavelength.
-        EXPECT_EQ(vec(mmm, 3),
-                  (w == 0 ? std::vector<float>{0.5f, 99.5f, 42} : std::vector<float>{-w * 1.0f, 10.0f * w, 5.0f * w}))
-            << w;
-        EXPECT_EQ(vec(n, 3), (std::vector<int>{w, -w, 100 * w}));
-    }
-    IMRtExHdrSize(2, &n[0]);
-    EXPECT_EQ(n[0], (45 + 3) * 1024); // 288 sections x 40 words: 45 blocks, + 3
-}
 
 TEST_F(RoundTrip, OrdinaryLayoutKeepsTenTitlesAndFiveWavelengths)
 {

@@ -188,25 +188,6 @@ TEST_F(Streams, ShortOrHostileFilesAreRefusedOrReadAsFarAsTheyGo)
         << err;
 }
 
-TEST_F(Streams, HugeCountsFromTheFileGiveNoSections)
-{
-    std::string bytes = minimal_header(false, 0, 0, 6, 0, 65535, 0);
-    ByteWriter w{bytes};
-    w.i16(160, 100);
-    w.i32(852, 2147483647); // NT raised to this
-    w.i32(880, 2147483647); // NP
-    writeFile(dir / "huge.img", bytes);
-    ASSERT_EQ(IMOpen(1, (dir / "huge.img").c_str(), "ro"), 0);
-    int n[4];
-    IMRtZWTP(1, &n[0], &n[1], &n[2], &n[3]);
-    EXPECT_EQ(vec(n, 4), (std::vector<int>{0, 65535, 2147483647, 2147483647}));
-    const std::string err = stderr_of([] {
-        EXPECT_EQ(IMAlWav(1, 3, std::vector<float>(12, 500.0f).data()), 0); // 0 x 3 sections
-        EXPECT_EQ(IMAlZWTP(1, 2, 2, 2147483647, 2147483647), 510);
-    });
-    EXPECT_NE(err.find("IMAlZWTP 1: invalid number of sections"), std::string::npos);
-}
-
 // Permission cases run as an unprivileged user through a small probe program that exits with
 // the status of its open.
 TEST_F(Streams, AccessIsCheckedBeforeOpening)

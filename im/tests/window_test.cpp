@@ -10,8 +10,8 @@ namespace {
 
 struct FakeWindow {
     std::string header = std::string(1024, '\0'), ext;
-    std::map<int, std::vector<float>> pixels; // by section number, NX x NY floats each
-    std::vector<lx::im::SectionRect> transfers;
+    std::map<int, std::vector<float>> pixels; // by Z + NZ x W, NX x NY floats each
+    lx::im::SectionRect last;
     int position = 0;
     bool open = false;
 };
@@ -47,23 +47,20 @@ public:
     {
         return move_rect(window, r, static_cast<float *>(const_cast<void *>(buffer)), row_pixels, true);
     }
-
-private:
-    // Pixels kept as floats; ZWTP order, NZ from the header's section count.
+    // Pixels kept as floats, NZ from the header's section count.
     bool move_rect(int window, const lx::im::SectionRect &r, float *buffer, size_t row_pixels, bool to_window)
     {
         FakeWindow &win = windows[window];
-        win.transfers.push_back(r);
-        const int nx = native_at<int32_t>(win.header, 0), ny = native_at<int32_t>(win.header, 4);
+        const int nx = native_at<int32_t>(win.header, 0);
         auto &section =
             win.pixels[r.z + native_at<int32_t>(win.header, 8) / native_at<uint16_t>(win.header, 196) * r.w];
-        section.resize(static_cast<size_t>(nx) * ny);
+        section.resize(static_cast<size_t>(nx) * native_at<int32_t>(win.header, 4));
         for (int y = r.y0; y <= r.y1; ++y)
             for (int x = r.x0; x <= r.x1; ++x) {
-                float &in_window = section[static_cast<size_t>(y) * nx + x];
-                float &in_buffer = buffer[(y - r.y0) * row_pixels + (x - r.x0)];
-                (to_window ? in_window : in_buffer) = to_window ? in_buffer : in_window;
+                float &pixel = section[y * nx + x], &held = buffer[(y - r.y0) * row_pixels + (x - r.x0)];
+                (to_window ? pixel : held) = to_window ? held : pixel;
             }
+        win.last = r;
         return !refuse_pixels;
     }
 };
@@ -116,13 +113,9 @@ TEST_F(WindowStreams, OpenTakesTheWindowsHeaderWithWindowLimits)
               }),
               "IMAlField 1: field Frames not set. Fields not supported in image windows.\n"
               "IMRtNumFields 1: Fields not supported in image windows.\n");
-}
-
-TEST_F(WindowStreams, AppendStartsAtTheLastSection)
-{
+    // Append opens the last section, as old.
     make_window(7);
     ASSERT_EQ(IMOpen(1, "7", "append"), 0);
-    int n[7];
     IMRtOpenMode(1, &n[0], &n[1]);
     IMRtPosn(1, &n[2], &n[3], &n[4], &n[5], &n[6]);
     EXPECT_EQ(vec(n, 7), (std::vector<int>{IM_MODE_OLD, IM_IO_BUFFERED, 1, 1, 0, 0, 3}));
@@ -178,7 +171,7 @@ TEST_F(WindowStreams, SectionsMoveThroughTheRuntimeAndTheSectionNumberWraps)
     ASSERT_EQ(IMPosnZWTP(1, 0, 1, 0, 0), 0);
     ASSERT_EQ(IMRdPas(1, rect.data(), 3, 2, 1, 2, 1, 2), 0);
     EXPECT_EQ(rect, std::vector<float>({205, 206, -1, 209, 210, -1}));
-    const auto &last = runtime.windows[5].transfers.back();
+    const auto &last = runtime.windows[5].last;
     EXPECT_EQ(std::vector<int>({last.z, last.w, last.x0, last.x1, last.y0, last.y1}),
               std::vector<int>({0, 1, 1, 2, 1, 2}));
 

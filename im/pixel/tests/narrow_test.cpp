@@ -137,25 +137,4 @@ TEST_P(NarrowByMode, CountsAddUpAcrossCallsAndLongRuns)
 INSTANTIATE_TEST_SUITE_P(Modes, NarrowByMode, ::testing::ValuesIn(kModes),
                          [](const auto &p) { return "Mode" + std::to_string(p.param.mode); });
 
-TEST(NarrowOtherModes, FloatIsCopiedAndTheRestRefused)
-{
-    const std::vector<float> in = {1.5f, -2.25f, 1e30f, -0.0f, 7.0f};
-    Guarded out(in.size() * 4);
-    px::ClampCounts c;
-    ASSERT_EQ(px::narrow_from_float(px::kModeFloat, in.data(), out.data(), in.size(), c), px::kStatusOk);
-    EXPECT_EQ(std::memcmp(out.data(), in.data(), in.size() * 4), 0);
-    EXPECT_TRUE(out.guard_intact());
-    const std::vector<std::pair<int, int>> refused = {{px::kModeComplexInt16, px::kStatusComplex16},
-                                                      {px::kModeComplexFloat, px::kStatusInvalidMode},
-                                                      {px::kModeDouble, px::kStatusInvalidMode},
-                                                      {5, px::kStatusInvalidMode},
-                                                      {11, px::kStatusInvalidMode}};
-    for (auto [mode, status] : refused) {
-        Guarded untouched(0);
-        EXPECT_EQ(px::narrow_from_float(mode, in.data(), untouched.data(), in.size(), c), status);
-        EXPECT_TRUE(untouched.guard_intact()) << "mode " << mode;
-    }
-    EXPECT_EQ(c.low + c.high, 0u);
-}
-
 } // namespace

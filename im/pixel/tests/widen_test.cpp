@@ -60,35 +60,6 @@ TEST(Widen, IntegerModesKeepEveryValueAtEveryLength)
     }
 }
 
-TEST(Widen, OtherModesStayBitForBitOrAreRefused)
-{
-    std::vector<unsigned char> in(8 * 37);
-    for (std::size_t i = 0; i < in.size(); ++i)
-        in[i] = static_cast<unsigned char>(i * 13);
-    std::memcpy(in.data() + 12, "\x01\x00\xc0\x7f", 4); // a NaN with a payload
-    for (int mode : {int{px::kModeFloat}, int{px::kModeDouble}}) {
-        Guarded buf(8 * 37), copy(8 * 37);
-        std::memcpy(buf.data(), in.data(), in.size());
-        ASSERT_EQ(px::widen_to_float(mode, buf.data(), 37), px::kStatusOk);
-        ASSERT_EQ(px::widen_copy(mode, in.data(), copy.data(), 37), px::kStatusOk);
-        EXPECT_EQ(std::memcmp(buf.data(), in.data(), in.size()), 0) << mode;
-        EXPECT_EQ(std::memcmp(copy.data(), in.data(), px::file_bytes_per_pixel(mode) * 37), 0) << mode;
-    }
-    const std::vector<std::pair<int, int>> refused = {{px::kModeComplexInt16, px::kStatusComplex16},
-                                                      {px::kModeComplexFloat, px::kStatusInvalidMode}, // no source
-                                                      {5, px::kStatusInvalidMode},
-                                                      {9, px::kStatusInvalidMode},
-                                                      {-2, px::kStatusInvalidMode}};
-    for (auto [mode, status] : refused) {
-        Guarded buf(0);
-        EXPECT_EQ(px::widen_to_float(mode, buf.data(), 19), status) << mode;
-        EXPECT_TRUE(mode == px::kModeComplexFloat || px::widen_copy(mode, in.data(), buf.data(), 19) == status);
-        EXPECT_TRUE(buf.guard_intact()) << mode;
-        EXPECT_EQ(px::swap_and_widen_to_float(mode, buf.data(), 9),
-                  mode == px::kModeComplexFloat ? px::kStatusInvalidMode : px::kStatusSwapFailed);
-    }
-}
-
 TEST(Widen, ComplexGivesTheMagnitudeOfEachPair)
 {
     const float inf = std::numeric_limits<float>::infinity(), big = std::numeric_limits<float>::max();
