@@ -200,24 +200,4 @@ TEST_F(ExtHeader, HeaderTransferCopiesValuesAndDescription)
               "IMTrExHdr2: switch to IMTrExHdr3. Backwards compatibility enabled...\n");
 }
 
-TEST(HostileExtHeader, NegativeValueCountsReachNoMemory)
-{
-    TempDir dir;
-    std::string bytes = minimal_header(false, 1, 1, 1, 0) + std::string(16, '\0');
-    ByteWriter w{bytes};
-    w.i32(92, 16);
-    w.i16(128, 8);
-    w.i16(130, -8);
-    writeFile(dir / "hostile.img", bytes);
-    ASSERT_EQ(IMOpen(1, (dir / "hostile.img").c_str(), "ro"), 0);
-    int ints[8];
-    float floats[8];
-    double value;
-    EXPECT_EQ(IMRtExHdrZWTP(1, 0, 0, 0, 0, ints, floats), 704);
-    EXPECT_EQ(IMRtExHdr(1, 0, ints, floats), 704);
-    EXPECT_EQ(IMRtExHdrValueZWTP(1, 0, 0, 0, 0, 1000, &value), 704);
-    stderr_of([&] { EXPECT_EQ(IMAlExHdr(1, 0, ints, floats), 704); });
-    IMClose(1);
-}
-
 } // namespace

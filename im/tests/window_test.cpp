@@ -134,12 +134,8 @@ TEST_F(WindowStreams, FreshHeaderAndWritesGoToTheWindow)
     EXPECT_EQ(native_at<uint16_t>(header, 196), 5);
     EXPECT_EQ(native_at<int32_t>(header, 92), 5 * 1024); // 10 sections x 160 bytes: 2 blocks, then 3
     EXPECT_EQ(runtime.windows[9].ext.size(), 5120u);
-    ASSERT_EQ(IMAlOrig(1, 1, 2, 3), 0);
     ASSERT_EQ(IMWrHdr(1, "to the window", 0, 0, 1, 0), 0);
-    EXPECT_EQ(native_at<float>(header, 212), 1.0f);
     EXPECT_EQ(std::string(header.c_str() + 224), "to the window");
-    EXPECT_EQ(stderr_of([] { ASSERT_EQ(IMPosnZWTP(1, 1, 4, 0, 0), 0); }), "");
-    EXPECT_EQ(runtime.windows[9].position, 9);
     ASSERT_EQ(IMClose(1), 0);
     EXPECT_FALSE(runtime.windows[9].open);
 }
@@ -157,7 +153,8 @@ TEST_F(WindowStreams, SectionsMoveThroughTheRuntimeAndTheSectionNumberWraps)
     int z, w, t, p, number;
     IMRtPosn(1, &z, &w, &t, &p, &number);
     EXPECT_EQ(number, 0); // past the last section: back to the first
-    ASSERT_EQ(IMPosnZWTP(1, 1, 1, 0, 0), 0);
+    EXPECT_EQ(stderr_of([] { ASSERT_EQ(IMPosnZWTP(1, 1, 1, 0, 0), 0); }), "");
+    EXPECT_EQ(runtime.windows[5].position, 3);
     ASSERT_EQ(IMRdSec(1, back.data()), 0);
     EXPECT_EQ(back[11], 311.0f);
     ASSERT_EQ(IMRdLin(1, line.data()), 0); // section 0 after the wrap, line 0

@@ -117,23 +117,6 @@ TEST_P(NarrowByMode, EveryInputMatchesThePlainDefinitionAtEveryLengthAndStart)
             check(in.data() + offset, std::min(n, in.size() - offset));
 }
 
-TEST_P(NarrowByMode, CountsAddUpAcrossCallsAndLongRuns)
-{
-    const Limits &m = GetParam();
-    // Longer than the kernels' internal step, alternating low, high and in-range values.
-    const std::size_t n = (1u << 20) + 7;
-    std::vector<float> in(n);
-    for (std::size_t i = 0; i < n; ++i)
-        in[i] = i % 3 == 0 ? static_cast<float>(m.lo) - 1000.0f : i % 3 == 1 ? static_cast<float>(m.hi) * 2 + 1 : 7;
-    std::vector<unsigned char> out(n * m.bytes);
-    px::ClampCounts counts{5, 6};
-    ASSERT_EQ(px::narrow_from_float(m.mode, in.data(), out.data(), n, counts), px::kStatusOk);
-    EXPECT_EQ(std::pair(counts.low, counts.high), std::pair(5 + (n + 2) / 3, 6 + (n + 1) / 3));
-    EXPECT_EQ(stored(m, out.data(), n - 3), 7);
-    EXPECT_EQ(stored(m, out.data(), n - 4), m.hi_pixel);
-    EXPECT_EQ(stored(m, out.data(), n - 5), m.lo_pixel);
-}
-
 INSTANTIATE_TEST_SUITE_P(Modes, NarrowByMode, ::testing::ValuesIn(kModes),
                          [](const auto &p) { return "Mode" + std::to_string(p.param.mode); });
 

@@ -89,31 +89,4 @@ TEST(Widen, ComplexGivesTheMagnitudeOfEachPair)
     EXPECT_EQ(std::vector<float>(two, two + 2), std::vector<float>(out + 17, out + 19));
 }
 
-// What a section read from a foreign-order file does: the one-pass form gives what a swap and a
-// widening give, byte for byte, for every mode and length.
-TEST(Widen, OnePassEqualsSwapThenWiden)
-{
-    for (int mode : {0, 1, 2, 4, 6, 7, 8}) {
-        for (std::size_t n : kLengths) {
-            SCOPED_TRACE(::testing::Message() << "mode " << mode << ", " << n << " pixels");
-            const std::size_t room = n * std::max<std::size_t>(px::file_bytes_per_pixel(mode), 4);
-            Guarded two_calls(room), one_pass(room);
-            std::vector<float> complex_two(2 * n + 2), complex_one(2 * n + 2);
-            std::mt19937 rng(static_cast<std::uint32_t>(n * 7 + mode));
-            for (std::size_t i = 0; i < room; ++i)
-                two_calls.data()[i] = one_pass.data()[i] =
-                    reinterpret_cast<unsigned char *>(complex_two.data())[i % (8 * n)] =
-                        static_cast<unsigned char>(rng());
-            complex_one = complex_two;
-            const bool complex = mode == px::kModeComplexFloat;
-            ASSERT_EQ(px::swap_pixels(mode, complex ? static_cast<void *>(complex_two.data()) : two_calls.data(), n),
-                      px::kStatusOk);
-            ASSERT_EQ(px::widen_to_float(mode, two_calls.data(), n, complex_two.data()), px::kStatusOk);
-            ASSERT_EQ(px::swap_and_widen_to_float(mode, one_pass.data(), n, complex_one.data()), px::kStatusOk);
-            ASSERT_EQ(std::memcmp(one_pass.data(), two_calls.data(), room), 0);
-            EXPECT_TRUE(one_pass.guard_intact());
-        }
-    }
-}
-
 } // namespace
