@@ -275,7 +275,62 @@ TEST_F(SectionRules, LineWritesNeedConversionAndPaddedReadsZeroThePads)
     });
 }
 
-// Floats written to integer modes are clamped (the limits are the pixel kernels' tests); a section
+// Each integer mode's limits (mode 1's lower limit is -32767 on purpose): values beyond them are
+// clamped and counted, the others truncated toward zero; NaN is stored as 0, uncounted.
+TEST_F(SectionRules, IntegerModesClampAtTheirLimits)
+{
+    const float inf = INFINITY;
+    const std::vector<float> in = {-inf,
+                                   -2147483904.0f,
+                                   -2147483648.0f,
+                                   -65536.5f,
+                                   -32768,
+                                   -32767,
+                                   -32766.9f,
+                                   -5,
+                                   -0.99f,
+                                   NAN,
+                                   0.99f,
+                                   254.9f,
+                                   255.9f,
+                                   300,
+                                   32767,
+                                   32767.5f,
+                                   65534.99f,
+                                   65535.5f,
+                                   2147483648.0f,
+                                   2147483904.0f,
+                                   inf};
+    const int64_t lo32 = -2147483648LL, hi32 = 2147483647;
+    const struct {
+        int mode, high, low;
+        std::vector<int64_t> stored;
+    } rows[] = {
+        {0, 9, 9, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 254, 255, 255, 255, 255, 255, 255, 255, 255, 255}},
+        {1, 6, 5, {-32767, -32767, -32767, -32767, -32767, -32767, -32766, -5,    0,     0,    0,
+                   254,    255,    300,    32767,  32767,  32767,  32767,  32767, 32767, 32767}},
+        {6, 4, 9, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 254, 255, 300, 32767, 32767, 65534, 65535, 65535, 65535, 65535}},
+        {7, 2, 2, {lo32, lo32, lo32, -65536, -32768, -32767, -32766, -5,   0,    0,   0,
+                   254,  255,  300,  32767,  32767,  65534,  65535,  hi32, hi32, hi32}}};
+    IMAlVerbose(1);
+    for (const auto &r : rows) {
+        create(r.mode, static_cast<int>(in.size()), 1, 1);
+        EXPECT_EQ(stderr_of([&] { EXPECT_EQ(IMWrSec(1, in.data()), 0); }),
+                  "IMWrSec 1: intensity truncation (hi=" + std::to_string(r.high) + ", lo=" + std::to_string(r.low) +
+                      ").\n");
+        IMClose(1);
+        const std::string file = readFile(path);
+        std::vector<int64_t> stored;
+        for (size_t i = 0; i < in.size(); ++i)
+            stored.push_back(r.mode == 0   ? native_at<uint8_t>(file, kDataOffset + i)
+                             : r.mode == 1 ? native_at<int16_t>(file, kDataOffset + 2 * i)
+                             : r.mode == 6 ? native_at<uint16_t>(file, kDataOffset + 2 * i)
+                                           : native_at<int32_t>(file, kDataOffset + 4 * i));
+        EXPECT_EQ(stored, r.stored) << "mode " << r.mode;
+    }
+}
+
+// Floats written to integer modes are clamped; a section
 // longer than one conversion chunk has every chunk written and counted, said in verbose mode only.
 TEST_F(SectionRules, ClampCountsAddUpOverChunks)
 {
