@@ -35,10 +35,7 @@ TEST_F(ExtHeader, SizingInWholeBlocks)
     // A per-section area that fills its blocks exactly leaves no field area.
     ASSERT_EQ(IMAlExHdrSize2(1, 0, 256, 100, 0), 0);
     EXPECT_EQ(layout(1)[1], 0);
-    stderr_of([] {
-        EXPECT_EQ(IMAlExHdrSize2(1, 30000, 30000, 100000, 0), 902);
-        EXPECT_EQ(IMAlExHdrSize2(1, -1, 4, 1, 0), 702);
-    });
+    stderr_of([] { EXPECT_EQ(IMAlExHdrSize2(1, 30000, 30000, 100000, 0), 902); });
 }
 
 TEST_F(ExtHeader, TypesAndFieldBlocks)
@@ -110,7 +107,6 @@ TEST_F(ExtHeader, ValuesByIndexFollowTheTypeTable)
     EXPECT_EQ(value(1, 1004), std::pair(0, 15 + 1e-10));
     EXPECT_EQ(value(1, 20), std::pair(0, 120.0));
     EXPECT_EQ(value(1, 21), std::pair(701, 0.0));
-    EXPECT_EQ(value(1, 1005), std::pair(701, 0.0));
     ASSERT_EQ(IMAlExHdrValueZWTP(1, 1, 0, 0, 0, 1002, 77), 0);
     ASSERT_EQ(IMAlExHdrValueZWTP(1, 1, 0, 0, 0, 3, 2.5), 0);
     EXPECT_EQ(value(1, 1002).second, 77 + 1e-10);

@@ -144,6 +144,17 @@ TEST_P(ForeignOrder, PixelsAreSwappedOnReadingExceptEightByteFloats)
 
 INSTANTIATE_TEST_SUITE_P(Modes, ForeignOrder, ::testing::Values(0, 1, 2, 4, 6, 7, 8));
 
+TEST(ForeignOrder, SixteenBitComplexCannotBeSwapped)
+{
+    TempDir dir;
+    writeFile(dir / "foreign.img", minimal_header(true, 2, 1, 1, 3) + std::string(8, '\1'));
+    ASSERT_EQ(IMOpen(1, (dir / "foreign.img").c_str(), "ro"), 0);
+    IMALCon(1, 0);
+    std::string raw(8, '\0');
+    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(IMRdSec(1, raw.data()), 214); }), "IMRdSec 1: byte swap failed\n");
+    IMClose(1);
+}
+
 class SectionRules : public ImTest {
 protected:
     void create(int mode, int nx = kNx, int ny = kNy, int sections = 2)
@@ -159,12 +170,9 @@ TEST_F(SectionRules, SixteenBitComplexIsRefused)
 {
     create(3);
     std::string raw(kPixels * 4, '\7');
-    EXPECT_EQ(stderr_of([&] {
-                  EXPECT_EQ(IMWrSec(1, raw.data()), 905);
-                  IMALCon(1, 0);
-                  EXPECT_EQ(IMWrSec(1, raw.data()), 905);
-              }),
-              "IMWrSec 1: 16 bit complex data not supported.\nIMWrSec 1: 16 bit complex data not supported.\n");
+    IMALCon(1, 0);
+    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(IMWrSec(1, raw.data()), 905); }),
+              "IMWrSec 1: 16 bit complex data not supported.\n");
     // Written by hand: read as it is, refused with conversion.
     writeFile(path, readFile(path) + std::string(2 * raw.size(), '\x09'));
     ASSERT_EQ(IMOpen(1, path.c_str(), "ro"), 0);
