@@ -157,10 +157,7 @@ TEST_F(Fields, AFullAreaRefusesAndAHeaderWriteReportsWhatNoLongerFits)
     EXPECT_EQ(stderr_of([] { EXPECT_EQ(IMWrHdr2(1, 1), 707); }),
               "IMWrHdr2 1: field header overrun\n  num fields=12 out of 56 expected\n"
               "  num bytes stored=831 out of 3911 expected (max allowed=863\n");
-    const std::string bytes = readFile(path);
-    ASSERT_EQ(bytes.size(), 2048u);
-    EXPECT_EQ(bytes[1024 + 160 + 830], '\r');
-    EXPECT_EQ(bytes.substr(1024 + 160 + 831), std::string(1024 - 160 - 831, '\0'));
+    EXPECT_EQ(readFile(path).substr(1024 + 160 + 830), '\r' + std::string(1024 - 160 - 831, '\0'));
 }
 
 } // namespace

@@ -23,10 +23,6 @@ program fortran_roundtrip
       character(kind=c_char) :: title(*)
       real(c_float) :: dmin, dmax, dmean
     end function
-    integer(c_int) function imrtsiz(stream, nx, ny, nsec) bind(C, name='IMRtSiz_')
-      import :: c_int
-      integer(c_int) :: stream, nx, ny, nsec
-    end function
     integer(c_int) function imwrsec(stream, buffer) bind(C, name='IMWrSec_')
       import :: c_int, c_float
       integer(c_int) :: stream
@@ -38,27 +34,24 @@ program fortran_roundtrip
       real(c_float) :: buffer(20, 10)
     end function
   end interface
-  integer(c_int) :: nx, ny, nsec, i, j, k
+  integer(c_int) :: i, j
   real(c_float) :: pixels(20, 10)
   integer(c_int), parameter :: s = 5
   character(len=256) :: path
 
   call get_command_argument(1, path)
   if (imopen(s, trim(path)//c_null_char, 'new'//c_null_char) /= 0) stop 1
-  if (imcrhdr3(s, 20_c_int, 10_c_int, 3_c_int, 1_c_int, 1_c_int, 1_c_int, 2_c_int, 2_c_int) /= 0) stop 2
+  if (imcrhdr3(s, 20_c_int, 10_c_int, 1_c_int, 1_c_int, 1_c_int, 1_c_int, 2_c_int, 2_c_int) /= 0) stop 2
   if (imwrhdr(s, 'written from Fortran'//c_null_char, 0_c_int, 1.0_c_float, 9.0_c_float, 4.5_c_float) /= 0) stop 3
-  do k = 1, 3
-    do j = 1, 10
-      do i = 1, 20
-        pixels(i, j) = real(100 * k + 10 * j + i, c_float)
-      end do
+  do j = 1, 10
+    do i = 1, 20
+      pixels(i, j) = real(100 + 10 * j + i, c_float)
     end do
-    if (imwrsec(s, pixels) /= 0) stop 4
   end do
+  if (imwrsec(s, pixels) /= 0) stop 4
   if (imclose(s) /= 0) stop 5
   if (imopen(s, trim(path)//c_null_char, 'ro'//c_null_char) /= 0) stop 6
-  if (imrtsiz(s, nx, ny, nsec) /= 0) stop 7
-  if (nx /= 20 .or. ny /= 10 .or. nsec /= 3) stop 7
+  pixels = 0
   if (imrdsec(s, pixels) /= 0) stop 8
   if (pixels(20, 10) /= 220.0 .or. pixels(1, 2) /= 121.0) stop 9
   if (imclose(s) /= 0) stop 10

@@ -5,11 +5,9 @@ using namespace imtest;
 
 namespace {
 
-lxtest::Result run_lximinfo(const std::vector<std::string> &args)
+lxtest::Result run_lximinfo(std::vector<std::string> args)
 {
-    std::vector<std::string> argv = {LXIMINFO};
-    argv.insert(argv.end(), args.begin(), args.end());
-    return lxtest::run(argv);
+    return args.insert(args.begin(), LXIMINFO), lxtest::run(args);
 }
 
 using Lximinfo = ImTest;

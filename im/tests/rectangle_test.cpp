@@ -99,20 +99,6 @@ TEST_P(Rectangles, WritesChangeOnlyTheRectangle)
 
 INSTANTIATE_TEST_SUITE_P(IoKinds, Rectangles, ::testing::Values("", "_unbuffered"));
 
-TEST(RectangleForeignOrder, ColumnsAreSwappedOnTheWay)
-{
-    TempDir dir;
-    std::string bytes = minimal_header(true, 3, 2, 1, 6) + std::string(12, '\0');
-    for (int i = 0; i < 6; ++i)
-        ByteWriter{bytes, true}.u16(1024 + 2 * i, 1000 * i + 1);
-    writeFile(dir / "foreign.img", bytes);
-    ASSERT_EQ(IMOpen(1, (dir / "foreign.img").c_str(), "ro"), 0);
-    std::vector<float> rect(2);
-    ASSERT_EQ(IMRdPas(1, rect.data(), 1, 2, 1, 1, 0, 1), 0);
-    EXPECT_EQ(rect, std::vector<float>({1001, 4001}));
-    IMClose(1);
-}
-
 TEST(RegionStatistics, MinimumMaximumAndMeanOfARegion)
 {
     TempDir dir;

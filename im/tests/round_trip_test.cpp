@@ -46,13 +46,6 @@ TEST_F(RoundTrip, OrdinaryLayoutKeepsTenTitlesAndFiveWavelengths)
     EXPECT_EQ(IMRtTimeStamp(2, &stamp), 507);
     EXPECT_EQ(IMAlTimeStamp(2, 1e9), 507);
     EXPECT_EQ(IMAlDataBitsPerPixel(2, 8), 511);
-    // Lowering NW through the image type keeps the section count NZ x NW x NT x NP.
-    ASSERT_EQ(IMAlFileType(2, 100), 0);
-    ASSERT_EQ(IMAlWav(2, 12, std::vector<float>(12, 500.0f).data()), 0);
-    ASSERT_EQ(IMAlFileType(2, 1), 0);
-    IMRtSiz(2, &n[0], &n[0], &n[1]);
-    IMRtZWTP(2, &n[2], &n[3], &n[0], &n[0]);
-    EXPECT_EQ(vec(n + 1, 3), (std::vector<int>{5, 1, 5}));
 }
 
 TEST_F(RoundTrip, TitleAndTimeStampRules)
@@ -107,26 +100,6 @@ TEST_F(RoundTrip, FreshStreamReportsOnePixelSection)
           "Size (X, Y, Z)........................\t1 1 1\n", "Sequence..............................\tZ -> W -> T\n",
           "Min, Max, Mean (w=500.0 nm)...........\t0.00 1000.00 500.00\n"})
         EXPECT_NE(out.find(line), std::string::npos) << line << out;
-    int size = 0;
-    IMRtExHdrSize(1, &size);
-    EXPECT_EQ(size, 4096);
-}
-
-// A header with NW or NT of 0 is read with 1 and the section count divided by the corrected product.
-TEST(ZeroCounts, AreReadAsOne)
-{
-    TempDir dir;
-    for (bool zero_nw : {true, false}) {
-        std::string bytes = minimal_header(false, 2, 2, 6, 0, zero_nw ? 0 : 2, zero_nw ? 3 : 0);
-        writeFile(dir / "zero.img", bytes);
-        EXPECT_EQ(stderr_of([&] { ASSERT_EQ(IMOpen(1, (dir / "zero.img").c_str(), "ro"), 0); }),
-                  zero_nw ? "IMSubs: number of wavelengths must be > 0.\n"
-                          : "IMSubs: number of time-points must be > 0.\n");
-        int n[4];
-        IMRtZWTP(1, &n[0], &n[1], &n[2], &n[3]);
-        EXPECT_EQ(vec(n, 4), zero_nw ? std::vector<int>({2, 1, 3, 1}) : std::vector<int>({3, 2, 1, 1}));
-        IMClose(1);
-    }
 }
 
 } // namespace

@@ -97,13 +97,10 @@ TEST_P(EveryMode, SectionsAndLinesRoundTripAtTheirOffsets)
     int z, w, t, p, section;
     IMRtPosn(1, &z, &w, &t, &p, &section);
     EXPECT_EQ(section, 3);
-    // Each line in turn, then the next section as separate lines.
-    ASSERT_EQ(IMPosn(1, 0, 0), 0);
-    const size_t line_bytes = expected(0).size() / kNy;
-    std::string lines(expected(0).size(), '\0'), rows(expected(1).size(), '\0');
-    for (int row = 0; row < kNy; ++row)
-        ASSERT_EQ(IMRdLin(1, lines.data() + row * line_bytes), 0);
-    EXPECT_TRUE(lines == expected(0));
+    // Section 1 as separate lines, read into the rows of a buffer upside down.
+    ASSERT_EQ(IMPosn(1, 1, 0), 0);
+    const size_t line_bytes = expected(1).size() / kNy;
+    std::string rows(expected(1).size(), '\0');
     std::vector<void *> pointers;
     for (int row = kNy - 1; row >= 0; --row)
         pointers.push_back(rows.data() + row * line_bytes);

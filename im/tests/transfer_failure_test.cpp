@@ -62,7 +62,7 @@ TEST_F(SlowDescriptor, TransfersStopAtElevenAttemptsAndSaySoOnTheEleventh)
         int pixels, status, calls;
         std::string err;
     } reads[] = {{30, 0, 10, ""},
-                 {33, 0, 11, retries},
+                 {33, 0, 11, retries}, // the eleventh attempt completes the transfer and still says so
                  {34, 212, 11,
                   retries + "iStreamFileEOF() is unavailable with unbuffered file IO.\n"
                             "IMRdSec 1: only 33 pixels read (EOF=0).\n        Success\n"}};

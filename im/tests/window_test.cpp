@@ -122,24 +122,6 @@ TEST_F(WindowStreams, OpenTakesTheWindowsHeaderWithWindowLimits)
     EXPECT_EQ(runtime.windows[7].position, 3);
 }
 
-TEST_F(WindowStreams, FreshHeaderAndWritesGoToTheWindow)
-{
-    ASSERT_EQ(IMOpen(1, "9", "new"), 0);
-    EXPECT_EQ(IMCrHdr3(1, 16, 16, 2, 7, 1, 1, 2, 2), 404);
-    int nz, nw, nt, np, max_titles;
-    IMRtZWTP(1, &nz, &nw, &nt, &np);
-    IMRtMaxNumLab(1, &max_titles);
-    EXPECT_EQ(std::pair(nw, max_titles), std::pair(5, 4));
-    const std::string &header = runtime.windows[9].header;
-    EXPECT_EQ(native_at<uint16_t>(header, 196), 5);
-    EXPECT_EQ(native_at<int32_t>(header, 92), 5 * 1024); // 10 sections x 160 bytes: 2 blocks, then 3
-    EXPECT_EQ(runtime.windows[9].ext.size(), 5120u);
-    ASSERT_EQ(IMWrHdr(1, "to the window", 0, 0, 1, 0), 0);
-    EXPECT_EQ(std::string(header.c_str() + 224), "to the window");
-    ASSERT_EQ(IMClose(1), 0);
-    EXPECT_FALSE(runtime.windows[9].open);
-}
-
 TEST_F(WindowStreams, SectionsMoveThroughTheRuntimeAndTheSectionNumberWraps)
 {
     make_window(5); // 4 x 3 pixels, NZ 2, NW 2
