@@ -1,5 +1,5 @@
-! A Fortran caller: creates a file, writes its header, closes and reopens it through the
-! underscore forms (every argument by reference, character arguments NUL-terminated).
+! A Fortran caller: creates a file, writes its header and sections, closes and reopens it through
+! the underscore forms (every argument by reference, character arguments NUL-terminated).
 program fortran_roundtrip
   use iso_c_binding
   implicit none
@@ -23,25 +23,6 @@ program fortran_roundtrip
       character(kind=c_char) :: title(*)
       real(c_float) :: dmin, dmax, dmean
     end function
-    integer(c_int) function imrtsiz(stream, nx, ny, nsec) bind(C, name='IMRtSiz_')
-      import :: c_int
-      integer(c_int) :: stream, nx, ny, nsec
-    end function
-    integer(c_int) function imrtscl(stream, w, mmm) bind(C, name='IMRtScl_')
-      import :: c_int, c_float
-      integer(c_int) :: stream, w
-      real(c_float) :: mmm(3)
-    end function
-    integer(c_int) function imalfieldint(stream, name, val) bind(C, name='IMAlFieldInt_')
-      import :: c_int, c_char
-      integer(c_int) :: stream, val
-      character(kind=c_char) :: name(*)
-    end function
-    integer(c_int) function imrtfieldint(stream, name, val) bind(C, name='IMRtFieldInt_')
-      import :: c_int, c_char
-      integer(c_int) :: stream, val
-      character(kind=c_char) :: name(*)
-    end function
     integer(c_int) function imwrsec(stream, buffer) bind(C, name='IMWrSec_')
       import :: c_int, c_float
       integer(c_int) :: stream
@@ -53,40 +34,26 @@ program fortran_roundtrip
       real(c_float) :: buffer(20, 10)
     end function
   end interface
-  integer(c_int) :: status, nx, ny, nsec, value, i, j, k
+  integer(c_int) :: i, j
   real(c_float) :: pixels(20, 10)
   integer(c_int), parameter :: s = 5
-  real(c_float) :: mmm(3)
   character(len=256) :: path
 
   call get_command_argument(1, path)
-  status = imopen(s, trim(path)//c_null_char, 'new'//c_null_char)
-  if (status /= 0) stop 1
-  status = imcrhdr3(s, 20_c_int, 10_c_int, 3_c_int, 1_c_int, 1_c_int, 1_c_int, 2_c_int, 2_c_int)
-  if (status /= 0) stop 2
-  status = imalfieldint(s, 'Frames'//c_null_char, 3_c_int)
-  if (status /= 0) stop 3
-  status = imwrhdr(s, 'written from Fortran'//c_null_char, 0_c_int, 1.0_c_float, 9.0_c_float, 4.5_c_float)
-  if (status /= 0) stop 4
-  do k = 1, 3
-    do j = 1, 10
-      do i = 1, 20
-        pixels(i, j) = real(100 * k + 10 * j + i, c_float)
-      end do
+  if (imopen(s, trim(path)//c_null_char, 'new'//c_null_char) /= 0) stop 1
+  if (imcrhdr3(s, 20_c_int, 10_c_int, 1_c_int, 1_c_int, 1_c_int, 1_c_int, 2_c_int, 2_c_int) /= 0) stop 2
+  if (imwrhdr(s, 'written from Fortran'//c_null_char, 0_c_int, 1.0_c_float, 9.0_c_float, 4.5_c_float) /= 0) stop 3
+  do j = 1, 10
+    do i = 1, 20
+      pixels(i, j) = real(100 + 10 * j + i, c_float)
     end do
-    if (imwrsec(s, pixels) /= 0) stop 12
   end do
+  if (imwrsec(s, pixels) /= 0) stop 4
   if (imclose(s) /= 0) stop 5
-  status = imopen(s, trim(path)//c_null_char, 'ro'//c_null_char)
-  if (status /= 0) stop 6
-  status = imrtsiz(s, nx, ny, nsec)
-  if (nx /= 20 .or. ny /= 10 .or. nsec /= 3) stop 7
-  status = imrtscl(s, 0_c_int, mmm)
-  if (mmm(1) /= 1.0 .or. mmm(2) /= 9.0 .or. mmm(3) /= 4.5) stop 8
-  status = imrtfieldint(s, 'frames'//c_null_char, value)
-  if (status /= 0 .or. value /= 3) stop 9
-  if (imrdsec(s, pixels) /= 0) stop 13
-  if (pixels(20, 10) /= 220.0 .or. pixels(1, 2) /= 121.0) stop 14
+  if (imopen(s, trim(path)//c_null_char, 'ro'//c_null_char) /= 0) stop 6
+  pixels = 0
+  if (imrdsec(s, pixels) /= 0) stop 8
+  if (pixels(20, 10) /= 220.0 .or. pixels(1, 2) /= 121.0) stop 9
   if (imclose(s) /= 0) stop 10
   if (imclose(s) /= 104) stop 11
   print '(a)', 'Fortran caller ok'

@@ -1,82 +1,51 @@
-// Shared helpers of the image library tests: scratch directories, file bytes, and a writer that
-// lays out header bytes in either byte order without going through the library.
+// Shared helpers of the image library tests: file bytes as strings, a writer that lays out header
+// bytes in either byte order without going through the library, and stderr capture.
 #pragma once
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
+#include <lumarix/im.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <unistd.h>
 #include <string>
 #include <vector>
 
+#include "lx_testing.h"
+
 namespace imtest {
 
-class ScratchDir {
-public:
-    ScratchDir()
-    {
-        std::string pattern = std::filesystem::temp_directory_path() / "lximtest.XXXXXX";
-        path_ = mkdtemp(pattern.data());
-    }
-    ~ScratchDir() { std::filesystem::remove_all(path_); }
-    std::string file(const std::string &name) const { return (path_ / name).string(); }
-    const std::filesystem::path &path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
-
-inline std::vector<uint8_t> read_bytes(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-inline void write_bytes(const std::string &path, const std::vector<uint8_t> &bytes)
-{
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
+using lxtest::readFile;
+using lxtest::TempDir;
+using lxtest::writeFile;
 
 // Puts values at byte offsets, in this machine's order or reversed (a machine of the other order).
-class ByteWriter {
-public:
-    ByteWriter(std::vector<uint8_t> &bytes, bool foreign) : bytes_(bytes), foreign_(foreign) {}
+struct ByteWriter {
+    std::string &bytes;
+    bool foreign = false;
     template <typename T>
     void put(size_t offset, T value)
     {
-        uint8_t raw[sizeof(T)];
+        char raw[sizeof(T)];
         std::memcpy(raw, &value, sizeof(T));
-        if (foreign_)
+        if (foreign)
             std::reverse(raw, raw + sizeof(T));
-        std::memcpy(bytes_.data() + offset, raw, sizeof(T));
+        bytes.replace(offset, sizeof(T), raw, sizeof(T));
     }
-    void i16(size_t offset, int v) { put<int16_t>(offset, static_cast<int16_t>(v)); }
-    void u16(size_t offset, int v) { put<uint16_t>(offset, static_cast<uint16_t>(v)); }
-    void i32(size_t offset, int v) { put<int32_t>(offset, v); }
-    void f32(size_t offset, float v) { put<float>(offset, v); }
-    void f64(size_t offset, double v) { put<double>(offset, v); }
-    void text(size_t offset, const std::string &s) { std::memcpy(bytes_.data() + offset, s.data(), s.size()); }
-
-private:
-    std::vector<uint8_t> &bytes_;
-    bool foreign_;
+    void i16(size_t at, int v) { put<int16_t>(at, static_cast<int16_t>(v)); }
+    void u16(size_t at, int v) { put<uint16_t>(at, static_cast<uint16_t>(v)); }
+    void i32(size_t at, int v) { put<int32_t>(at, v); }
+    void f32(size_t at, float v) { put<float>(at, v); }
+    void text(size_t at, const std::string &s) { bytes.replace(at, s.size(), s); }
 };
 
-// The header fields a reader needs, in this machine's order or the other: size, mode, file ID,
-// NW, NT and the sequence; no extended header.
-inline std::vector<uint8_t> minimal_header(bool foreign, int nx, int ny, int sections, int mode, int nw = 1, int nt = 1,
-                                           int sequence = 2)
+// A header with size, mode, file ID, NW, NT and the sequence; no extended header.
+inline std::string minimal_header(bool foreign, int nx, int ny, int sections, int mode, int nw = 1, int nt = 1,
+                                  int sequence = 2)
 {
-    std::vector<uint8_t> bytes(1024, 0);
-    ByteWriter h(bytes, foreign);
+    std::string bytes(1024, '\0');
+    ByteWriter h{bytes, foreign};
     h.i32(0, nx);
     h.i32(4, ny);
     h.i32(8, sections);
@@ -89,11 +58,38 @@ inline std::vector<uint8_t> minimal_header(bool foreign, int nx, int ny, int sec
 }
 
 template <typename T>
-T native_at(const std::vector<uint8_t> &bytes, size_t offset)
+T native_at(const std::string &bytes, size_t offset)
 {
     T value;
     std::memcpy(&value, bytes.data() + offset, sizeof value);
     return value;
+}
+
+// What `body` prints on the standard error stream.
+template <typename F>
+std::string stderr_of(F &&body)
+{
+    testing::internal::CaptureStderr();
+    body();
+    return testing::internal::GetCapturedStderr();
+}
+
+// A scratch folder; streams 1 to 3 closed and verbose mode off after each test.
+class ImTest : public ::testing::Test {
+protected:
+    void TearDown() override
+    {
+        for (int s : {1, 2, 3})
+            IMClose(s);
+        IMAlVerbose(0);
+    }
+    TempDir dir;
+};
+
+template <typename T>
+std::vector<T> vec(const T *p, size_t n)
+{
+    return std::vector<T>(p, p + n);
 }
 
 } // namespace imtest

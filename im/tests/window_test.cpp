@@ -1,6 +1,4 @@
 // Window streams over a stand-in image window runtime installed through the internal interface.
-#include <lumarix/im.h>
-
 #include <map>
 
 #include "im_test_support.h"
@@ -11,10 +9,9 @@ using namespace imtest;
 namespace {
 
 struct FakeWindow {
-    std::vector<uint8_t> header = std::vector<uint8_t>(1024, 0);
-    std::vector<uint8_t> ext;
-    std::map<int, std::vector<float>> pixels; // by section number, NX x NY floats each
-    std::vector<lx::im::SectionRect> transfers;
+    std::string header = std::string(1024, '\0'), ext;
+    std::map<int, std::vector<float>> pixels; // by Z + NZ x W, NX x NY floats each
+    lx::im::SectionRect last;
     int position = 0;
     bool open = false;
 };
@@ -22,24 +19,26 @@ struct FakeWindow {
 class FakeWindows final : public lx::im::WindowRuntime {
 public:
     std::map<int, FakeWindow> windows;
+    bool refuse_pixels = false;
     bool exists(int window) override { return windows.count(window) > 0; }
     bool open(int window, const char *attribute) override
     {
         if (!exists(window) && std::string(attribute).rfind("new", 0) != 0)
             return false;
-        windows[window].open = true;
-        return true;
+        return windows[window].open = true;
     }
     void close(int window) override { windows[window].open = false; }
-    unsigned char *header(int window) override { return exists(window) ? windows[window].header.data() : nullptr; }
+    unsigned char *header(int window) override
+    {
+        return exists(window) ? reinterpret_cast<unsigned char *>(windows[window].header.data()) : nullptr;
+    }
     unsigned char *allocate_ext_header(int window, size_t bytes) override
     {
-        windows[window].ext.assign(bytes, 0);
-        return windows[window].ext.data();
+        windows[window].ext.assign(bytes, '\0');
+        return reinterpret_cast<unsigned char *>(windows[window].ext.data());
     }
     int position(int window) override { return windows[window].position; }
     void set_position(int window, int section) override { windows[window].position = section; }
-    // Pixels kept as floats; ZWTP order, NZ from the header's section count.
     bool read_rect(int window, const lx::im::SectionRect &r, bool, void *buffer, size_t row_pixels) override
     {
         return move_rect(window, r, static_cast<float *>(buffer), row_pixels, false);
@@ -48,23 +47,20 @@ public:
     {
         return move_rect(window, r, static_cast<float *>(const_cast<void *>(buffer)), row_pixels, true);
     }
-    bool refuse_pixels = false;
-
-private:
+    // Pixels kept as floats, NZ from the header's section count.
     bool move_rect(int window, const lx::im::SectionRect &r, float *buffer, size_t row_pixels, bool to_window)
     {
         FakeWindow &win = windows[window];
-        win.transfers.push_back(r);
-        const int nx = native_at<int32_t>(win.header, 0), ny = native_at<int32_t>(win.header, 4);
-        const int nz = native_at<int32_t>(win.header, 8) / native_at<uint16_t>(win.header, 196);
-        auto &section = win.pixels[r.z + nz * r.w];
-        section.resize(static_cast<size_t>(nx) * ny);
+        const int nx = native_at<int32_t>(win.header, 0);
+        auto &section =
+            win.pixels[r.z + native_at<int32_t>(win.header, 8) / native_at<uint16_t>(win.header, 196) * r.w];
+        section.resize(static_cast<size_t>(nx) * native_at<int32_t>(win.header, 4));
         for (int y = r.y0; y <= r.y1; ++y)
             for (int x = r.x0; x <= r.x1; ++x) {
-                float &in_window = section[static_cast<size_t>(y) * nx + x];
-                float &in_buffer = buffer[(y - r.y0) * row_pixels + (x - r.x0)];
-                (to_window ? in_window : in_buffer) = to_window ? in_buffer : in_window;
+                float &pixel = section[y * nx + x], &held = buffer[(y - r.y0) * row_pixels + (x - r.x0)];
+                (to_window ? pixel : held) = to_window ? held : pixel;
             }
+        win.last = r;
         return !refuse_pixels;
     }
 };
@@ -81,15 +77,9 @@ protected:
     void make_window(int number)
     {
         auto &h = runtime.windows[number].header;
-        ByteWriter w(h, false);
-        w.i32(0, 4);
-        w.i32(4, 3);
-        w.i32(8, 4);
-        w.i16(96, -16224);
+        h = minimal_header(false, 4, 3, 4, 0, 2);
+        ByteWriter w{h};
         w.i16(160, 1);
-        w.u16(180, 1);
-        w.i16(182, 2);
-        w.u16(196, 2);
         w.i16(222, 6);
         w.text(224, "window title");
         w.i32(92, 1024);
@@ -101,72 +91,35 @@ protected:
 
 TEST_F(WindowStreams, OpenTakesTheWindowsHeaderWithWindowLimits)
 {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(IMOpen(1, "5", "old"), 810);
-    testing::internal::GetCapturedStderr();
+    stderr_of([] { EXPECT_EQ(IMOpen(1, "5", "old"), 810); });
     make_window(5);
     ASSERT_EQ(IMOpen(1, "5", "old"), 0);
-    int window = 0, nx, ny, nsec, titles = 0, max_titles = 0, size = 0;
-    IMRtWID(1, &window);
-    IMRtSiz(1, &nx, &ny, &nsec);
-    IMRtNumLab(1, &titles);
-    IMRtMaxNumLab(1, &max_titles);
-    IMRtExHdrSize(1, &size);
-    EXPECT_EQ(std::vector<int>({window, nx, ny, nsec, titles, max_titles, size}),
-              std::vector<int>({5, 4, 3, 4, 5, 5, 1024}));
+    int n[7];
+    IMRtWID(1, &n[0]);
+    IMRtSiz(1, &n[1], &n[2], &n[3]);
+    IMRtNumLab(1, &n[4]);
+    IMRtMaxNumLab(1, &n[5]);
+    IMRtExHdrSize(1, &n[6]);
+    EXPECT_EQ(vec(n, 7), (std::vector<int>{5, 4, 3, 4, 5, 5, 1024}));
     EXPECT_EQ(runtime.windows[5].ext.size(), 1024u); // the extended header lives with the window
     // A return accessor reads the window's current header.
-    ByteWriter(runtime.windows[5].header, false).i32(0, 9);
-    IMRtSiz(1, &nx, &ny, &nsec);
-    EXPECT_EQ(nx, 9);
-}
-
-TEST_F(WindowStreams, AppendStartsAtTheLastSection)
-{
-    make_window(7);
-    ASSERT_EQ(IMOpen(1, "7", "append"), 0);
-    int mode, io, z, w, t, p, section;
-    IMRtOpenMode(1, &mode, &io);
-    IMRtPosn(1, &z, &w, &t, &p, &section);
-    EXPECT_EQ(mode, IM_MODE_OLD);
-    EXPECT_EQ(std::vector<int>({z, w, t, p, section}), std::vector<int>({1, 1, 0, 0, 3}));
-    EXPECT_EQ(runtime.windows[7].position, 3);
-}
-
-TEST_F(WindowStreams, FieldsAreRefused)
-{
-    make_window(5);
-    ASSERT_EQ(IMOpen(1, "5", "ro"), 0);
-    int count = 0;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(IMAlFieldInt(1, "Frames", 3), 735);
-    EXPECT_EQ(IMRtNumFields(1, &count), 735);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+    ByteWriter{runtime.windows[5].header}.i32(0, 9);
+    IMRtSiz(1, &n[1], &n[2], &n[3]);
+    EXPECT_EQ(n[1], 9);
+    // Fields are refused.
+    EXPECT_EQ(stderr_of([&] {
+                  EXPECT_EQ(IMAlFieldInt(1, "Frames", 3), 735);
+                  EXPECT_EQ(IMRtNumFields(1, &n[0]), 735);
+              }),
               "IMAlField 1: field Frames not set. Fields not supported in image windows.\n"
               "IMRtNumFields 1: Fields not supported in image windows.\n");
-}
-
-TEST_F(WindowStreams, FreshHeaderAndWritesGoToTheWindow)
-{
-    ASSERT_EQ(IMOpen(1, "9", "new"), 0);
-    EXPECT_EQ(IMCrHdr3(1, 16, 16, 2, 7, 1, 1, 2, 2), 404);
-    int nz, nw, nt, np, max_titles;
-    IMRtZWTP(1, &nz, &nw, &nt, &np);
-    IMRtMaxNumLab(1, &max_titles);
-    EXPECT_EQ(nw, 5);
-    EXPECT_EQ(max_titles, 4);
-    auto &header = runtime.windows[9].header;
-    EXPECT_EQ(native_at<uint16_t>(header, 196), 5);
-    EXPECT_EQ(native_at<int32_t>(header, 92), 5 * 1024); // 10 sections x 160 bytes: 2 blocks, then 3
-    EXPECT_EQ(runtime.windows[9].ext.size(), 5120u);
-    ASSERT_EQ(IMAlOrig(1, 1, 2, 3), 0);
-    ASSERT_EQ(IMWrHdr(1, "to the window", 0, 0, 1, 0), 0);
-    EXPECT_EQ(native_at<float>(header, 212), 1.0f);
-    EXPECT_EQ(std::string(reinterpret_cast<char *>(header.data()) + 224), "to the window");
-    ASSERT_EQ(IMPosnZWTP(1, 1, 4, 0, 0), 0);
-    EXPECT_EQ(runtime.windows[9].position, 9);
-    ASSERT_EQ(IMClose(1), 0);
-    EXPECT_FALSE(runtime.windows[9].open);
+    // Append opens the last section, as old.
+    make_window(7);
+    ASSERT_EQ(IMOpen(1, "7", "append"), 0);
+    IMRtOpenMode(1, &n[0], &n[1]);
+    IMRtPosn(1, &n[2], &n[3], &n[4], &n[5], &n[6]);
+    EXPECT_EQ(vec(n, 7), (std::vector<int>{IM_MODE_OLD, IM_IO_BUFFERED, 1, 1, 0, 0, 3}));
+    EXPECT_EQ(runtime.windows[7].position, 3);
 }
 
 TEST_F(WindowStreams, SectionsMoveThroughTheRuntimeAndTheSectionNumberWraps)
@@ -182,24 +135,30 @@ TEST_F(WindowStreams, SectionsMoveThroughTheRuntimeAndTheSectionNumberWraps)
     int z, w, t, p, number;
     IMRtPosn(1, &z, &w, &t, &p, &number);
     EXPECT_EQ(number, 0); // past the last section: back to the first
-    ASSERT_EQ(IMPosnZWTP(1, 1, 1, 0, 0), 0);
+    EXPECT_EQ(stderr_of([] { ASSERT_EQ(IMPosnZWTP(1, 1, 1, 0, 0), 0); }), "");
+    EXPECT_EQ(runtime.windows[5].position, 3);
     ASSERT_EQ(IMRdSec(1, back.data()), 0);
     EXPECT_EQ(back[11], 311.0f);
     ASSERT_EQ(IMRdLin(1, line.data()), 0); // section 0 after the wrap, line 0
     EXPECT_EQ(line, std::vector<float>({0, 1, 2, 3}));
+    float rows[3][4] = {};
+    void *lines[3] = {rows[0], rows[1], rows[2]};
+    ASSERT_EQ(IMPosnZWTP(1, 0, 1, 0, 0), 0);
+    ASSERT_EQ(IMRdSecl(1, lines), 0);
+    EXPECT_EQ(vec(rows[2], 4), (std::vector<float>{208, 209, 210, 211}));
     std::vector<float> rect(6, -1);
     ASSERT_EQ(IMPosnZWTP(1, 0, 1, 0, 0), 0);
     ASSERT_EQ(IMRdPas(1, rect.data(), 3, 2, 1, 2, 1, 2), 0);
     EXPECT_EQ(rect, std::vector<float>({205, 206, -1, 209, 210, -1}));
-    const auto &last = runtime.windows[5].transfers.back();
+    const auto &last = runtime.windows[5].last;
     EXPECT_EQ(std::vector<int>({last.z, last.w, last.x0, last.x1, last.y0, last.y1}),
               std::vector<int>({0, 1, 1, 2, 1, 2}));
 
     runtime.refuse_pixels = true;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(IMRdSec(1, back.data()), 808);
-    EXPECT_EQ(IMWrSec(1, section.data()), 807);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+    EXPECT_EQ(stderr_of([&] {
+                  EXPECT_EQ(IMRdSec(1, back.data()), 808);
+                  EXPECT_EQ(IMWrSec(1, section.data()), 807);
+              }),
               "IMRdSec 1: unable to read from window.\nIMWrSec 1: unable to write to window.\n");
 }
 

@@ -1,13 +1,20 @@
 // Helpers shared by the pixel kernel tests: guarded buffers and lengths that reach vector tails.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <random>
 #include <vector>
 
+#include "pixel_convert.h"
+
 namespace pixel_test {
+
+namespace px = lx::im::pixel;
 
 // Lengths around every vector width and around the kernels' internal step sizes.
 inline const std::vector<std::size_t> kLengths = {0,    1,    2,    3,    5,    7,    8,     9,    15,   16,
@@ -16,41 +23,24 @@ inline const std::vector<std::size_t> kLengths = {0,    1,    2,    3,    5,    
 
 constexpr unsigned char kGuard = 0xA5;
 
-// A byte buffer with `extra` guard bytes after `used` bytes, 64-byte aligned at its start.
+// A byte buffer, 64-byte aligned at its start, with guard bytes after `used` bytes.
 struct Guarded {
-    explicit Guarded(std::size_t used_bytes, std::size_t extra = 64)
-        : used(used_bytes), bytes(used_bytes + extra + 64, kGuard)
-    {
-    }
-    unsigned char *data()
-    {
-        auto p = reinterpret_cast<std::uintptr_t>(bytes.data());
-        return bytes.data() + ((64 - p % 64) % 64);
-    }
+    explicit Guarded(std::size_t used_bytes) : used(used_bytes), bytes(used_bytes + 128, kGuard) {}
+    unsigned char *data() { return bytes.data() + (64 - reinterpret_cast<std::uintptr_t>(bytes.data()) % 64) % 64; }
     bool guard_intact()
     {
-        const unsigned char *d = data();
-        for (const unsigned char *p = d + used; p < bytes.data() + bytes.size(); ++p)
-            if (*p != kGuard)
-                return false;
-        return true;
+        return std::all_of(data() + used, bytes.data() + bytes.size(), [](unsigned char b) { return b == kGuard; });
     }
     std::size_t used;
     std::vector<unsigned char> bytes;
 };
 
-inline std::uint32_t float_bits(float f)
+template <typename T, typename F>
+T bit_cast(F from)
 {
-    std::uint32_t u;
-    std::memcpy(&u, &f, sizeof u);
-    return u;
-}
-
-inline float bits_float(std::uint32_t u)
-{
-    float f;
-    std::memcpy(&f, &u, sizeof f);
-    return f;
+    T to;
+    std::memcpy(&to, &from, sizeof to);
+    return to;
 }
 
 } // namespace pixel_test
