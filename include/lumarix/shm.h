@@ -54,6 +54,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <sys/ipc.h> /* key_t, which <sys/types.h> hides from strict C */
 #include <sys/types.h>
 
 #ifdef __cplusplus

@@ -1,5 +1,4 @@
 /* The public header from strict C99 and C11: it compiles, and its calls link and work. */
-#define _DEFAULT_SOURCE 1 /* key_t, as C programs on Linux have it */
 #include <lumarix/shm.h>
 
 #include <stdio.h>
