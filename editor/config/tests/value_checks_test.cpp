@@ -8,7 +8,6 @@
 #include <optional>
 #include <vector>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "config_file.h"
@@ -137,18 +136,13 @@ TEST(ValueChecks, PermissionsAreThoseOfTheUser)
     ConfigVar readable = makeVar("LX_DIR", VAR_SIMPLE), writable = readable;
     readable.checkRead = writable.checkWrite = 1;
     const std::string where = " Permission for\nFile or Directory: \"" + dir / "locked" + "\".";
-    const pid_t child = ::fork();
-    if (child == 0)
-        ::_exit(::setgid(65534) == 0 && ::setuid(65534) == 0 &&
-                        failure(lx::checkPathValue(readable, reader(typed))) ==
-                            "Invalid value specified for Data.\n\nYou don't have Read" + where &&
-                        failure(lx::checkPathValue(writable, reader(typed))) ==
-                            "Invalid value specified for Data.\n\nYou don't have Write" + where
-                    ? 0
-                    : 1);
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(lxtest::inChild([&] {
+        return ::setgid(65534) == 0 && ::setuid(65534) == 0 &&
+               failure(lx::checkPathValue(readable, reader(typed))) ==
+                   "Invalid value specified for Data.\n\nYou don't have Read" + where &&
+               failure(lx::checkPathValue(writable, reader(typed))) ==
+                   "Invalid value specified for Data.\n\nYou don't have Write" + where;
+    }));
 }
 
 TEST(ValueChecks, ClassifyPathCharsFirstOffendingCharacterDecides)
