@@ -61,7 +61,6 @@ TEST(ValueChecks, MultiValueCounts)
         std::string channels = "4", dependsOn = "LX_NUM";
     };
     for (const Case &c : std::vector<Case>{
-             {3, 1, "1  2 3", {}},
              {3, 1, "  1 2   3  ", {}},
              {3, 1, "1 2", three},
              {3, 1, "1\t2\t3", three}, // only spaces separate values
