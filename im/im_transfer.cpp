@@ -59,6 +59,21 @@ void copy_header_values(const Stream &from, Stream &to)
         to.raw.assign(1024, 0);
 }
 
+// Both streams of an extended-header transfer, whose values must have the same type and shape:
+// 0, a stream's status, or IM_ERR_EXT_MISMATCH.
+int extended_header_pair(int from, int to, Stream *&src, Stream *&dst)
+{
+    int status;
+    if (!(src = checked(from, call_name(), &status)) || !(dst = checked(to, call_name(), &status)))
+        return status;
+    if (src->ext_type != dst->ext_type || src->ints_per_section != dst->ints_per_section ||
+        src->floats_per_section != dst->floats_per_section) {
+        say(" %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type, dst->ext_type);
+        return IM_ERR_EXT_MISMATCH;
+    }
+    return 0;
+}
+
 } // namespace
 
 extern "C" {
@@ -66,18 +81,9 @@ extern "C" {
 int IMTrExHdr(int from, int to)
 {
     return boundary(__func__, from, [&]() -> int {
-        int status;
-        Stream *src = checked(from, call_name(), &status);
-        if (!src)
+        Stream *src = nullptr, *dst = nullptr;
+        if (const int status = extended_header_pair(from, to, src, dst))
             return status;
-        Stream *dst = checked(to, call_name(), &status);
-        if (!dst)
-            return status;
-        if (src->ext_type != dst->ext_type || src->ints_per_section != dst->ints_per_section ||
-            src->floats_per_section != dst->floats_per_section) {
-            say(" %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type, dst->ext_type);
-            return IM_ERR_EXT_MISMATCH;
-        }
         if (src->ext.empty())
             return 0;
         const long long bytes =
@@ -102,18 +108,9 @@ int IMTrExHdr(int from, int to)
 int IMTrExHdr4(int from, int to, int z_first, int z_step, int t_first, int t_step)
 {
     return boundary(__func__, from, [&]() -> int {
-        int status;
-        Stream *src = checked(from, call_name(), &status);
-        if (!src)
+        Stream *src = nullptr, *dst = nullptr;
+        if (const int status = extended_header_pair(from, to, src, dst))
             return status;
-        Stream *dst = checked(to, call_name(), &status);
-        if (!dst)
-            return status;
-        if (src->ext_type != dst->ext_type || src->ints_per_section != dst->ints_per_section ||
-            src->floats_per_section != dst->floats_per_section) {
-            say(" %d->%d: extended header type mismatch (%d/%d)\n", from, to, src->ext_type, dst->ext_type);
-            return IM_ERR_EXT_MISMATCH;
-        }
         if (t_step < 1) {
             say(": time increment must be greater than 0. Fixed.\n");
             t_step = 1;
