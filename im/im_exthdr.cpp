@@ -78,6 +78,58 @@ bool fits_int(int stream, double value)
     return false;
 }
 
+// The record of section (z, w, t, p) and where value `index` lives in it for the stream's
+// extended-header type: an integer (types 1 and 4) or a float.
+struct ValueSlot {
+    std::vector<int> ints;
+    std::vector<float> floats;
+    int *i = nullptr;
+    float *f = nullptr;
+};
+
+// Reads the record and finds the value: 0, IM_ERR_EXT_TOO_SMALL, the read's status,
+// IM_ERR_EXT_FIELD for an index the type has no value at, or IM_ERR_STREAM_NUMBER for a type
+// with no record layout.
+int find_value(const Stream &s, int stream, int z, int w, int t, int p, int index, ValueSlot &slot)
+{
+    const double needed = 4.0 * (z + 1.0) * (w + 1.0) * (t + 1.0) * (p + 1.0);
+    if (s.ext_size < needed)
+        return IM_ERR_EXT_TOO_SMALL;
+    slot.ints.assign(std::max(0, s.ints_per_section), 0);
+    slot.floats.assign(std::max(0, s.floats_per_section), 0.0f);
+    if (const int bad = IMRtExHdrZWTP(stream, z, w, t, p, slot.ints.data(), slot.floats.data()))
+        return bad;
+    const int ints = static_cast<int>(slot.ints.size()), floats = static_cast<int>(slot.floats.size());
+    auto at_float = [&](int k) {
+        if (k >= 0 && k < floats)
+            slot.f = &slot.floats[k];
+    };
+    switch (s.ext_type) {
+    case 1:
+        if (index == 0 && ints > 0)
+            slot.i = &slot.ints[0];
+        else if (index == 1)
+            at_float(0);
+        break;
+    case 2:
+        if (index >= 0 && index <= 1)
+            at_float(index);
+        break;
+    case 3:
+        if (index >= 0 && index <= 15)
+            at_float(index);
+        break;
+    case 4:
+        if (index >= 0 && index <= 20)
+            at_float(index);
+        else if (index >= 1000 && index <= 1004 && index - 1000 < ints)
+            slot.i = &slot.ints[index - 1000];
+        break;
+    default: return IM_ERR_STREAM_NUMBER; // no record layout for this type
+    }
+    return slot.i || slot.f ? 0 : IM_ERR_EXT_FIELD;
+}
+
 } // namespace
 
 void place_field_area(Stream &s)
@@ -304,86 +356,28 @@ int IMRtExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
         *value = 0;
-        const double needed = 4.0 * (z + 1.0) * (w + 1.0) * (t + 1.0) * (p + 1.0);
-        if (s.ext_size < needed)
-            return IM_ERR_EXT_TOO_SMALL;
-        std::vector<int> ints(std::max(0, s.ints_per_section));
-        std::vector<float> floats(std::max(0, s.floats_per_section));
-        if (int bad = IMRtExHdrZWTP(stream, z, w, t, p, ints.data(), floats.data()))
-            return bad;
-        auto pick_float = [&](int i) -> int {
-            if (i < 0 || i >= static_cast<int>(floats.size()))
-                return IM_ERR_EXT_FIELD;
-            *value = floats[i];
-            return 0;
-        };
-        switch (s.ext_type) {
-        case 1:
-            if (index == 0 && !ints.empty()) {
-                *value = ints[0];
-                return 0;
-            }
-            return index == 1 ? pick_float(0) : IM_ERR_EXT_FIELD;
-        case 2: return index >= 0 && index <= 1 ? pick_float(index) : IM_ERR_EXT_FIELD;
-        case 3: return index >= 0 && index <= 15 ? pick_float(index) : IM_ERR_EXT_FIELD;
-        case 4:
-            if (index >= 0 && index <= 20)
-                return pick_float(index);
-            if (index >= 1000 && index <= 1004 && index - 1000 < static_cast<int>(ints.size())) {
-                *value = ints[index - 1000] + 1e-10;
-                return 0;
-            }
-            return IM_ERR_EXT_FIELD;
-        default: return IM_ERR_STREAM_NUMBER; // no record layout for this type
-        }
+        ValueSlot slot;
+        if (const int status = find_value(s, stream, z, w, t, p, index, slot))
+            return status;
+        *value = slot.f ? *slot.f : *slot.i + (s.ext_type == 4 ? 1e-10 : 0);
+        return 0;
     });
 }
 
 int IMAlExHdrValueZWTP(int stream, int z, int w, int t, int p, int index, double value)
 {
     return boundary(__func__, stream, [&](Stream &s) -> int {
-        const double needed = 4.0 * (z + 1.0) * (w + 1.0) * (t + 1.0) * (p + 1.0);
-        if (s.ext_size < needed)
-            return IM_ERR_EXT_TOO_SMALL;
-        std::vector<int> ints(std::max(0, s.ints_per_section));
-        std::vector<float> floats(std::max(0, s.floats_per_section));
-        if (int bad = IMRtExHdrZWTP(stream, z, w, t, p, ints.data(), floats.data()))
-            return bad;
-        auto put_float = [&](int i) -> bool {
-            if (i < 0 || i >= static_cast<int>(floats.size()))
-                return false;
-            floats[i] = static_cast<float>(value);
-            return true;
-        };
-        bool done = false;
-        switch (s.ext_type) {
-        case 1:
-            if (index == 0 && !ints.empty()) {
-                if (!fits_int(stream, value))
-                    return IM_ERR_EXT_FIELD;
-                ints[0] = static_cast<int>(value);
-                done = true;
-            } else if (index == 1) {
-                done = put_float(0);
-            }
-            break;
-        case 2: done = index >= 0 && index <= 1 && put_float(index); break;
-        case 3: done = index >= 0 && index <= 15 && put_float(index); break;
-        case 4:
-            if (index >= 0 && index <= 20)
-                done = put_float(index);
-            else if (index >= 1000 && index <= 1004 && index - 1000 < static_cast<int>(ints.size())) {
-                if (!fits_int(stream, value))
-                    return IM_ERR_EXT_FIELD;
-                ints[index - 1000] = static_cast<int>(value); // the 1e-10 added on return truncates away
-                done = true;
-            }
-            break;
-        default: return IM_ERR_STREAM_NUMBER; // no record layout for this type
+        ValueSlot slot;
+        if (const int status = find_value(s, stream, z, w, t, p, index, slot))
+            return status;
+        if (slot.f) {
+            *slot.f = static_cast<float>(value);
+        } else {
+            if (!fits_int(stream, value))
+                return IM_ERR_EXT_FIELD;
+            *slot.i = static_cast<int>(value); // the 1e-10 added on return truncates away
         }
-        if (!done)
-            return IM_ERR_EXT_FIELD;
-        return IMAlExHdrZWTP(stream, z, w, t, p, ints.data(), floats.data());
+        return IMAlExHdrZWTP(stream, z, w, t, p, slot.ints.data(), slot.floats.data());
     });
 }
 
