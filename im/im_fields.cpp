@@ -20,6 +20,14 @@ constexpr int kMaxFormatted = 64;
 
 int digits(int value) { return static_cast<int>(std::to_string(value).size()); }
 
+// Copies a field's bytes into a caller's buffer of at least f.size, ended with a zero where there is room.
+void copy_value(const Field &f, char *value, int value_size)
+{
+    std::memcpy(value, f.value.data(), f.size);
+    if (value_size > f.size)
+        value[f.size] = 0;
+}
+
 long long field_bytes(const Field &f) { return static_cast<long long>(f.name.size()) + digits(f.size) + 5 + f.size; }
 
 long long area_bytes(const std::vector<Field> &fields)
@@ -381,9 +389,7 @@ int IMRtField(int stream, const char *name, char *value, int value_size, char *t
                 say(" %d: field %s needs %d bytes.\n", stream, name, f.size);
                 return IM_ERR_FIELD_SIZE;
             }
-            std::memcpy(value, f.value.data(), f.size);
-            if (value_size > f.size)
-                value[f.size] = 0;
+            copy_value(f, value, value_size);
         }
         if (type)
             *type = f.type;
@@ -477,9 +483,7 @@ int IMRtFieldValueNum(int stream, int number, char *value, int value_size, int *
             say(" %d: field %d needs %d bytes.\n", stream, number, f.size);
             return IM_ERR_FIELD_SIZE;
         }
-        std::memcpy(value, f.value.data(), f.size);
-        if (value_size > f.size)
-            value[f.size] = 0;
+        copy_value(f, value, value_size);
         if (size)
             *size = f.size;
         return 0;

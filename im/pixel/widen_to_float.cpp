@@ -19,6 +19,7 @@ typedef std::uint8_t __attribute__((may_alias)) AliasingU8;
 typedef std::int16_t __attribute__((may_alias)) AliasingI16;
 typedef std::uint16_t __attribute__((may_alias)) AliasingU16;
 typedef std::int32_t __attribute__((may_alias)) AliasingI32;
+// One specialisation per type: the attribute is dropped when written on a template parameter.
 template <class In>
 struct Aliasing;
 template <>
