@@ -8,24 +8,22 @@
 
 class LiveSettings : public SettingsFiles {
 protected:
-    // lxsuite holding the arena, until a signal stops it.
+    LiveSettings() : SettingsFiles(LXSUITE_PATH) {}
     std::unique_ptr<lxtest::Process> startSuite() const
     {
-        auto suite = std::make_unique<lxtest::Process>(std::vector<std::string>{LXSUITE_PATH}, env({"LX_SIZE=64"}));
+        auto suite = SuiteSession::startSuite();
         EXPECT_EQ(suite->line(), "ready") << suite->errors();
         return suite;
     }
-    // lxsetting's exit status, a space, then its standard output and standard error.
     std::string lxsetting(const std::string &args, const lxtest::Env &extra = {}) const
     {
-        const lxtest::Result result = lxtest::run(lxtest::words(LXSETTING_PATH " " + args), env(extra));
-        return std::to_string(result.status) + " " + result.out + result.err;
+        return statusAndOutput(LXSETTING_PATH " " + args, extra);
     }
 };
 
 TEST_F(LiveSettings, SharedBlockIsSeenByEveryProcessAndBeatsEveryOtherSource)
 {
-    writeFiles("COLOR from-user-file\n", "COLOR from-system-file\n");
+    writeSettings("COLOR from-user-file\n", "COLOR from-system-file\n");
     const auto suite = startSuite();
     EXPECT_EQ(lxsetting("get COLOR", {"COLOR=from-env"}), "0 from-env\n");
     EXPECT_EQ(lxsetting("set COLOR from-block"),
@@ -46,7 +44,7 @@ TEST_F(LiveSettings, SharedBlockIsSeenByEveryProcessAndBeatsEveryOtherSource)
 // semaphore, so the heap stays whole and every name holds one whole value some writer wrote.
 TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
 {
-    writeFiles("", "");
+    writeSettings("", "");
     const auto suite = startSuite();
     std::vector<std::unique_ptr<lxtest::Process>> writers;
     for (int w = 0; w < 8; ++w)
@@ -67,7 +65,7 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
 // value that reaches neither the suite nor the file is a failure.
 TEST_F(LiveSettings, WithoutASuiteTheValueIsRecorded)
 {
-    writeFiles("", "");
+    writeSettings("", "");
     EXPECT_EQ(lxsetting("dump"), "1 lxsetting: no suite is running\n");
     EXPECT_EQ(lxsetting("get").rfind("2 Usage: lxsetting get NAME\n", 0), 0u);
     EXPECT_EQ(lxsetting("set LX_ALONE x"),

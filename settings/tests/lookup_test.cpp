@@ -2,6 +2,8 @@
 // a fresh helper process (lookups are cached for the life of a process).
 #include "settings_fixture.h"
 
+#include <sys/stat.h>
+
 using namespace std::string_literals;
 
 TEST_F(SettingsFiles, SourcesLinesAndTypedValues)
@@ -53,7 +55,7 @@ TEST_F(SettingsFiles, SourcesLinesAndTypedValues)
          "base 1 " + def + "\nget PMBASE " + def + "\nget OB_BASE " + def + "\n"},
     };
     for (const auto &c : cases) {
-        writeFiles(c.user, c.system);
+        writeSettings(c.user, c.system);
         EXPECT_EQ(helper(c.commands, lxtest::words(c.env)), c.out) << c.commands;
     }
 }

@@ -2,6 +2,7 @@
 #include "settings_fixture.h"
 
 #include <filesystem>
+#include <sys/stat.h>
 
 TEST_F(SettingsFiles, FolderFailureIsReportedOnceAndNothingIsWritten)
 {
@@ -21,7 +22,7 @@ TEST_F(SettingsFiles, WriteMakesTheFolderKeepsOtherLinesDropsReplacedOnesAndAppe
     EXPECT_EQ(lxtest::readFile(userFile()), "A 1\n");
     EXPECT_FALSE(lxtest::exists(userFile() + ".bak"));
     const std::string old = "A 1\nB 2\nx\n\nAB 3\na 4\nC old\n" + std::string(400, 'z') + "\nA\t9\nLX_TMP /scratch";
-    writeFiles(old, "");
+    writeSettings(old, "");
     EXPECT_EQ(helper("set C '' set A first set ^HIDDEN v set D 4 set A second write"), "write 0\n");
     EXPECT_EQ(lxtest::readFile(userFile()),
               "B 2\nx\nAB 3\na 4\n" + std::string(400, 'z') + "\nLX_TMP /scratch\nA second\nD 4\n");
@@ -34,7 +35,7 @@ TEST_F(SettingsFiles, FailedWritesLeaveTheOldFile)
     chmod(home.path().c_str(), 0755);
     EXPECT_EQ(helper("set A 2 write", {}, lxtest::kAsNobody), "write -2\n");
     EXPECT_FALSE(lxtest::exists(userFile()));
-    writeFiles("A 1\n", "");
+    writeSettings("A 1\n", "");
     mkdir((userFile() + ".bak").c_str(), 0755);
     lxtest::writeFile(userFile() + ".bak/keep", ""); // a non-empty folder cannot be renamed over
     EXPECT_EQ(helper("set A 2 write"), "write -1\n");

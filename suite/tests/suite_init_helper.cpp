@@ -1,7 +1,6 @@
-// Runs the suite's start-up for the tests and prints what it did:
-//   suite_init_helper CAPFILE A B C D   IWInitSHM(A, B, C, D) against the cap in CAPFILE, the
-//                                       shared global record it filled in, then IWStop
-// With SUITE_HELPER_FULL_ARENA set the arena refuses the slot table, as a full one would.
+// suite_init_helper CAPFILE A B C D: IWInitSHM(A, B, C, D) against the cap in CAPFILE, then prints
+// the shared global record it filled in and calls IWStop. With SUITE_HELPER_FULL_ARENA set the
+// arena refuses the slot table, as a full one would.
 #include "lumarix/shm.h"
 #include "lumarix/suite.h"
 #include "system_cap.h"
@@ -20,10 +19,8 @@ extern "C" void *SMCalloc(SMArena *arena, int count, uint64_t size)
     return real(arena, count, size);
 }
 
-int main(int argc, char **argv)
+int main(int, char **argv) // CAPFILE A B C D
 {
-    if (argc != 6)
-        return 2;
     lx::suite::SetSystemCapFileForTesting(argv[1]);
     const int result = IWInitSHM(std::atoi(argv[2]), std::atoi(argv[3]), std::atoi(argv[4]), std::atoi(argv[5]));
     std::printf("init %d\n", result);
@@ -31,19 +28,16 @@ int main(int argc, char **argv)
         return 0;
     const auto &g = *static_cast<IWSharedGlobals *>(IW_iwl_ptr);
     int32_t slots[2][2] = {}; // the first two fields of the first and of the last slot
-    if (g.slotTable) {
-        std::memcpy(slots[0], g.slotTable, sizeof slots[0]);
-        std::memcpy(slots[1], static_cast<char *>(g.slotTable) + (IW_SLOT_COUNT - 1) * IW_SLOT_BYTES, sizeof slots[1]);
-    }
-    const char *version = static_cast<const char *>(IWRtNamedSHMAdd("LUMARIX_BASE_VERSION"));
+    if (g.slotTable)
+        for (int i : {0, 1})
+            std::memcpy(slots[i], static_cast<char *>(g.slotTable) + i * (IW_SLOT_COUNT - 1) * IW_SLOT_BYTES, 8);
     const int focus = g.focusSemId, lock = g.lockSemId; // their values below: -1 for none
     std::printf("caller %d %d %d %d\nunset %d %d %d cleared %d\nworking MB %.9g %.9g\nthreshold %d\n"
-                "slots %d: %d %d, %d %d\non: working set %d, named list %d\nversion %s\nsemaphores %d %d\n",
+                "slots %d: %d %d, %d %d\non: working set %d, named list %d\nsemaphores %d %d\n",
                 g.callerValues[0], g.callerValues[1], g.callerValues[2], g.callerValues[3], g.unsetA, g.unsetB,
                 g.unsetC, g.cleared, g.workingSet / 1048576.0, g.workingUnit / 1048576.0, g.pageThreshold, g.slotCount,
                 slots[0][0], slots[0][1], slots[1][0], slots[1][1], g.workingSetOn, g.namedListOn,
-                version ? version : "(none)", semctl(focus, 0, GETVAL), semctl(lock, 0, GETVAL));
-    std::fflush(stdout);
+                semctl(focus, 0, GETVAL), semctl(lock, 0, GETVAL));
     const int stopped = IWStop();
     std::printf("stop %d: %d %d\n", stopped, semctl(focus, 0, GETVAL), semctl(lock, 0, GETVAL));
     return 0;
