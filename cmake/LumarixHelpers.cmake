@@ -43,16 +43,25 @@ macro(lx_compile_settings)
 endmacro()
 
 # A GoogleTest executable registered with ctest.
-#   lx_add_gtest(NAME name SOURCES ... LIBS ... [LABELS ...] [RESOURCE_LOCK lock] [ENV k=v ...] [ISOLATED])
+#   lx_add_gtest(NAME name SOURCES ... LIBS ... [LABELS ...] [RESOURCE_LOCK lock] [ENV k=v ...]
+#                [PROGRAMS MACRO=target ...] [ISOLATED])
+# PROGRAMS: programs the tests run, their paths compiled in as MACRO and built before the tests.
 # ISOLATED: every test runs in private IPC and mount namespaces (cmake/run-isolated-test), or is
 # skipped when they cannot be made.
 function(lx_add_gtest)
-  cmake_parse_arguments(T "ISOLATED" "NAME;RESOURCE_LOCK;TIMEOUT" "SOURCES;LIBS;LABELS;ENV" ${ARGN})
+  cmake_parse_arguments(T "ISOLATED" "NAME;RESOURCE_LOCK;TIMEOUT" "SOURCES;LIBS;LABELS;ENV;PROGRAMS" ${ARGN})
   if(NOT LX_BUILD_TESTS)
     return()
   endif()
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} GTest::gtest GTest::gtest_main)
+  foreach(program IN LISTS T_PROGRAMS)
+    string(REPLACE "=" ";" pair ${program})
+    list(GET pair 0 macro)
+    list(GET pair 1 target)
+    target_compile_definitions(${T_NAME} PRIVATE ${macro}="$<TARGET_FILE:${target}>")
+    add_dependencies(${T_NAME} ${target})
+  endforeach()
   set(props "")
   if(T_RESOURCE_LOCK)
     list(APPEND props RESOURCE_LOCK "${T_RESOURCE_LOCK}")

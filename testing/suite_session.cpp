@@ -4,7 +4,7 @@
 
 namespace lxtest {
 
-SuiteSession::SuiteSession(std::string lxsuite) : lxsuite_(std::move(lxsuite))
+SuiteSession::SuiteSession(Programs programs) : programs_(std::move(programs))
 {
     mkdir((base / "config").c_str(), 0755);
     writeFile(base / "config/system.lxrc", "");
@@ -30,15 +30,15 @@ std::string SuiteSession::output(const std::string &line, const Env &extra,
     return result.out + result.err;
 }
 
-std::string SuiteSession::statusAndOutput(const std::string &line, const Env &extra) const
+std::string SuiteSession::lxsetting(const std::string &args, const Env &extra) const
 {
-    const Result result = run(words(line), env(extra));
+    const Result result = run(words(programs_.lxsetting + " " + args), env(extra));
     return std::to_string(result.status) + " " + result.out + result.err;
 }
 
 std::unique_ptr<Process> SuiteSession::startSuite(std::vector<std::string> args, Env extra) const
 {
-    args.insert(args.begin(), lxsuite_);
+    args.insert(args.begin(), programs_.lxsuite);
     extra.insert(extra.begin(), "LX_SIZE=64");
     return std::make_unique<Process>(args, env(extra));
 }

@@ -12,8 +12,10 @@ class SuiteSession {
 public:
     TempDir home, base;
 
-    // With an empty system settings file, which keeps lookups quiet; `lxsuite` is the program's path.
-    explicit SuiteSession(std::string lxsuite = "");
+    struct Programs {
+        std::string lxsuite, lxsetting; // their paths
+    };
+    explicit SuiteSession(Programs programs = {}); // with an empty system settings file: lookups stay quiet
     std::string userDir() const { return home / (".lumarix_" + hostName()); }
     std::string userFile() const { return userDir() + "/user.lxrc"; }
     void writeSettings(const std::string &user, const std::string &system) const;
@@ -24,13 +26,13 @@ public:
     // Standard output, then standard error, of the program and space-separated arguments in `line`.
     std::string output(const std::string &line, const Env &extra = {},
                        const std::vector<std::string> &wrapper = {}) const;
-    // The same preceded by the exit status and a space.
-    std::string statusAndOutput(const std::string &line, const Env &extra = {}) const;
+    // lxsetting's exit status, a space, then its standard output and standard error.
+    std::string lxsetting(const std::string &args, const Env &extra = {}) const;
     // lxsuite with a 64 MB arena, started but not waited for; stop it with a signal.
     std::unique_ptr<Process> startSuite(std::vector<std::string> args = {}, Env extra = {}) const;
 
 private:
-    std::string lxsuite_;
+    Programs programs_;
 };
 
 } // namespace lxtest

@@ -8,16 +8,12 @@
 
 class LiveSettings : public SettingsFiles {
 protected:
-    LiveSettings() : SettingsFiles(LXSUITE_PATH) {}
+    LiveSettings() : SettingsFiles({LXSUITE_PATH, LXSETTING_PATH}) {}
     std::unique_ptr<lxtest::Process> startSuite() const
     {
         auto suite = SuiteSession::startSuite();
         EXPECT_EQ(suite->line(), "ready") << suite->errors();
         return suite;
-    }
-    std::string lxsetting(const std::string &args, const lxtest::Env &extra = {}) const
-    {
-        return statusAndOutput(LXSETTING_PATH " " + args, extra);
     }
 };
 
@@ -44,7 +40,6 @@ TEST_F(LiveSettings, SharedBlockIsSeenByEveryProcessAndBeatsEveryOtherSource)
 // semaphore, so the heap stays whole and every name holds one whole value some writer wrote.
 TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
 {
-    writeSettings("", "");
     const auto suite = startSuite();
     std::vector<std::unique_ptr<lxtest::Process>> writers;
     for (int w = 0; w < 8; ++w)
@@ -65,7 +60,6 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
 // value that reaches neither the suite nor the file is a failure.
 TEST_F(LiveSettings, WithoutASuiteTheValueIsRecorded)
 {
-    writeSettings("", "");
     EXPECT_EQ(lxsetting("dump"), "1 lxsetting: no suite is running\n");
     EXPECT_EQ(lxsetting("get").rfind("2 Usage: lxsetting get NAME\n", 0), 0u);
     EXPECT_EQ(lxsetting("set LX_ALONE x"),

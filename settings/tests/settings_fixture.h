@@ -7,7 +7,7 @@
 
 class SettingsFiles : public ::testing::Test, protected lxtest::SuiteSession {
 protected:
-    explicit SettingsFiles(std::string lxsuite = "") : SuiteSession(std::move(lxsuite)) {}
+    explicit SettingsFiles(Programs programs = {}) : SuiteSession(std::move(programs)) {}
     // What the helper prints running `commands`, space-separated ('' stands for an empty value).
     std::string helper(const std::string &commands, const lxtest::Env &extra = {},
                        const std::vector<std::string> &wrapper = {}) const

@@ -71,11 +71,7 @@ int main(int argc, char **argv)
         } else if (command == "paths") { // the folder, asked twice, and the file
             const char *dir = UserSettingsDir(), *again = UserSettingsDir(), *file = UserSettingsFile();
             std::printf("paths %s %s %s\n", orNone(dir), orNone(again), orNone(file));
-        } else {
-            std::fprintf(stderr, "settings_helper: unknown command %s\n", command.c_str());
-            return 2;
         }
-        std::fflush(stdout);
     }
     if (IW_arena_ptr)
         SMDetachFromArena(IW_arena_ptr);
