@@ -74,8 +74,10 @@ def test_streams_close_with_the_context_and_when_collected(stack):
     with pytest.raises(lumarix.ImageError, match="closed") as e:
         f.read_section()
     assert e.value.status == 102
-    for _ in range(10050):  # more files than the library has streams
+    for _ in range(10050):  # more files, and more failed opens, than the library has streams
         lumarix.ImageFile(path).read_section()
+        with pytest.raises(lumarix.ImageError, match="Unable to find"):
+            lumarix.ImageFile(path.parent / "missing.img")
     gc.collect()
     assert len(os.listdir("/proc/self/fd")) == descriptors
 
