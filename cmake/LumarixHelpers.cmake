@@ -42,6 +42,21 @@ macro(lx_compile_settings)
   endif()
 endmacro()
 
+# A subsystem's shared library, versioned, with the public headers for its users and its own
+# folder (or PRIVATE_DIR) for its sources.
+#   lx_add_library(target [PRIVATE_DIR dir] [SOURCES ...])
+function(lx_add_library target)
+  cmake_parse_arguments(L "" "PRIVATE_DIR" "SOURCES" ${ARGN})
+  if(NOT L_PRIVATE_DIR)
+    set(L_PRIVATE_DIR ${CMAKE_CURRENT_SOURCE_DIR})
+  endif()
+  add_library(${target} SHARED ${L_SOURCES})
+  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
+  target_include_directories(${target}
+    PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+    PRIVATE ${L_PRIVATE_DIR})
+endfunction()
+
 # A GoogleTest executable registered with ctest.
 #   lx_add_gtest(NAME name SOURCES ... LIBS ... [LABELS ...] [RESOURCE_LOCK lock] [ENV k=v ...]
 #                [PROGRAMS MACRO=target ...] [ISOLATED])
