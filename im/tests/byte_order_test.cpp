@@ -211,17 +211,24 @@ TEST(Setters, WriteWhatTheDecoderReads)
     IMClose(1);
 }
 
-TEST(UnknownFileId, WarnsAndDecodesAsStored)
+// An unknown file ID is kept; no wavelengths or time points count as one of each.
+TEST(OddHeaderValues, WarnAndDecode)
 {
     TempDir dir;
-    writeFile(dir / "odd.dat", make_file(false, 100, 0x1234));
+    std::string bytes = make_file(false, 0, 0x1234);
+    ByteWriter{bytes}.u16(180, 0);
+    ByteWriter{bytes}.u16(196, 0);
+    writeFile(dir / "odd.dat", bytes);
     const std::string err = stderr_of([&] { ASSERT_EQ(IMOpen(1, (dir / "odd.dat").c_str(), "ro"), 0); });
-    EXPECT_EQ(err, "[" + std::to_string(getpid()) + "] IMSubs 1: warning, unrecognized file ID (4660).\n");
-    int n[5] = {};
+    EXPECT_EQ(err, "[" + std::to_string(getpid()) +
+                       "] IMSubs 1: warning, unrecognized file ID (4660).\nIMSubs: number of wavelengths must be > "
+                       "0.\nIMSubs: number of time-points must be > 0.\n");
+    int n[9] = {};
     IMRtSiz(1, &n[0], &n[1], &n[2]);
     IMRtSwap(1, &n[3]);
     IMRtFileID(1, &n[4]);
-    EXPECT_EQ(vec(n, 5), (std::vector<int>{kNx, kNy, kSections, 0, 0x1234}));
+    IMRtZWTP(1, &n[5], &n[6], &n[7], &n[8]);
+    EXPECT_EQ(vec(n, 9), (std::vector<int>{kNx, kNy, kSections, 0, 0x1234, kSections, 1, 1, 1}));
     IMClose(1);
 }
 
