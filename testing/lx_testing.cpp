@@ -270,4 +270,13 @@ std::vector<std::string> words(const std::string &text)
     return result;
 }
 
+std::string missingInOrder(const std::string &text, const std::vector<std::string> &parts)
+{
+    size_t at = 0;
+    for (const std::string &part : parts)
+        if ((at = text.find(part, at)) == std::string::npos)
+            return part;
+    return "";
+}
+
 } // namespace lxtest

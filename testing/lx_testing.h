@@ -85,5 +85,7 @@ std::string userName();
 std::string field(const std::string &text, const std::string &key);
 // The space-separated words of `text` (a command line or an Env written as one string).
 std::vector<std::string> words(const std::string &text);
+// The first of `parts` that `text` lacks after the one before it, or "" when all appear in order.
+std::string missingInOrder(const std::string &text, const std::vector<std::string> &parts);
 
 } // namespace lxtest

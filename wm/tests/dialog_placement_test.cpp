@@ -2,6 +2,8 @@
 // on the screen at the right and bottom, and centred on the screen once after the one-shot flag.
 #include "wm_test_support.h"
 
+#include <array>
+
 using namespace lxtest;
 
 TEST(DialogPlacement, CentredOnThePointerWithinTheScreenEdges)
@@ -13,8 +15,7 @@ TEST(DialogPlacement, CentredOnThePointerWithinTheScreenEdges)
     // centred on the screen.
     enum Where { OnPointer, AtFifty, AtFarEdge, ScreenCentre };
     auto expected = [](Where where, int pointer, int size, int screenSize) {
-        const int at[] = {pointer - size / 2, 50, screenSize - size, screenSize / 2 - size / 2};
-        return at[where];
+        return std::array{pointer - size / 2, 50, screenSize - size, screenSize / 2 - size / 2}[where];
     };
     struct Case {
         int px, py;

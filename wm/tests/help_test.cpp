@@ -1,6 +1,5 @@
-// The help presenter: page lookup (.htm, then .html), the viewer run without a shell and waited
-// for, the messages for missing topics and pages; and the viewer's text of a page. The test base
-// directory's name holds spaces and shell characters.
+// The help presenter, and the viewer's text of a page. The test base directory's name holds
+// spaces and shell characters.
 #include "help_page_text.h"
 #include "wm_test_support.h"
 
@@ -35,8 +34,13 @@ TEST_F(Help, ViewerGetsThePagePathAsOneArgumentAndIsWaitedFor)
     EXPECT_EQ(readFile(ArgsFile()), "1\n" + Page("Acquisition.html") + "\n");
 }
 
-TEST_F(Help, ViewerThatCannotRunIsReported)
+TEST_F(Help, MissingPageAndAViewerThatCannotRunAreReported)
 {
+    WMPresentHelp("Nowhere at all");
+    EXPECT_FALSE(exists(ArgsFile()));
+    Widget warning = findDialog("warning");
+    ASSERT_NE(warning, nullptr);
+    EXPECT_EQ(xmText(warning), "Sorry, no help available for topic \"Nowhere at all\" ");
     writeFile(Page("Parmset.htm"), "<html>help</html>");
     const std::string viewer = BaseDir() + "/bin/WMShowHelp";
     ::rename(viewer.c_str(), (viewer + ".away").c_str());
@@ -45,15 +49,6 @@ TEST_F(Help, ViewerThatCannotRunIsReported)
     const std::string reported = err.text();
     ::rename((viewer + ".away").c_str(), viewer.c_str());
     EXPECT_NE(reported.find(viewer), std::string::npos) << reported;
-}
-
-TEST_F(Help, MissingPageIsReportedInAWarning)
-{
-    WMPresentHelp("Nowhere at all");
-    EXPECT_FALSE(exists(ArgsFile()));
-    Widget warning = findDialog("warning");
-    ASSERT_NE(warning, nullptr);
-    EXPECT_EQ(xmText(warning), "Sorry, no help available for topic \"Nowhere at all\" ");
 }
 
 // The viewer's text of a page when no browser is available: blocks, lists, entities, <pre>.

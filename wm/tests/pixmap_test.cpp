@@ -1,5 +1,4 @@
-// XPM loading for a widget: transparency in the widget's background or a depth-one mask, colours
-// that still load, failures with their message.
+// XPM loading for a widget.
 #include "wm_test_support.h"
 
 #include <Xm/Form.h>

@@ -47,10 +47,8 @@ TEST(Fonts, RenderTableIsAntiAliasedWhereItsFontOpensElseCore)
             XmRenderTable table = nullptr;
             XtVaGetValues(label, XmNrenderTable, &table, nullptr);
             XmFontType type = XmFONT_IS_FONT;
-            Arg arg;
-            XtSetArg(arg, XmNfontType, &type);
-            XmRendition rendition = XmRenderTableGetRendition(table, const_cast<char *>(_MOTIF_DEFAULT_LOCALE));
-            XmRenditionRetrieve(rendition, &arg, 1);
+            Arg arg{XmNfontType, reinterpret_cast<XtArgVal>(&type)};
+            XmRenditionRetrieve(XmRenderTableGetRendition(table, const_cast<char *>(_MOTIF_DEFAULT_LOCALE)), &arg, 1);
             return type == wanted && XmStringWidth(table, text) > 0;
         })) << (*fontconfig != '\0' ? "without fonts" : "with fonts");
     }

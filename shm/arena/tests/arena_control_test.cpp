@@ -2,14 +2,11 @@
 // removing a crashed suite's leftovers, who may remove it, and what other users plant in /tmp.
 #include "arena_process.h"
 
-#include "lumarix/shm.h"
-
 #include <cstring>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 using namespace arena_test;
-using namespace std::string_literals;
 
 using ArenaServices = ArenaTest;
 
@@ -46,13 +43,13 @@ TEST_F(ArenaServices, EachCallWorksAndIsTraced)
     SMExit(nullptr, 0); // the control segment is gone already: said, and accepted
     SMSetTrace(0);
     EXPECT_EQ(SMGetSpaceFree("/no/such/folder"), -1);
-    std::string expected, op, pid = ", pid=" + std::to_string(getpid()) + "\n";
-    for (std::istringstream in("SMAttachToArena smAttachControl smGetCtlId smGetIdFileName SMCreateArena "
-                               "smAllocateControl smAttachControl smGetIdFileName smWriteCtlId smGetIdFileName "
-                               "SMCreateArena SMMalloc SMRealloc SMRecalloc SMRealloc SMMalloc SMFree SMCalloc "
-                               "SMPutInfo SMGetInfo SMSetSyncState SMGetSyncState SMGetError SMGetMethod SMGetRLimit "
-                               "SMSetRLimit SMGetSpaceFree SMDetachFromArena SMDestroyArena SMExit");
-         in >> op;)
+    std::string expected, pid = ", pid=" + std::to_string(getpid()) + "\n";
+    for (const std::string &op :
+         words("SMAttachToArena smAttachControl smGetCtlId smGetIdFileName SMCreateArena "
+               "smAllocateControl smAttachControl smGetIdFileName smWriteCtlId smGetIdFileName "
+               "SMCreateArena SMMalloc SMRealloc SMRecalloc SMRealloc SMMalloc SMFree SMCalloc "
+               "SMPutInfo SMGetInfo SMSetSyncState SMGetSyncState SMGetError SMGetMethod SMGetRLimit "
+               "SMSetRLimit SMGetSpaceFree SMDetachFromArena SMDestroyArena SMExit"))
         expected += "sm-lib : " + op + pid;
     expected += "SMExit: Error removing control shared memory: Invalid argumentsm-lib : smGetIdFileName" + pid +
                 "statfs: No such file or directory\n";
@@ -94,8 +91,7 @@ TEST_F(ArenaLifecycle, OwnerIsTheLiveCreator)
     EXPECT_EQ(outputOf({"owner"}), "owner 0\n");
     auto creator = creatorOf("one");
     EXPECT_EQ(outputOf({"owner"}), "owner " + std::to_string(creator->pid()) + "\n");
-    creator->send("go");
-    creator->finish();
+    creator.reset();
     shmat(shmget(SG_key(nullptr, 'F'), 4168, IPC_CREAT | 0600), nullptr, 0); // no creator recorded in it
     EXPECT_EQ(Helper({"owner"}, {}, {"unshare", "--pid", "--fork"}).finish().out, "owner -1\n");
     EXPECT_EQ(outputOf({"owner"}), "owner " + std::to_string(getpid()) + "\n");
@@ -138,8 +134,7 @@ TEST_F(ArenaLifecycle, SecondCreatorIsRefusedWhateverItsUserAndTouchesNothing)
                   std::to_string(creator->pid()) + "\n");
     EXPECT_TRUE(!exists("/tmp/lxsomeoneelse.api_shmid") && controlSegment() == 0);
     EXPECT_EQ(alphaSeenBy(), "0 one");
-    creator->send("go");
-    creator->finish();
+    creator.reset();
     const std::vector<std::string> capped{"unshare", "--ipc", "sh", "-c",
                                           "echo 4000 >/proc/sys/kernel/shmmax; exec \"$0\" \"$@\""};
     EXPECT_EQ(Helper({kCreate}, {}, capped).finish().err,
@@ -207,11 +202,10 @@ TEST_F(TmpAttacks, FilesThatAreNotOursAreRefusedAndKept)
                  {"touch " + file + " && chmod 666 " + file, kCreate + (":" + file), fileWhy + "is writable by group"},
                  {nobody + "ln -s " + target + " " + id, "attach", idWhy + "is a symbolic link"}};
     for (const auto &c : cases) {
-        unlink(id.c_str());
-        unlink(file.c_str());
+        TearDown();
         ASSERT_EQ(std::system(c.plant.c_str()), 0) << c.plant;
         const bool attach = c.command == "attach";
-        const std::string out = outputOf(attach ? std::vector<std::string>{"attach"} : std::vector{c.command, "exit"s});
+        const std::string out = outputOf(attach ? words("attach") : std::vector<std::string>{c.command, "exit"});
         EXPECT_NE(out.find(c.said), std::string::npos) << out;
         EXPECT_TRUE(exists(attach ? id : file));
     }

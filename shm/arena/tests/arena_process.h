@@ -1,4 +1,4 @@
-// Runs arena_helper as a real process for the arena tests and cleans the user's arena away.
+// Runs shm_helper as a real process for the arena tests and cleans the user's arena away.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -6,7 +6,6 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -18,32 +17,21 @@
 namespace arena_test {
 
 using lxtest::exists;
+using lxtest::words;
 
 constexpr const char *kCreate = "create:16777216";
 constexpr const char *kArenaFile = "/tmp/arena-test.map";
 
-inline std::vector<std::string> withHelper(std::vector<std::string> commands)
-{
-    commands.insert(commands.begin(), SHM_HELPER_PATH);
-    return commands;
-}
-
-// An arena_helper process running the given commands, mapping the arena where every other
-// helper does unless `env` says otherwise. At destruction a waiting helper gets end of input.
+// A shm_helper process running the given commands, mapping the arena where every other helper
+// does unless `env` says otherwise. At destruction a waiting helper gets end of input.
 struct Helper : lxtest::Process {
     explicit Helper(std::vector<std::string> commands, lxtest::Env env = {},
                     const std::vector<std::string> &wrapper = {})
-        : Process(withHelper(std::move(commands)), (env.insert(env.begin(), "LX_SHMSTADDR=300000000000"), env), wrapper)
+        : Process((commands.insert(commands.begin(), SHM_HELPER_PATH), commands),
+                  (env.insert(env.begin(), "LX_SHMSTADDR=300000000000"), env), wrapper)
     {
     }
 };
-
-// The commands of a helper written as one text, separated by spaces.
-inline std::vector<std::string> words(const std::string &text)
-{
-    std::istringstream in(text);
-    return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
-}
 
 // Runs a helper to its end: its standard output, then its standard error.
 inline std::string outputOf(const std::vector<std::string> &commands, const lxtest::Env &env = {})

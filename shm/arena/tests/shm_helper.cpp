@@ -1,11 +1,6 @@
-// A small suite process for the shared-memory tests. It runs the commands given as arguments in
-// order and prints one line per result on standard output, e.g.
-//   shm_helper create:16777216 put:alpha:one wait exit
-// Arena: create:SIZE[:PATH] attach detach destroy exit owner wait hold-sem check dump put:NAME:VALUE
-//   (NAME - : no name) set:NAME:VALUE put-count:COUNT:SIZE:NAME get:NAME free:NAME free-addr:HEX
-//   free-unlisted
-// Segment (exit status 2: not mapped, 3: a check failed): sg-create:PATH:SIZE sg-attach:PATH:SIZE
-//   (PATH - : System V) read:HEX:TEXT write:TEXT malloc:N sbrk:N heap-check calls key
+// A small suite process for the shared-memory tests: it runs the commands given as arguments in
+// order (e.g. create:16777216 put:alpha:one wait exit; the verbs are those of run()) and prints one
+// line per result. Exit status 2: an unknown command or a segment not mapped; 3: a check failed.
 #include "lumarix/shm.h"
 
 #include <csignal>
@@ -15,6 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <iostream>
+#include <limits>
 #include <semaphore.h>
 #include <string>
 #include <unistd.h>
@@ -134,8 +130,7 @@ int run(const std::string &command)
         IWFreeNamedSHM(verb == "free-addr" ? reinterpret_cast<void *>(number(a, 16)) : IWAlcSHM(1, 16));
         say("%s done", verb.c_str());
     } else if (verb == "wait") {
-        std::string line;
-        std::getline(std::cin, line);
+        std::cin.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
     } else if (verb == "hold-sem") { // takes the semaphore and never gives it back
         sem_t *sem = sem_open(("/IWConfigSem_" + std::string(std::getenv("LOGNAME"))).c_str(), O_CREAT, 0600, 1);
         if (sem == SEM_FAILED || sem_wait(sem) != 0)

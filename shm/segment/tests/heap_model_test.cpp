@@ -92,10 +92,9 @@ TEST_F(HeapEdges, StatisticsFollowAllocation)
               std::vector<uint64_t>({0, during.system_bytes, during.system_bytes}));
     testing::internal::CaptureStderr();
     SG_malloc_stats();
-    const std::string system = std::to_string(after.system_bytes);
-    const std::string pad = std::string(10 - system.size(), ' ');
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "max system bytes = " + pad + system + "\nsystem bytes     = " +
-                                                          pad + system + "\nin use bytes     =          0\n");
+    const std::string n = std::to_string(after.system_bytes), system = std::string(10 - n.size(), ' ') + n;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "max system bytes = " + system + "\nsystem bytes     = " + system + "\nin use bytes     =          0\n");
 }
 
 } // namespace

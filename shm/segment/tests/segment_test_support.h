@@ -16,8 +16,7 @@ namespace lx::test {
 using namespace lxtest;
 
 inline const std::string kHelper = SHM_HELPER_PATH;
-constexpr uintptr_t kAddress = 0x500000000000; // free in plain and in sanitizer builds
-inline const std::string kAddressText = "500000000000";
+inline const std::string kAddressText = "500000000000"; // free in plain and in sanitizer builds
 constexpr uint64_t kFirstBreak = 4'823'616;
 constexpr uint64_t kShortfall = kFirstBreak - 2216; // allowance the heap cannot use
 inline void *const kRefused = reinterpret_cast<void *>(-1);
@@ -29,11 +28,11 @@ inline std::string heap_fault()
     char reason[256];
     return SG_heap_check(reason, sizeof reason) ? "" : reason;
 }
-inline Result run_helper(std::vector<std::string> args, Env env = {})
+inline Result run_helper(std::vector<std::string> args, Env env = {}, const std::vector<std::string> &wrapper = {})
 {
     args.insert(args.begin(), kHelper);
     env.insert(env.begin(), "LX_SHMSTADDR=" + kAddressText);
-    return run(args, env);
+    return run(args, env, wrapper);
 }
 
 // A segment of `allowance` bytes in a mapped file wherever the system puts it.
@@ -44,11 +43,6 @@ protected:
         unsetenv("LX_SHMSTADDR");
         start_ = static_cast<char *>(SG_create((dir_ / "segment.map").c_str(), allowance));
         ASSERT_NE(start_, nullptr);
-    }
-    void TearDown() override
-    {
-        SG_detach(start_);
-        SG_destroy(start_);
     }
     char *first_break() const { return start_ + kFirstBreak; }
     TempDir dir_;

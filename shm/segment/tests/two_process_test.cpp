@@ -9,42 +9,24 @@
 namespace lx::test {
 namespace {
 
-constexpr uint64_t kSize = 8 << 20;
-const std::string kSizeText = std::to_string(kSize);
 constexpr bool kFileMode = LX_TEST_FILE_MODE;
-
-class TwoProcesses : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        setenv("LX_SHMSTADDR", kAddressText.c_str(), 1);
-        path_ = kFileMode ? dir_ / "arena.map" : "";
-        start_ = SG_create(path_.c_str(), kSize);
-        ASSERT_EQ(start_, reinterpret_cast<void *>(kAddress)) << "the segment must lie where LX_SHMSTADDR says";
-    }
-    void TearDown() override
-    {
-        SG_detach(start_);
-        SG_destroy(start_);
-    }
-    std::string attach() const { return "sg-attach:" + (kFileMode ? path_ : "-") + ":" + kSizeText; }
-    bool backing_exists() const { return kFileMode ? exists(path_) : shmget(SG_key(nullptr, 'N'), 0, 0) >= 0; }
-    char *write_block(const char *text) { return std::strcpy(static_cast<char *>(SG_malloc(nullptr, 32)), text); }
-
-    TempDir dir_;
-    std::string path_;
-    void *start_ = nullptr;
-};
 
 // Another process reads what we wrote and allocates from the same heap, at the same address (one
 // that maps it elsewhere may not use the heap).
 // Destroy removes the backing and forgets it; the memory stays usable here until detach, which
 // unmaps it and forgets the heap, and in the attached process.
-TEST_F(TwoProcesses, ShareThenDestroyAndDetach)
+TEST(TwoProcesses, ShareThenDestroyAndDetach)
 {
+    TempDir dir;
+    const std::string path = kFileMode ? dir / "arena.map" : "",
+                      attach = "sg-attach:" + (kFileMode ? path : "-") + ":8388608";
+    setenv("LX_SHMSTADDR", kAddressText.c_str(), 1);
+    void *start = SG_create(path.c_str(), 8 << 20);
+    ASSERT_EQ(hex(start), "0x" + kAddressText) << "the segment must lie where LX_SHMSTADDR says";
+    auto write_block = [](const char *text) { return std::strcpy(static_cast<char *>(SG_malloc(nullptr, 32)), text); };
     char *mine = write_block("shared text");
     const std::string read = "read:" + hex(mine) + ":shared text";
-    Process helper({kHelper, attach(), read, "write:theirs", "heap-check", "wait", read},
+    Process helper({kHelper, attach, read, "write:theirs", "heap-check", "wait", read},
                    {"LX_SHMSTADDR=" + kAddressText});
     ASSERT_EQ(helper.line(), "start 0x500000000000");
     ASSERT_EQ(helper.line(), "read ok");
@@ -56,31 +38,30 @@ TEST_F(TwoProcesses, ShareThenDestroyAndDetach)
     SG_free(nullptr, theirs);
     EXPECT_EQ(heap_fault(), "");
     // Elsewhere the heap is refused rather than corrupted.
-    Result r = run_helper({attach(), "malloc:64", "sbrk:0"}, {"LX_SHMSTADDR=510000000000"});
+    Result r = run_helper({attach, "malloc:64", "sbrk:0"}, {"LX_SHMSTADDR=510000000000"});
     EXPECT_EQ(r.out, "start 0x510000000000\nblock (nil)\nsbrk 0xffffffffffffffff\n");
     EXPECT_NE(r.err.find("laid out for another address"), std::string::npos) << r.err;
-    SG_destroy(start_);
-    EXPECT_FALSE(backing_exists());
+    SG_destroy(start);
+    EXPECT_FALSE(kFileMode ? exists(path) : shmget(SG_key(nullptr, 'N'), 0, 0) >= 0);
     EXPECT_EQ(giShmId, -1);
     EXPECT_STREQ(mine, "shared text");
     EXPECT_NE(SG_malloc(nullptr, 100), nullptr);
-    SG_detach(start_);
-    EXPECT_EQ(msync(start_, 4096, MS_ASYNC), -1) << "unmapped";
+    SG_detach(start);
+    EXPECT_EQ(msync(start, 4096, MS_ASYNC), -1) << "unmapped";
     EXPECT_EQ(GBLdl_p, nullptr);
     EXPECT_EQ(SG_malloc(nullptr, 8), nullptr);
     EXPECT_EQ(SHMsbrk(0), kRefused);
     EXPECT_EQ(SG_malloc_usable_size(mine), 0u);
     helper.send("go");
     EXPECT_EQ(helper.line(), "read ok") << "the attached process keeps its memory";
-    EXPECT_EQ(run_helper({attach()}).out, kFileMode
-                                              ? "Couldn't open file for mmap: No such file or directory\nstart (nil)\n"
-                                              : "shmget failed: errno 2 No such file or directory\nstart (nil)\n");
+    EXPECT_EQ(run_helper({attach}).out, kFileMode
+                                            ? "Couldn't open file for mmap: No such file or directory\nstart (nil)\n"
+                                            : "shmget failed: errno 2 No such file or directory\nstart (nil)\n");
     if (kFileMode) { // the path was forgotten: a second destroy removes nothing
-        writeFile(path_, "new");
-        SG_destroy(start_);
-        EXPECT_TRUE(exists(path_));
+        writeFile(path, "new");
+        SG_destroy(start);
+        EXPECT_TRUE(exists(path));
     }
-    start_ = nullptr;
 }
 
 } // namespace
