@@ -86,4 +86,8 @@ std::string field(const std::string &text, const std::string &key);
 // The space-separated words of `text` (a command line or an Env written as one string).
 std::vector<std::string> words(const std::string &text);
 
+// The program's exit status when it ends within `ms` (as wait() gives it), else -1 with the
+// program left running.
+int exitWithin(Process &program, int ms);
+
 } // namespace lxtest

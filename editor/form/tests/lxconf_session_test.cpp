@@ -6,7 +6,6 @@
 #include <csignal>
 #include <filesystem>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "lx_testing.h"
@@ -17,17 +16,6 @@ namespace {
 using namespace lxtest;
 
 const std::string kTitle = "Session Test Settings";
-
-// The exit status when the program ends within `ms`, else -1.
-int exitWithin(Process &program, int ms)
-{
-    siginfo_t info{};
-    for (int waited = 0; waited <= ms; waited += 20, ::usleep(20000))
-        if (::waitid(P_PID, static_cast<id_t>(program.pid()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-            info.si_pid == program.pid())
-            return program.wait();
-    return -1;
-}
 
 class LxconfSession : public ::testing::Test {
 protected:

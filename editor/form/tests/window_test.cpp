@@ -3,7 +3,6 @@
 #include "lx_testing_x.h" // first: GoogleTest must come before the X headers
 
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 #include <Xm/MessageB.h>
@@ -30,25 +29,6 @@ enum { BASE, NUM, WAVES, MODE, SPEED, LETTER, ODD, NOTE };
 const std::string kConfig =
     "# test configuration\nLX_BASE /tmp\nLX_NUM 2\nLX_WAVES 457 528\nLX_MODE yes\nLX_SPEED FAST\n";
 
-std::vector<std::string> managedChildren(Widget parent)
-{
-    WidgetList children = nullptr;
-    Cardinal count = 0;
-    XtVaGetValues(parent, XmNchildren, &children, XmNnumChildren, &count, nullptr);
-    std::vector<std::string> names;
-    for (Cardinal i = 0; i < count; ++i)
-        if (XtIsManaged(children[i]))
-            names.push_back(XtName(children[i]));
-    return names;
-}
-
-int extent(Widget w, const char *resource) // XmNwidth or XmNheight
-{
-    Dimension value = 0;
-    XtVaGetValues(w, resource, &value, nullptr);
-    return value;
-}
-
 class EditorWindow : public ::testing::Test {
 protected:
     // Writes the files, reads the description, and builds and maps the window as lxconf does.
@@ -74,33 +54,28 @@ protected:
             XtDestroyWidget(shell_);
     }
 
-    ConfigVar &var(int row) { return gVarList[row]; }
-    // Types into a text field, or chooses an option menu's entry by its text.
+    Widget pulldown(int row)
+    {
+        Widget menu = nullptr;
+        XtVaGetValues(gVarList[row].valueWidget, XmNsubMenuId, &menu, nullptr);
+        return menu;
+    }
+    // Types into a text field, or chooses an option menu's entry by its name (its text).
     void set(int row, const char *text)
     {
-        ConfigVar &v = var(row);
-        if (v.type == VAR_SIMPLE || v.type == VAR_MULTIVALUE)
-            return XmTextFieldSetString(v.valueWidget, const_cast<char *>(text));
-        for (int i = 0; i < v.numChoices; ++i)
-            if (std::strcmp(v.choices[i], text) == 0)
-                return XtVaSetValues(v.valueWidget, XmNmenuHistory, v.choiceWidgets[i], nullptr);
-        ADD_FAILURE() << v.name << " has no choice " << text;
+        Widget w = gVarList[row].valueWidget;
+        if (XmIsTextField(w))
+            return XmTextFieldSetString(w, const_cast<char *>(text));
+        XtVaSetValues(w, XmNmenuHistory, XtNameToWidget(pulldown(row), text), nullptr);
     }
     // What the row shows: the field's text or the chosen entry's name.
     std::string shown(int row)
     {
-        ConfigVar &v = var(row);
-        if (v.type == VAR_SIMPLE || v.type == VAR_MULTIVALUE)
-            return std::unique_ptr<char, void (*)(char *)>(XmTextFieldGetString(v.valueWidget), XtFree).get();
-        Widget current = nullptr;
-        XtVaGetValues(v.valueWidget, XmNmenuHistory, &current, nullptr);
+        Widget w = gVarList[row].valueWidget, current = nullptr;
+        if (XmIsTextField(w))
+            return std::unique_ptr<char, void (*)(char *)>(XmTextFieldGetString(w), XtFree).get();
+        XtVaGetValues(w, XmNmenuHistory, &current, nullptr);
         return current != nullptr ? XtName(current) : "";
-    }
-    Widget pulldown(int row)
-    {
-        Widget menu = nullptr;
-        XtVaGetValues(var(row).valueWidget, XmNsubMenuId, &menu, nullptr);
-        return menu;
     }
     TempDir dir_;
     std::string config_ = dir_ / "test.conf";
@@ -117,18 +92,18 @@ TEST_F(EditorWindow, RowsLoadedValuesAndWhatCountsAsAChange)
     XtVaGetValues(grid, XmNnumColumns, &rows, XmNorientation, &orientation, XmNpacking, &packing, nullptr);
     EXPECT_EQ(std::tuple(rows, orientation, packing), std::tuple(short(gNumVars + 1), XmHORIZONTAL, XmPACK_COLUMN));
     // Titles, then per variable its help button and its value; a row of unknown type keeps an empty cell.
-    EXPECT_EQ(managedChildren(grid),
+    EXPECT_EQ(managedChildNames(grid),
               std::vector<std::string>({"frame", "frame", "info", "Label", "info", "Label", "info", "Label", "info",
                                         "optionMenu", "info", "optionMenu", "info", "optionMenu", "info", "empty",
                                         "info", "Label"}));
-    EXPECT_EQ(managedChildren(XtNameToWidget(XtParent(frame_), "action_area")),
+    EXPECT_EQ(managedChildNames(XtNameToWidget(XtParent(frame_), "action_area")),
               std::vector<std::string>({"Done", "Save", "Revert", "Help"}));
     EXPECT_STREQ(XtName(pulldown(SPEED)), "pd");
 
     // Choices are named by their text, match in any case and take the description's spelling; once a
     // value is known the unset entry is hidden; a required menu has none; an optional one without a
     // value shows it.
-    EXPECT_EQ(std::vector<std::string>({var(MODE).value, var(SPEED).value, var(NOTE).value}),
+    EXPECT_EQ(std::vector<std::string>({gVarList[MODE].value, gVarList[SPEED].value, gVarList[NOTE].value}),
               std::vector<std::string>({"Yes", "fast", ""}));
     EXPECT_EQ(std::vector<std::string>({shown(MODE), shown(SPEED), shown(NUM), shown(LETTER)}),
               std::vector<std::string>({"Yes", "fast", "2", "-----"}));
@@ -147,7 +122,7 @@ TEST_F(EditorWindow, RowsLoadedValuesAndWhatCountsAsAChange)
             set(name, typed);
         char text[256] = "";
         int changed = 7;
-        const int got = GetWidgetValue(&var(name), text, &changed);
+        const int got = GetWidgetValue(&gVarList[name], text, &changed);
         EXPECT_EQ(std::tuple(got, changed, std::string(text)), std::tuple(has, change, std::string(has ? typed : "")))
             << name << " " << typed;
     }
@@ -162,7 +137,6 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
     set(NUM, "3");
     set(WAVES, "1  2 3");
     set(SPEED, "slow");
-    set(NOTE, ""); // emptied: no value, so its line (none here) would stay
     SaveCB(gwSaveButton, nullptr, nullptr);
     EXPECT_EQ(readFile(config_),
               "# test configuration\nLX_BASE /tmp\nLX_MODE yes\nLX_NUM 3\nLX_WAVES 1  2 3\nLX_SPEED slow\n");
@@ -177,7 +151,7 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
     SaveCB(gwSaveButton, nullptr, nullptr);
     EXPECT_EQ(err.text(), "Parameter \"Suite folder\" must\n have a value supplied for it.\n");
     EXPECT_EQ(readFile(config_).find("LX_NUM 9"), std::string::npos);
-    EXPECT_STREQ(var(NUM).value, "3"); // the baseline of the last save
+    EXPECT_STREQ(gVarList[NUM].value, "3"); // the baseline of the last save
 
     // With a suite running, live values are set at once; any other change needs a restart.
     giRunningWithSHM = 1;
@@ -240,55 +214,53 @@ TEST_F(EditorWindow, ALongFormFollowsTheFocusAndScrollsByRows)
     open(text, "V0 zero\n");
     Widget clip = nullptr, bar = nullptr, grid = XtNameToWidget(frame_, "*main_grid");
     XtVaGetValues(XtNameToWidget(frame_, "swindow"), XmNclipWindow, &clip, XmNverticalScrollBar, &bar, nullptr);
-    auto at = [](Widget w, int dy = 0) { return std::pair(windowOrigin(w).x + 10, windowOrigin(w).y + dy); };
-    auto height = [](Widget w) { return extent(w, XmNheight); };
-    auto scrolled = [&] { return at(clip).second - at(grid).second; };
-    auto inView = [&](int row) {
-        const int top = at(gVarList[row].valueWidget).second;
-        return top >= at(clip).second && top + height(gVarList[row].valueWidget) <= at(clip).second + height(clip);
+    auto row = [](int i) { return gVarList[i].valueWidget; };
+    auto top = [](Widget w) { return windowOrigin(w).y; };
+    auto scrolled = [&] { return top(clip) - top(grid); };
+    auto inView = [&](int i) {
+        return top(row(i)) >= top(clip) && top(row(i)) + sizeOf(row(i)).height <= top(clip) + sizeOf(clip).height;
     };
     auto focusRow = [&] {
         Widget focus = XmGetFocusWidget(shell_);
         for (int i = 0; focus != nullptr && i < gNumVars; ++i)
-            if (focus == gVarList[i].valueWidget || XtParent(focus) == gVarList[i].valueWidget)
+            if (focus == row(i) || XtParent(focus) == row(i)) // an option menu's focus is on its button
                 return i;
         return -1;
     };
     // Runs xdotool, after moving the pointer `dy` pixels below the top of `w` when there is one.
     auto xdotool = [&](const std::string &command, Widget w = nullptr, int dy = 0) {
-        const std::string move =
-            w ? "mousemove " + std::to_string(at(w, dy).first) + " " + std::to_string(at(w, dy).second) + " " : "";
-        ASSERT_EQ(std::system(("xdotool " + move + command).c_str()), 0);
+        const Point at = w ? windowOrigin(w) : Point{};
+        const std::string move = w ? "mousemove " + std::to_string(at.x + 10) + " " + std::to_string(at.y + dy) : "";
+        ASSERT_EQ(std::system(("xdotool " + move + " " + command).c_str()), 0);
         spinFor(150);
     };
     XSetInputFocus(XtDisplay(shell_), XtWindow(shell_), RevertToParent, CurrentTime);
-    XmProcessTraversal(gVarList[0].valueWidget, XmTRAVERSE_CURRENT);
+    XmProcessTraversal(row(0), XmTRAVERSE_CURRENT);
     spinFor(100);
-    for (int row = 1; row < 14; ++row) {
+    for (int i = 1; i < 14; ++i) {
         xdotool("key Tab");
-        ASSERT_EQ(focusRow(), row);
-        EXPECT_TRUE(inView(row)) << "row " << row;
+        ASSERT_EQ(focusRow(), i);
+        EXPECT_TRUE(inView(i)) << "row " << i;
     }
     EXPECT_FALSE(inView(0));
-    XmProcessTraversal(gVarList[29].valueWidget, XmTRAVERSE_CURRENT);
+    XmProcessTraversal(row(29), XmTRAVERSE_CURRENT);
     xdotool("key Tab"); // after the last row come the buttons
     EXPECT_EQ(XtParent(XmGetFocusWidget(shell_)), XtNameToWidget(XtParent(frame_), "action_area"));
 
     // Page Up in a value moves the view by its height and the focus by as many rows.
-    const int pitch = at(gVarList[1].valueWidget).second - at(gVarList[0].valueWidget).second;
-    XmProcessTraversal(gVarList[29].valueWidget, XmTRAVERSE_CURRENT);
+    const int pitch = top(row(1)) - top(row(0)), page = sizeOf(clip).height / pitch;
+    XmProcessTraversal(row(29), XmTRAVERSE_CURRENT);
     spinFor(100);
     const int bottom = scrolled();
     xdotool("key Prior");
-    EXPECT_EQ(bottom - scrolled(), height(clip) / pitch * pitch);
-    EXPECT_EQ(focusRow(), 29 - height(clip) / pitch);
+    EXPECT_EQ(std::pair(bottom - scrolled(), focusRow()), std::pair(page * pitch, 29 - page));
 
     // The wheel moves three rows a notch, over any row; a click on the lower scroll arrow one row.
     const int start = scrolled();
-    xdotool("click 5 click 5", gVarList[focusRow()].valueWidget, 5);
-    xdotool("click 4", gVarList[focusRow()].valueWidget, 5);
+    xdotool("click 5 click 5", row(focusRow()), 5);
+    xdotool("click 4", row(focusRow()), 5);
     EXPECT_EQ(scrolled() - start, 3 * pitch);
-    xdotool("click 1", bar, height(bar) - 6);
+    xdotool("click 1", bar, sizeOf(bar).height - 6);
     EXPECT_EQ(scrolled() - start, 4 * pitch);
 }
 
@@ -297,20 +269,21 @@ TEST_F(EditorWindow, ALongFormFollowsTheFocusAndScrollsByRows)
 TEST_F(EditorWindow, TheValueColumnFollowsTheWindowsWidth)
 {
     open(kDescription, kConfig);
-    Widget clip = nullptr, grid = XtNameToWidget(frame_, "*main_grid"), field = var(BASE).valueWidget;
+    Widget clip = nullptr, grid = XtNameToWidget(frame_, "*main_grid"), field = gVarList[BASE].valueWidget;
     XtVaGetValues(XtNameToWidget(frame_, "swindow"), XmNclipWindow, &clip, nullptr);
-    auto width = [](Widget w) { return extent(w, XmNwidth); };
-    auto resize = [&](int w, int h) {
-        XResizeWindow(XtDisplay(shell_), XtWindow(shell_), static_cast<unsigned>(w), static_cast<unsigned>(h));
+    auto resize = [&](Size to) {
+        XResizeWindow(XtDisplay(shell_), XtWindow(shell_), static_cast<unsigned>(to.width),
+                      static_cast<unsigned>(to.height));
         spinFor(300);
     };
-    const int narrow = width(field), shellWidth = width(shell_), shellHeight = extent(shell_, XmNheight);
-    resize(1160, 500);
-    EXPECT_GT(width(field), narrow + 200);
-    const int gap = width(clip) - width(grid); // the two columns fill the view but for a few pixels
+    const int narrow = sizeOf(field).width;
+    const Size shell = sizeOf(shell_);
+    resize({1160, 500});
+    EXPECT_GT(sizeOf(field).width, narrow + 200);
+    const int gap = sizeOf(clip).width - sizeOf(grid).width; // the two columns fill the view but for a few pixels
     EXPECT_TRUE(gap == 8 || gap == 9) << gap;
-    resize(shellWidth, shellHeight);
-    EXPECT_EQ(width(field), narrow);
+    resize(shell);
+    EXPECT_EQ(sizeOf(field).width, narrow);
 }
 
 } // namespace
