@@ -1,12 +1,15 @@
-// Writing the configuration file back: kept and dropped lines, appended changes, the dated
-// backup, the file's mode, and the failures that leave the old file as it was.
+// The configuration file: the -f search of a value, and writing the file back (kept and dropped
+// lines, appended changes, the dated backup, the file's mode, and the failures that leave the
+// old file as it was).
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 
 #include <sys/stat.h>
 
+#include "config_file.h"
 #include "config_save.h"
 #include "lx_testing.h"
 
@@ -25,7 +28,32 @@ std::time_t july4th()
     return 1940940300;
 }
 
+std::optional<std::string> find(std::string content, const char *name)
+{
+    FILE *file = fmemopen(content.data(), content.size(), "r");
+    std::unique_ptr<char, void (*)(void *)> value(FindValueInFile(file, name), std::free);
+    std::fclose(file);
+    return value ? std::optional<std::string>(value.get()) : std::nullopt;
+}
+
 } // namespace
+
+TEST(FindValueInFile, FirstLineWhoseFirstWordIsTheName)
+{
+    for (const auto &[content, name, value] :
+         std::vector<std::tuple<std::string, const char *, std::optional<std::string>>>{
+             {"# comment\nlx_size\t  3000 \t\nLX_SIZE 12\n", "LX_SIZE", "3000"},
+             {"   LX_TMP /scratch/a b  \n", "LX_TMP", "/scratch/a b"},
+             {"LX_SIZEX 5\nXLX_SIZE 6\nLX_SIZE 7\n", "LX_SIZE", "7"},
+             {"LX_SIZE \nLX_SIZE\nLX_SIZE 10\n", "LX_SIZE", "10"},   // one space or nothing: searched on
+             {"LX_SIZE \t \nLX_SIZE 10\n", "LX_SIZE", std::nullopt}, // only blanks: the search ends
+             {"A 1\nLX_FACILITY Imaging Core", "LX_FACILITY", "Imaging Core"},
+             {"LX_FACILITY Imaging Core\r\n", "lx_facility", "Imaging Core"},
+             // Lines are read 255 characters at a time; the rest is read as a line of its own.
+             {"LX_NOTE " + std::string(400, 'x') + "\n", "LX_NOTE", std::string(247, 'x')},
+             {std::string(255, 'y') + "LX_NOTE hidden\n", "LX_NOTE", "hidden"}})
+        EXPECT_EQ(find(content, name), value) << content;
+}
 
 TEST(ConfigSave, KeptLinesChangesAtTheEndAndTheBackup)
 {
