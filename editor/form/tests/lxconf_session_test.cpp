@@ -31,6 +31,13 @@ protected:
         std::system("xdotool mousemove 100 100"); // new windows open at the pointer: keep them on the screen
     }
 
+    // lxconf with these arguments.
+    static std::vector<std::string> lxconf(std::vector<std::string> args)
+    {
+        args.insert(args.begin(), LXCONF_PATH);
+        return args;
+    }
+
     TempDir dir_;
     Env env_{"HOME=" + (dir_ / "home"), "LX_BASE=" + dir_.path(), "LX_SHMSTADDR=0x600000000000", "LX_SIZE=64"};
     XSession x_;
@@ -41,7 +48,7 @@ TEST_F(LxconfSession, EditSaveAndQuitBesideARunningSuite)
     Process suite({LXSUITE_PATH}, env_);
     ASSERT_NE(suite.lineStarting("ready"), "") << suite.errors();
     // Without -f the values shown are the settings lookup's: LX_SIZE comes from the environment.
-    Process editor({LXCONF_PATH, dir_ / "session.vars", dir_ / "session.conf"}, env_);
+    Process editor(lxconf({dir_ / "session.vars", dir_ / "session.conf"}), env_);
     const Window window = x_.waitForTopLevel(kTitle, 10000);
     ASSERT_NE(window, 0u) << "the editor's window did not appear: " << editor.errors();
     ::usleep(300000);
@@ -83,9 +90,7 @@ TEST_F(LxconfSession, StartUpErrorsWaitUntilDismissedThenExitOne)
          std::vector<std::tuple<std::vector<std::string>, std::string, bool>>{
              {{"-f", dir_ / "session.vars", dir_ / "missing.conf"}, "Couldn't open config File", false},
              {{dir_ / "bad.vars", dir_ / "session.conf"}, "depends on simple Variable B", true}}) {
-        std::vector<std::string> argv{LXCONF_PATH};
-        argv.insert(argv.end(), args.begin(), args.end());
-        Process editor(argv, env_);
+        Process editor(lxconf(args), env_);
         Window warning = x_.waitForTopLevel("warning_popup", 5000);
         ASSERT_NE(warning, 0u) << message << " was not shown: " << editor.errors();
         EXPECT_EQ(exitWithin(editor, 1000), -1) << message << ": the editor must wait for the person";
@@ -98,6 +103,28 @@ TEST_F(LxconfSession, StartUpErrorsWaitUntilDismissedThenExitOne)
         }
         EXPECT_EQ(exitWithin(editor, 3000), 1) << message;
         EXPECT_TRUE(x_.waitUntilGone("warning_popup", 2000));
+    }
+}
+
+// From a terminal without a display, a start-up error is a line on standard error and status 1.
+TEST_F(LxconfSession, EveryWayOfNotStartingFromATerminalExitsOneAndSaysWhy)
+{
+    const std::string usage = "Improper Command Syntax\nUsage: " LXCONF_PATH " [-f] variable_description_file "
+                              "config_file\n  -f signifies to take values only from the config file\n";
+    const std::string overlong = "/" + std::string(300, 'p');
+    Env terminal = env_;
+    terminal.push_back("-DISPLAY");
+    for (const auto &[args, err] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{}, usage},
+             {{"a"}, usage},
+             {{"-F", "a", "b"}, usage},
+             {{"-f", "a", "b", "c"}, usage},
+             {{"-f", dir_ / "conf"}, "Couldn't open Description File.\n"}, // "-f" is the description's name
+             {{dir_.path(), "conf"}, "Couldn't read Description File.\n"},
+             {{overlong, "conf"}, "Path too long (at most 255 characters): " + overlong + "\n"},
+             {{dir_ / "session.vars", "conf"}, "OpenApplication: cannot open display \"\"\n"}}) {
+        const Result result = run(lxconf(args), terminal);
+        EXPECT_EQ(std::tuple(result.status, result.err, result.out), std::tuple(1, err, ""));
     }
 }
 
