@@ -31,13 +31,6 @@ protected:
         std::system("xdotool mousemove 100 100"); // new windows open at the pointer: keep them on the screen
     }
 
-    // lxconf with these arguments.
-    static std::vector<std::string> lxconf(std::vector<std::string> args)
-    {
-        args.insert(args.begin(), LXCONF_PATH);
-        return args;
-    }
-
     TempDir dir_;
     Env env_{"HOME=" + (dir_ / "home"), "LX_BASE=" + dir_.path(), "LX_SHMSTADDR=0x600000000000", "LX_SIZE=64"};
     XSession x_;
@@ -48,7 +41,7 @@ TEST_F(LxconfSession, EditSaveAndQuitBesideARunningSuite)
     Process suite({LXSUITE_PATH}, env_);
     ASSERT_NE(suite.lineStarting("ready"), "") << suite.errors();
     // Without -f the values shown are the settings lookup's: LX_SIZE comes from the environment.
-    Process editor(lxconf({dir_ / "session.vars", dir_ / "session.conf"}), env_);
+    Process editor({LXCONF_PATH, dir_ / "session.vars", dir_ / "session.conf"}, env_);
     const Window window = x_.waitForTopLevel(kTitle, 10000);
     ASSERT_NE(window, 0u) << "the editor's window did not appear: " << editor.errors();
     ::usleep(300000);
@@ -88,9 +81,9 @@ TEST_F(LxconfSession, StartUpErrorsWaitUntilDismissedThenExitOne)
     writeFile(dir_ / "bad.vars", "VARIABLE: A\nTYPE: MULTIVALUE $B\n");
     for (const auto &[args, message, byWindowManager] :
          std::vector<std::tuple<std::vector<std::string>, std::string, bool>>{
-             {{"-f", dir_ / "session.vars", dir_ / "missing.conf"}, "Couldn't open config File", false},
-             {{dir_ / "bad.vars", dir_ / "session.conf"}, "depends on simple Variable B", true}}) {
-        Process editor(lxconf(args), env_);
+             {{LXCONF_PATH, "-f", dir_ / "session.vars", dir_ / "missing.conf"}, "Couldn't open config File", false},
+             {{LXCONF_PATH, dir_ / "bad.vars", dir_ / "session.conf"}, "depends on simple Variable B", true}}) {
+        Process editor(args, env_);
         Window warning = x_.waitForTopLevel("warning_popup", 5000);
         ASSERT_NE(warning, 0u) << message << " was not shown: " << editor.errors();
         EXPECT_EQ(exitWithin(editor, 1000), -1) << message << ": the editor must wait for the person";
@@ -115,15 +108,15 @@ TEST_F(LxconfSession, EveryWayOfNotStartingFromATerminalExitsOneAndSaysWhy)
     Env terminal = env_;
     terminal.push_back("-DISPLAY");
     for (const auto &[args, err] : std::vector<std::pair<std::vector<std::string>, std::string>>{
-             {{}, usage},
-             {{"a"}, usage},
-             {{"-F", "a", "b"}, usage},
-             {{"-f", "a", "b", "c"}, usage},
-             {{"-f", dir_ / "conf"}, "Couldn't open Description File.\n"}, // "-f" is the description's name
-             {{dir_.path(), "conf"}, "Couldn't read Description File.\n"},
-             {{overlong, "conf"}, "Path too long (at most 255 characters): " + overlong + "\n"},
-             {{dir_ / "session.vars", "conf"}, "OpenApplication: cannot open display \"\"\n"}}) {
-        const Result result = run(lxconf(args), terminal);
+             {{LXCONF_PATH}, usage},
+             {{LXCONF_PATH, "a"}, usage},
+             {{LXCONF_PATH, "-F", "a", "b"}, usage},
+             {{LXCONF_PATH, "-f", "a", "b", "c"}, usage},
+             {{LXCONF_PATH, "-f", dir_ / "conf"}, "Couldn't open Description File.\n"}, // "-f": the description
+             {{LXCONF_PATH, dir_.path(), "conf"}, "Couldn't read Description File.\n"},
+             {{LXCONF_PATH, overlong, "conf"}, "Path too long (at most 255 characters): " + overlong + "\n"},
+             {{LXCONF_PATH, dir_ / "session.vars", "conf"}, "OpenApplication: cannot open display \"\"\n"}}) {
+        const Result result = run(args, terminal);
         EXPECT_EQ(std::tuple(result.status, result.err, result.out), std::tuple(1, err, ""));
     }
 }
