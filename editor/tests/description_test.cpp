@@ -3,6 +3,7 @@
 #include "lumarix/editor.h"
 
 #include <gtest/gtest.h>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -10,30 +11,31 @@ using namespace std::string_literals;
 
 namespace {
 
-std::string message;
-
-bool parse(const std::string &text)
+// The messages, each followed by "|": "" for a file that is accepted, and exactly one for a file
+// that is refused.
+std::string parse(const std::string &text)
 {
     std::snprintf(gcMainTitle, sizeof gcMainTitle, "%s", "Lumarix User Parameters");
     std::snprintf(gDescriptionFile, sizeof gDescriptionFile, "%s", "/etc/test.vars");
-    message.clear();
+    std::string messages;
     FILE *file = text.empty() ? std::tmpfile() : fmemopen(const_cast<char *>(text.data()), text.size(), "r");
-    const bool ok = lx::editor::ParseDescription(file, [](std::string_view m) { message += std::string(m) + "|"; });
+    const bool ok = lx::editor::ParseDescription(file, [&](std::string_view m) { messages += std::string(m) + "|"; });
     std::fclose(file);
-    return ok;
+    return ok == messages.empty() ? messages : (ok ? "accepted after " : "refused without a message ") + messages;
 }
 
-// Each record in one line: name|shortDesc|dependsOn|type numValues numChoices, then the flags
-// optional, checkRead, checkWrite and canSetLive as digits.
-std::vector<std::string> records()
+// The records a file gives, each in one line: name|shortDesc|dependsOn|type numValues numChoices,
+// then the flags optional, checkRead, checkWrite and canSetLive as digits; or its refusal.
+std::vector<std::string> records(const std::string &text)
 {
+    if (std::string refusal = parse(text); !refusal.empty())
+        return {refusal};
     std::vector<std::string> all;
-    for (int i = 0; i < gNumVars; ++i) {
-        const ConfigVar &v = gVarList[i];
-        char numbers[96];
-        std::snprintf(numbers, sizeof numbers, "%d %d %d %d%d%d%d", v.type, v.numValues, v.numChoices, v.optional,
-                      v.checkRead, v.checkWrite, v.canSetLive);
-        all.push_back(std::string(v.name) + "|" + v.shortDesc + "|" + v.dependsOn + "|" + numbers);
+    for (const ConfigVar &v : std::span(gVarList, static_cast<size_t>(gNumVars))) {
+        char line[1024];
+        std::snprintf(line, sizeof line, "%.255s|%.255s|%.255s|%d %d %d %d%d%d%d", v.name, v.shortDesc, v.dependsOn,
+                      v.type, v.numValues, v.numChoices, v.optional, v.checkRead, v.checkWrite, v.canSetLive);
+        all.push_back(line);
     }
     return all;
 }
@@ -51,37 +53,34 @@ std::string lines(int count, const std::string &prefix)
 
 TEST(Description, RecordsTypesChoicesAndHelp)
 {
-    EXPECT_TRUE(parse(""));
-    EXPECT_EQ(gNumVars, 0);
+    using Records = std::vector<std::string>;
+    EXPECT_EQ(records(""), Records());
     // Keywords in any case; TITLE:, SHORTDESC:, TYPE: and VARIABLE: alone at a line's end are ignored, flags are not.
-    ASSERT_TRUE(
-        parse("# comment\ntitle:   My  Setup\nvariable:\tLX_DATA extra words\nShortDesc:  Data\n"
-              "type: simple\nmustbeset:\ncheckread: anything\nCHECKWRITE:\ncansetlive:\nstray text\n\n"
-              "VARIABLE: SECOND\nTYPE: SIMPLE\nTYPE: FANCY\nTITLE:\nSHORTDESC:\nTYPE:\nVARIABLE:\nCANSETLIVE:\n"));
+    EXPECT_EQ(
+        records("# comment\ntitle:   My  Setup\nvariable:\tLX_DATA extra words\nShortDesc:  Data\n"
+                "type: simple\nmustbeset:\ncheckread: anything\nCHECKWRITE:\ncansetlive:\nstray text\n\n"
+                "VARIABLE: SECOND\nTYPE: SIMPLE\nTYPE: FANCY\nTITLE:\nSHORTDESC:\nTYPE:\nVARIABLE:\nCANSETLIVE:\n"),
+        Records({"LX_DATA| Data||1 1 0 0111", "SECOND|||1 1 0 1001"}));
     EXPECT_STREQ(gcMainTitle, "  My  Setup");
-    EXPECT_EQ(records(), std::vector<std::string>({"LX_DATA| Data||1 1 0 0111", "SECOND|||1 1 0 1001"}));
 
-    ASSERT_TRUE(
-        parse("VARIABLE: N\nTYPE: Boolean\n# on\n\tOff  \nVARIABLE: A\nTYPE: MULTIVALUE 3 ignored\n"
-              "VARIABLE: B\nTYPE: MULTIVALUE\nVARIABLE: C\nTYPE: MULTIVALUE $N\nVARIABLE: D\nTYPE: MULTIVALUE abc\n"
-              "VARIABLE: E\nTYPE: MULTIVALUE 99999999999\nVARIABLE: M\nTYPE: oneofmany 3\nred\n VARIABLE: g\n%%\n"
-              "VARIABLE: Z\nTYPE: ONEOFMANY 0\nVARIABLE: F\nTYPE: ONEOFMANY $M\nnot a choice\n"));
-    EXPECT_EQ(records(), std::vector<std::string>({"N|||2 1 2 1000", "A|||4 3 0 1000", "B|||4 -1 0 1000",
-                                                   "C||N|4 -2 0 1000", "D|||4 0 0 1000", "E|||4 2147483647 0 1000",
-                                                   "M|||3 0 3 1000", "Z|||3 0 0 1000", "F||M|3 0 -2 1000"}));
-    EXPECT_EQ(std::vector<std::string>(
-                  {gVarList[0].choices[0], gVarList[0].choices[1], gVarList[6].choices[1], gVarList[6].choices[2]}),
-              std::vector<std::string>({"# on", "\tOff  ", " VARIABLE: g", "%%"}));
+    EXPECT_EQ(
+        records("VARIABLE: N\nTYPE: Boolean\n# on\n\tOff  \nVARIABLE: A\nTYPE: MULTIVALUE 3 ignored\n"
+                "VARIABLE: B\nTYPE: MULTIVALUE\nVARIABLE: C\nTYPE: MULTIVALUE $N\nVARIABLE: D\nTYPE: MULTIVALUE abc\n"
+                "VARIABLE: E\nTYPE: MULTIVALUE 99999999999\nVARIABLE: M\nTYPE: oneofmany 3\nred\n VARIABLE: g\n%%\n"
+                "VARIABLE: Z\nTYPE: ONEOFMANY 0\nVARIABLE: F\nTYPE: ONEOFMANY $M\nnot a choice\n"),
+        Records({"N|||2 1 2 1000", "A|||4 3 0 1000", "B|||4 -1 0 1000", "C||N|4 -2 0 1000", "D|||4 0 0 1000",
+                 "E|||4 2147483647 0 1000", "M|||3 0 3 1000", "Z|||3 0 0 1000", "F||M|3 0 -2 1000"}));
+    EXPECT_EQ(Records({gVarList[0].choices[0], gVarList[0].choices[1], gVarList[6].choices[1], gVarList[6].choices[2]}),
+              Records({"# on", "\tOff  ", " VARIABLE: g", "%%"}));
     EXPECT_EQ(CheckDependencies(), 1);
 
-    ASSERT_TRUE(parse("VARIABLE: A\nHELP: First\n# kept\nTYPE:\tSIMPLE\n%%% ends too\nTYPE: BOOLEAN\nx\ny\n"
-                      "VARIABLE: B\nHELP: kept\n%%\nHELP:\n" +
-                      lines(18, "l") + "%%\nVARIABLE: C\nSHORTDESC: " + std::string(244, 'd') + "MUSTBESET: x\n"));
-    EXPECT_EQ(std::vector<std::string>({gVarList[0].help, gVarList[1].help}),
-              std::vector<std::string>({"First\n# kept\nTYPE:\tSIMPLE\n", "kept\n" + lines(18, "l")}));
     // 255 bytes are read at a time: the rest of a long line is a line of its own.
-    EXPECT_EQ(records(), std::vector<std::string>(
-                             {"A|||2 1 2 1000", "B|||0 0 0 1000", "C|" + std::string(244, 'd') + "||0 0 0 0000"}));
+    EXPECT_EQ(records("VARIABLE: A\nHELP: First\n# kept\nTYPE:\tSIMPLE\n%%% ends too\nTYPE: BOOLEAN\nx\ny\n"
+                      "VARIABLE: B\nHELP: kept\n%%\nHELP:\n" +
+                      lines(18, "l") + "%%\nVARIABLE: C\nSHORTDESC: " + std::string(244, 'd') + "MUSTBESET: x\n"),
+              Records({"A|||2 1 2 1000", "B|||0 0 0 1000", "C|" + std::string(244, 'd') + "||0 0 0 0000"}));
+    EXPECT_EQ(Records({gVarList[0].help, gVarList[1].help}),
+              Records({"First\n# kept\nTYPE:\tSIMPLE\n", "kept\n" + lines(18, "l")}));
 }
 
 TEST(Description, RefusedFilesSayWhyOnce)
@@ -121,15 +120,13 @@ TEST(Description, RefusedFilesSayWhyOnce)
              {std::string(600, 'x') + "\nVARIABLE: A\n\0"s, "Description file line 3 contains a NUL byte.|"},
              {"VARIABLE: A\nTYPE: BOOLEAN\nyes\r\nno\n", "Description file line 3" + crlf},
              {"SHORTDESC: " + std::string(243, 's') + "\r\nx\n", "Description file line 1" + crlf},
+             // At the limits each still fits, whole (checked below for the last row).
+             {vars200, "", 200},
+             {"VARIABLE: A\nTYPE: ONEOFMANY 20\n" + twenty + help1501 + std::string(97, 'e') + "\n%%\n", "", 2},
          }) {
-        EXPECT_EQ(parse(c.text), c.message.empty()) << c.text.substr(0, 80);
-        EXPECT_EQ(message, c.message) << c.text.substr(0, 80);
+        EXPECT_EQ(parse(c.text), c.message) << c.text.substr(0, 80);
         EXPECT_EQ(gNumVars, c.parsed < 0 ? gNumVars : c.parsed) << c.message;
     }
-    // At the limits, each still fits.
-    EXPECT_TRUE(parse(vars200));
-    EXPECT_EQ(gNumVars, 200);
-    EXPECT_TRUE(parse("VARIABLE: A\nTYPE: ONEOFMANY 20\n" + twenty + help1501 + std::string(97, 'e') + "\n%%\n"));
-    EXPECT_EQ(std::string(gVarList[1].help).size(), 1599u);
-    EXPECT_STREQ(gVarList[0].choices[19], "c19");
+    EXPECT_EQ(std::pair(std::string(gVarList[1].help).size(), std::string(gVarList[0].choices[19])),
+              std::pair(size_t{1599}, std::string("c19")));
 }
