@@ -79,11 +79,13 @@ protected:
     }
     TempDir dir_;
     std::string config_ = dir_ / "test.conf";
-    Widget shell_ = nullptr;
-    Widget frame_ = nullptr;
+    Widget shell_ = nullptr, frame_ = nullptr;
 };
 
-TEST_F(EditorWindow, RowsAndLoadedValues)
+// The rows as built and loaded. Choices are named by their text, match in any case and take the
+// description's spelling; once a value is known the unset entry is hidden; a required menu has
+// none; an optional one without a value shows it. Revert loads every row again.
+TEST_F(EditorWindow, RowsLoadedRevertedAndDoneAsksAboutChanges)
 {
     open(kDescription, kConfig);
     Widget grid = XtNameToWidget(frame_, "*main_grid");
@@ -99,19 +101,32 @@ TEST_F(EditorWindow, RowsAndLoadedValues)
     EXPECT_EQ(managedChildNames(XtNameToWidget(XtParent(frame_), "action_area")),
               std::vector<std::string>({"Done", "Save", "Revert", "Help"}));
     EXPECT_STREQ(XtName(pulldown(SPEED)), "pd");
-
-    // Choices are named by their text, match in any case and take the description's spelling; once a
-    // value is known the unset entry is hidden; a required menu has none; an optional one without a
-    // value shows it.
-    EXPECT_EQ(std::vector<std::string>({gVarList[MODE].value, gVarList[SPEED].value, gVarList[NOTE].value}),
-              std::vector<std::string>({"Yes", "fast", ""}));
-    EXPECT_EQ(std::vector<std::string>({shown(MODE), shown(SPEED), shown(NUM), shown(LETTER)}),
-              std::vector<std::string>({"Yes", "fast", "2", "-----"}));
+    auto rowsShown = [&] { return std::vector({shown(MODE), shown(SPEED), shown(NUM), shown(LETTER), shown(NOTE)}); };
+    EXPECT_EQ(rowsShown(), std::vector<std::string>({"Yes", "fast", "2", "-----", ""}));
     EXPECT_FALSE(XtIsManaged(XtNameToWidget(pulldown(MODE), "-----")));
     EXPECT_EQ(XtNameToWidget(pulldown(SPEED), "-----"), nullptr);
-
     int changed = 7; // no variable: no value and no change
     EXPECT_EQ(std::pair(GetWidgetValue(nullptr, nullptr, &changed), changed), std::pair(0, 0));
+
+    set(NUM, "7");
+    set(MODE, "No");
+    set(NOTE, "typed, never stored");
+    RevertCB(nullptr, nullptr, nullptr);
+    EXPECT_EQ(rowsShown(), std::vector<std::string>({"Yes", "fast", "2", "-----", "typed, never stored"}));
+
+    // Closing the window is Done: with changes it asks, and No keeps the window and the edits.
+    set(NUM, "5");
+    std::string asked;
+    after(300, [&] {
+        if (Widget question = findDialog("question")) {
+            asked = xmText(question);
+            pressButton(XmMessageBoxGetChild(question, XmDIALOG_CANCEL_BUTTON));
+        }
+    });
+    sendDeleteWindow(shell_);
+    spinUntil([&] { return !asked.empty() && findDialog("question") == nullptr; }, 3000);
+    EXPECT_EQ(asked, "You have made changes.\nAre you sure you want to quit?");
+    EXPECT_EQ(shown(NUM), "5");
 }
 
 // Save writes the rows that changed: typed or chosen anew. A value as loaded (a stored "yes" loads
@@ -161,40 +176,13 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
     EXPECT_EQ(std::vector({report.alive, note.alive, help.alive, none.alive}), std::vector({false, true, true, false}));
 }
 
-TEST_F(EditorWindow, RevertReloadsEveryRowAndDoneAsksOnlyAboutChanges)
-{
-    open(kDescription, kConfig);
-    set(NUM, "7");
-    set(MODE, "No");
-    set(NOTE, "typed, never stored");
-    RevertCB(nullptr, nullptr, nullptr);
-    EXPECT_EQ(std::vector<std::string>({shown(NUM), shown(MODE), shown(NOTE)}),
-              std::vector<std::string>({"2", "Yes", "typed, never stored"})); // stored nowhere: kept
-
-    // Closing the window is Done: with changes it asks, and No keeps the window and the edits.
-    set(NUM, "5");
-    std::string asked;
-    after(300, [&] {
-        if (Widget question = findDialog("question")) {
-            asked = xmText(question);
-            pressButton(XmMessageBoxGetChild(question, XmDIALOG_CANCEL_BUTTON));
-        }
-    });
-    sendDeleteWindow(shell_);
-    spinUntil([&] { return !asked.empty() && findDialog("question") == nullptr; }, 3000);
-    EXPECT_EQ(asked, "You have made changes.\nAre you sure you want to quit?");
-    EXPECT_EQ(shown(NUM), "5");
-}
-
 // Keys and the mouse on a long form, through the X server as a person would use them.
 TEST_F(EditorWindow, ALongFormFollowsTheFocusAndScrollsByRows)
 {
+    const char *types[] = {"SIMPLE\n", "BOOLEAN\nyes\nno\n", "ONEOFMANY 2\na\nb\n"};
     std::string text;
     for (int i = 0; i < 30; ++i)
-        text += "VARIABLE: V" + std::to_string(i) +
-                (i % 3 == 1   ? "\nTYPE: BOOLEAN\nyes\nno\n"
-                 : i % 3 == 2 ? "\nTYPE: ONEOFMANY 2\na\nb\n"
-                              : "\nTYPE: SIMPLE\n");
+        text += "VARIABLE: V" + std::to_string(i) + "\nTYPE: " + types[i % 3];
     open(text, "V0 zero\n");
     Widget clip = nullptr, bar = nullptr, grid = XtNameToWidget(frame_, "*main_grid");
     XtVaGetValues(XtNameToWidget(frame_, "swindow"), XmNclipWindow, &clip, XmNverticalScrollBar, &bar, nullptr);
@@ -255,18 +243,16 @@ TEST_F(EditorWindow, TheValueColumnFollowsTheWindowsWidth)
     open(kDescription, kConfig);
     Widget clip = nullptr, grid = XtNameToWidget(frame_, "*main_grid"), field = gVarList[BASE].valueWidget;
     XtVaGetValues(XtNameToWidget(frame_, "swindow"), XmNclipWindow, &clip, nullptr);
-    auto resize = [&](Size to) {
-        XResizeWindow(XtDisplay(shell_), XtWindow(shell_), static_cast<unsigned>(to.width),
-                      static_cast<unsigned>(to.height));
-        spinFor(300);
-    };
+    auto resize = [&](Size to) { XResizeWindow(XtDisplay(shell_), XtWindow(shell_), to.width, to.height); };
     const int narrow = sizeOf(field).width;
     const Size shell = sizeOf(shell_);
     resize({1160, 500});
+    spinFor(300);
     EXPECT_GT(sizeOf(field).width, narrow + 200);
     const int gap = sizeOf(clip).width - sizeOf(grid).width; // the two columns fill the view but for a few pixels
     EXPECT_TRUE(gap == 8 || gap == 9) << gap;
     resize(shell);
+    spinFor(300);
     EXPECT_EQ(sizeOf(field).width, narrow);
 }
 
