@@ -1,6 +1,5 @@
 // The configuration file: the -f search of a value, and writing the file back (kept and dropped
-// lines, appended changes, the dated backup, the file's mode, and the failures that leave the
-// old file as it was).
+// lines, appended changes, the dated backup, the file's mode).
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -107,27 +106,4 @@ TEST(ConfigSave, SameMinuteAndLinks)
     EXPECT_TRUE(fs::is_symlink(dir / "link.conf"));
     EXPECT_EQ(readFile(dir / "real.conf"), "LX_SIZE 3\n");
     EXPECT_EQ(readFile(dir / "link.conf.07042031_1405"), "LX_SIZE 2\n");
-}
-
-TEST(ConfigSave, FailuresLeaveTheOldFileAndSayWhatFailed)
-{
-    lxtest::TempDir dir;
-    const std::string path = dir / "lumarix.conf";
-    fs::create_directory(dir / "folder.conf");
-    writeFile(path, "LX_SIZE 1\n");
-    fs::create_directory(path + "_tmp"); // something in the way
-    const std::string kept = "\n\nNothing was changed: the configuration file is as it was.";
-    for (const auto &[target, message] : std::vector<std::pair<std::string, std::string>>{
-             {path, "Couldn't create temp configuration file!\n" + path + "_tmp: Is a directory" + kept},
-             {dir / "folder.conf", "Couldn't make the backup copy of the configuration file!\n" + dir / "folder.conf" +
-                                       ": Is a directory" + kept},
-             {dir / "none/x.conf", "Couldn't create user's configuration file!\n" + dir / "none/x.conf_tmp" +
-                                       ": No such file or directory\n\nNothing was changed: no configuration file "
-                                       "was written."},
-         }) {
-        auto result = lx::saveConfigurationFile(target, std::vector<SaveEntry>{{"LX_SIZE", true, "2"}}, july4th());
-        EXPECT_FALSE(result.ok);
-        EXPECT_EQ(result.message, message);
-    }
-    EXPECT_EQ(readFile(path), "LX_SIZE 1\n");
 }

@@ -56,32 +56,45 @@ TEST(SaveSafety, KilledAtAnyMomentTheFileIsTheWholeOldOrTheWholeNewOne)
     EXPECT_GT(sawNew, 0);
 }
 
-TEST(SaveSafety, AFullDiskOrAnUnreadableFileLeaveTheOldFile)
+// A failed save says what failed and leaves the old file as it was: something in the way of the
+// new file or of the backup, a missing folder, a full disk, a file the user may not read.
+TEST(SaveSafety, FailuresLeaveTheOldFileAndSayWhatFailed)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "mounting a small file system and running as nobody need root";
+    namespace fs = std::filesystem;
     lxtest::TempDir dir;
     // A private 64 KiB file system, visible only to this test process and its children.
     ASSERT_EQ(::unshare(CLONE_NEWNS), 0);
     ASSERT_EQ(::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
-    std::filesystem::create_directory(dir / "disk");
+    fs::create_directory(dir / "disk");
     ASSERT_EQ(::mount("lxconf-test", (dir / "disk").c_str(), "tmpfs", 0, "size=64k"), 0);
-    const std::string full = dir / "disk/lumarix.conf", unreadable = dir / "lumarix.conf";
+    const std::string full = dir / "disk/lumarix.conf", unreadable = dir / "lumarix.conf", blocked = dir / "b.conf";
     writeOld(full, 1200); // about 20 KiB: room for the backup, not for the new file too
     lxtest::writeFile(dir / "disk/filler", std::string(16 * 1024, 'f'));
     writeOld(unreadable, 10);
-    std::filesystem::permissions(dir.path(), std::filesystem::perms(0777)); // the folder is not what stops the save
-    std::filesystem::permissions(unreadable, std::filesystem::perms(0600));
+    writeOld(blocked, 10);
+    fs::create_directory(blocked + "_tmp");
+    fs::create_directory(dir / "folder.conf");
+    fs::permissions(dir.path(), fs::perms(0777)); // the folder is not what stops the save
+    fs::permissions(unreadable, fs::perms(0600));
     const std::string kept = "\n\nNothing was changed: the configuration file is as it was.\n";
-    const std::string noSpace = "Couldn't write temp configuration file!\n" + full + "_tmp: No space left on device";
-    const std::string denied = "Couldn't open user's configuration file!\n" + unreadable + ": Permission denied";
-    for (const auto &[path, count, wrapper, err] :
-         std::vector<std::tuple<std::string, const char *, std::vector<std::string>, std::string>>{
-             {full, "1200", {}, noSpace + kept}, {unreadable, "10", lxtest::kAsNobody, denied + kept}}) {
-        const std::string before = readFile(path);
-        const lxtest::Result result = lxtest::run({SAVE_HELPER, path, count}, {}, wrapper);
-        EXPECT_EQ(std::tuple(result.status, result.err, readFile(path)), std::tuple(1, err, before));
-        EXPECT_FALSE(std::filesystem::exists(path + "_tmp"));
+    const std::string folder = dir / "folder.conf", none = dir / "none/x.conf";
+    auto text = [](const std::string &name) { return fs::is_regular_file(name) ? readFile(name) : "(none)"; };
+    for (const auto &[path, err] : std::vector<std::pair<std::string, std::string>>{
+             {blocked, "Couldn't create temp configuration file!\n" + blocked + "_tmp: Is a directory" + kept},
+             {folder,
+              "Couldn't make the backup copy of the configuration file!\n" + folder + ": Is a directory" + kept},
+             {none, "Couldn't create user's configuration file!\n" + none +
+                        "_tmp: No such file or directory\n\n"
+                        "Nothing was changed: no configuration file was written.\n"},
+             {full, "Couldn't write temp configuration file!\n" + full + "_tmp: No space left on device" + kept},
+             {unreadable, "Couldn't open user's configuration file!\n" + unreadable + ": Permission denied" + kept}}) {
+        const std::string before = text(path);
+        const auto as = path == unreadable ? lxtest::kAsNobody : std::vector<std::string>();
+        const lxtest::Result result = lxtest::run({SAVE_HELPER, path, "1200"}, {}, as);
+        EXPECT_EQ(std::tuple(result.status, result.err, text(path), text(path + "_tmp")),
+                  std::tuple(1, err, before, "(none)"));
     }
     ::umount((dir / "disk").c_str());
 }
