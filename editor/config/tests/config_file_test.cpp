@@ -19,12 +19,12 @@ using lxtest::readFile;
 using lxtest::writeFile;
 namespace fs = std::filesystem;
 
-// 14:05 on 4 July 2031 in UTC, the time zone of these tests.
-std::time_t july4th()
+// Saves at 14:05 on 4 July 2031 in UTC, the time zone of these tests.
+lx::SaveResult save(const std::string &path, const std::vector<SaveEntry> &entries)
 {
     ::setenv("TZ", "UTC", 1);
     ::tzset();
-    return 1940940300;
+    return lx::saveConfigurationFile(path, entries, 1940940300);
 }
 
 std::optional<std::string> find(std::string content, const char *name)
@@ -79,15 +79,14 @@ TEST(ConfigSave, KeptLinesChangesAtTheEndAndTheBackup)
             writeFile(path, *old);
         ::chmod(path.c_str(), 0600);
         const mode_t mask = ::umask(077);
-        const lx::SaveResult result = lx::saveConfigurationFile(path, entries, july4th());
+        const lx::SaveResult result = save(path, entries);
         ::umask(mask);
         ASSERT_TRUE(result.ok) << result.message;
-        EXPECT_EQ(readFile(path), expected);
-        EXPECT_EQ(fs::status(path).permissions(), fs::perms(0644));
-        EXPECT_EQ(result.backupPath, old ? path + ".07042031_1405" : "");
+        EXPECT_EQ(std::tuple(readFile(path), fs::status(path).permissions(), result.backupPath),
+                  std::tuple(expected, fs::perms(0644), old ? path + ".07042031_1405" : ""));
         if (old) {
-            EXPECT_EQ(readFile(result.backupPath), *old);
-            EXPECT_EQ(fs::status(result.backupPath).permissions(), fs::perms(0600));
+            EXPECT_EQ(std::pair(readFile(result.backupPath), fs::status(result.backupPath).permissions()),
+                      std::pair(*old, fs::perms(0600)));
         }
         EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), {}), old ? 2 : 1); // no _tmp left
     }
@@ -100,9 +99,7 @@ TEST(ConfigSave, SameMinuteAndLinks)
     fs::create_symlink(dir / "real.conf", dir / "link.conf");
     writeFile(dir / "link.conf", "LX_SIZE 1\n");
     for (const char *value : {"2", "3"})
-        ASSERT_TRUE(
-            lx::saveConfigurationFile(dir / "link.conf", std::vector<SaveEntry>{{"LX_SIZE", true, value}}, july4th())
-                .ok);
+        ASSERT_TRUE(save(dir / "link.conf", {{"LX_SIZE", true, value}}).ok);
     EXPECT_TRUE(fs::is_symlink(dir / "link.conf"));
     EXPECT_EQ(readFile(dir / "real.conf"), "LX_SIZE 3\n");
     EXPECT_EQ(readFile(dir / "link.conf.07042031_1405"), "LX_SIZE 2\n");
