@@ -1,27 +1,36 @@
-// A user's configuration is never lost: a save killed at any moment, a full disk and a folder
-// the user may not write leave either the complete old or the complete new file. The save runs
-// in a helper process, as it would in the editor.
+// A user's configuration is never lost: a save killed at any moment, a full disk and a file the
+// user may not read leave either the complete old or the complete new file. The save runs in a
+// child process, as it would in the editor.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <thread>
 
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include "config_save.h"
 #include "lx_testing.h"
 
 using lxtest::readFile;
+namespace fs = std::filesystem;
 
 namespace {
 
-// Writes a new configuration of `count` lines "VARnnnn old-nnnn".
-void writeOld(const std::string &path, int count)
+// Saves `count` variables VAR0000.. with every value changed to "PREFIX-NNNN", as Save would.
+lx::SaveResult saveNumbered(const std::string &path, int count, const std::string &prefix = "new")
 {
-    ASSERT_EQ(lxtest::run({SAVE_HELPER, path, std::to_string(count), "old"}).status, 0);
+    std::vector<lx::SaveEntry> entries;
+    for (int i = 0; i < count; ++i) {
+        const std::string n = std::to_string(10000 + i).substr(1);
+        entries.push_back({"VAR" + n, true, prefix + "-" + n});
+    }
+    return lx::saveConfigurationFile(path, entries, std::time(nullptr));
 }
 
 } // namespace
@@ -30,12 +39,12 @@ TEST(SaveSafety, KilledAtAnyMomentTheFileIsTheWholeOldOrTheWholeNewOne)
 {
     lxtest::TempDir dir;
     const std::string path = dir / "lumarix.conf";
-    writeOld(path, 1000);
+    ASSERT_TRUE(saveNumbered(path, 1000, "old").ok);
     const std::string oldText = readFile(path);
-    const lxtest::Env pause{"LX_TEST_SAVE_PAUSE_US=40"}; // after each line and step
+    ::setenv("LX_TEST_SAVE_PAUSE_US", "40", 1); // a pause after each line and step
     // How long one uninterrupted save takes, to spread the kills over it.
     const auto start = std::chrono::steady_clock::now();
-    ASSERT_EQ(lxtest::run({SAVE_HELPER, path, "1000"}, pause).status, 0);
+    ASSERT_TRUE(saveNumbered(path, 1000).ok);
     const auto duration = std::chrono::steady_clock::now() - start;
     const std::string newText = readFile(path);
 
@@ -43,14 +52,17 @@ TEST(SaveSafety, KilledAtAnyMomentTheFileIsTheWholeOldOrTheWholeNewOne)
     // Spread over one save's time; a slower machine gets later kills until one lands after the switch.
     for (int k = 0; k < 20 || (sawNew == 0 && k < 80); ++k) {
         lxtest::writeFile(path, oldText);
-        lxtest::Process save({SAVE_HELPER, path, "1000"}, pause);
+        const pid_t save = ::fork();
+        if (save == 0)
+            ::_exit(saveNumbered(path, 1000).ok ? 0 : 1);
         std::this_thread::sleep_for(duration * k / 16);
-        save.signal(SIGKILL);
-        save.wait();
+        ::kill(save, SIGKILL);
+        ::waitpid(save, nullptr, 0);
         const std::string now = readFile(path);
         ASSERT_TRUE(now == oldText || now == newText) << "kill " << k << " left " << now.size() << " bytes";
         ++(now == oldText ? sawOld : sawNew);
     }
+    ::unsetenv("LX_TEST_SAVE_PAUSE_US");
     // The kills must have landed both before and after the switch to be meaningful.
     EXPECT_GT(sawOld, 0);
     EXPECT_GT(sawNew, 0);
@@ -62,7 +74,6 @@ TEST(SaveSafety, FailuresLeaveTheOldFileAndSayWhatFailed)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "mounting a small file system and running as nobody need root";
-    namespace fs = std::filesystem;
     lxtest::TempDir dir;
     // A private 64 KiB file system, visible only to this test process and its children.
     ASSERT_EQ(::unshare(CLONE_NEWNS), 0);
@@ -70,31 +81,34 @@ TEST(SaveSafety, FailuresLeaveTheOldFileAndSayWhatFailed)
     fs::create_directory(dir / "disk");
     ASSERT_EQ(::mount("lxconf-test", (dir / "disk").c_str(), "tmpfs", 0, "size=64k"), 0);
     const std::string full = dir / "disk/lumarix.conf", unreadable = dir / "lumarix.conf", blocked = dir / "b.conf";
-    writeOld(full, 1200); // about 20 KiB: room for the backup, not for the new file too
+    ASSERT_TRUE(saveNumbered(full, 1200, "old").ok); // about 20 KiB: room for the backup, not for the new file too
     lxtest::writeFile(dir / "disk/filler", std::string(16 * 1024, 'f'));
-    writeOld(unreadable, 10);
-    writeOld(blocked, 10);
+    ASSERT_TRUE(saveNumbered(unreadable, 10, "old").ok && saveNumbered(blocked, 10, "old").ok);
     fs::create_directory(blocked + "_tmp");
-    fs::create_directory(dir / "folder.conf");
+    const std::string folder = dir / "folder.conf", none = dir / "none/x.conf";
+    fs::create_directory(folder);
     fs::permissions(dir.path(), fs::perms(0777)); // the folder is not what stops the save
     fs::permissions(unreadable, fs::perms(0600));
-    const std::string kept = "\n\nNothing was changed: the configuration file is as it was.\n";
-    const std::string folder = dir / "folder.conf", none = dir / "none/x.conf";
+    const std::string nothing = "\n\nNothing was changed: ", kept = nothing + "the configuration file is as it was.";
     auto text = [](const std::string &name) { return fs::is_regular_file(name) ? readFile(name) : "(none)"; };
     for (const auto &[path, err] : std::vector<std::pair<std::string, std::string>>{
              {blocked, "Couldn't create temp configuration file!\n" + blocked + "_tmp: Is a directory" + kept},
              {folder,
               "Couldn't make the backup copy of the configuration file!\n" + folder + ": Is a directory" + kept},
-             {none, "Couldn't create user's configuration file!\n" + none +
-                        "_tmp: No such file or directory\n\n"
-                        "Nothing was changed: no configuration file was written.\n"},
+             {none, "Couldn't create user's configuration file!\n" + none + "_tmp: No such file or directory" +
+                        nothing + "no configuration file was written."},
              {full, "Couldn't write temp configuration file!\n" + full + "_tmp: No space left on device" + kept},
              {unreadable, "Couldn't open user's configuration file!\n" + unreadable + ": Permission denied" + kept}}) {
         const std::string before = text(path);
-        const auto as = path == unreadable ? lxtest::kAsNobody : std::vector<std::string>();
-        const lxtest::Result result = lxtest::run({SAVE_HELPER, path, "1200"}, {}, as);
-        EXPECT_EQ(std::tuple(result.status, result.err, text(path), text(path + "_tmp")),
-                  std::tuple(1, err, before, "(none)"));
+        auto save = [&] { // as the user, who may not read that file
+            const bool asUser = path != unreadable || (::setgid(65534) == 0 && ::setuid(65534) == 0);
+            const lx::SaveResult result = saveNumbered(path, 1200);
+            std::fputs(result.message.c_str(), stderr);
+            return asUser && !result.ok;
+        };
+        EXPECT_TRUE(lxtest::inChild(save, dir / "err"));
+        EXPECT_EQ(std::tuple(readFile(dir / "err"), text(path), text(path + "_tmp")),
+                  std::tuple(err, before, "(none)"));
     }
     ::umount((dir / "disk").c_str());
 }
