@@ -42,14 +42,14 @@ TEST(SaveSafety, KilledAtAnyMomentTheFileIsTheWholeOldOrTheWholeNewOne)
     ASSERT_TRUE(saveNumbered(path, 1000, "old").ok);
     const std::string oldText = readFile(path);
     ::setenv("LX_TEST_SAVE_PAUSE_US", "40", 1); // a pause after each line and step
-    // How long one uninterrupted save takes, to spread the kills over it.
     const auto start = std::chrono::steady_clock::now();
     ASSERT_TRUE(saveNumbered(path, 1000).ok);
     const auto duration = std::chrono::steady_clock::now() - start;
     const std::string newText = readFile(path);
 
     int sawOld = 0, sawNew = 0;
-    // Spread over one save's time; a slower machine gets later kills until one lands after the switch.
+    // Kills spread over one uninterrupted save's time, later ones on a slower machine until one lands after
+    // the switch: to be meaningful they must land both before and after it.
     for (int k = 0; k < 20 || (sawNew == 0 && k < 80); ++k) {
         lxtest::writeFile(path, oldText);
         const pid_t save = ::fork();
@@ -63,7 +63,6 @@ TEST(SaveSafety, KilledAtAnyMomentTheFileIsTheWholeOldOrTheWholeNewOne)
         ++(now == oldText ? sawOld : sawNew);
     }
     ::unsetenv("LX_TEST_SAVE_PAUSE_US");
-    // The kills must have landed both before and after the switch to be meaningful.
     EXPECT_GT(sawOld, 0);
     EXPECT_GT(sawNew, 0);
 }

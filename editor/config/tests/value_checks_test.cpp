@@ -57,7 +57,6 @@ TEST(ValueChecks, MultiValueCounts)
              {3, 0, std::nullopt, ""},
              {3, 1, std::nullopt, {}},
              {-1, 0, "405 488 561 640 730", {}},
-             {-2, 1, "457 528 617 685", {}},
              {-2, 1, "457 528", four},
              {-2, 1, "457", dependency + "\"LX_NUM\"\nwhich is must be given a valid value.\n", ""},
              {-2, 1, "457", dependency + "\"lx_num\"\nwhich is not defined in configuration file /etc/x.vars\n", "4",

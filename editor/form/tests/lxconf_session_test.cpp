@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <filesystem>
 
 #include <unistd.h>
 
@@ -15,24 +14,19 @@ namespace {
 
 using namespace lxtest;
 
-const std::string kTitle = "Session Test Settings";
-
 class LxconfSession : public ::testing::Test {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(x_.ok());
-        writeFile(dir_ / "session.vars",
-                  "TITLE: " + kTitle +
-                      "\nVARIABLE: LX_NAME\nSHORTDESC: Microscope name\nTYPE: SIMPLE\n"
-                      "CANSETLIVE:\nVARIABLE: LX_SIZE\nSHORTDESC: Shared memory (MB)\nTYPE: SIMPLE\n");
+        writeFile(dir_ / "session.vars", "TITLE: Session Test\nVARIABLE: LX_NAME\nSHORTDESC: Microscope name\n"
+                                         "TYPE: SIMPLE\nCANSETLIVE:\nVARIABLE: LX_SIZE\nTYPE: SIMPLE\n");
         writeFile(dir_ / "session.conf", "# session test\nLX_SIZE 100\n");
-        std::filesystem::create_directory(dir_ / "home");
         std::system("xdotool mousemove 100 100"); // new windows open at the pointer: keep them on the screen
     }
 
     TempDir dir_;
-    Env env_{"HOME=" + (dir_ / "home"), "LX_BASE=" + dir_.path(), "LX_SHMSTADDR=0x600000000000", "LX_SIZE=64"};
+    Env env_{"HOME=" + dir_.path(), "LX_BASE=" + dir_.path(), "LX_SHMSTADDR=0x600000000000", "LX_SIZE=64"};
     XSession x_;
 };
 
@@ -42,7 +36,7 @@ TEST_F(LxconfSession, EditSaveAndQuitBesideARunningSuite)
     ASSERT_NE(suite.lineStarting("ready"), "") << suite.errors();
     // Without -f the values shown are the settings lookup's: LX_SIZE comes from the environment.
     Process editor({LXCONF_PATH, dir_ / "session.vars", dir_ / "session.conf"}, env_);
-    const Window window = x_.waitForTopLevel(kTitle, 10000);
+    const Window window = x_.waitForTopLevel("Session Test", 10000);
     ASSERT_NE(window, 0u) << "the editor's window did not appear: " << editor.errors();
     ::usleep(300000);
     // The grid: the two titles, then label and value per row; the action area: four buttons in a row.

@@ -24,7 +24,6 @@ const std::string kDescription =
     "VARIABLE: LX_LETTER\nSHORTDESC: Letter\nTYPE: ONEOFMANY "
     "20\nA\nB\nC\nD\nE\nF\nG\nH\nI\nJ\nK\nL\nM\nN\nO\nP\nQ\nR\nS\nT\n"
     "VARIABLE: LX_ODD\nTYPE: COLOUR\nVARIABLE: LX_NOTE\nSHORTDESC: Note\nTYPE: SIMPLE\nCANSETLIVE:\n";
-// The rows of that description.
 enum { BASE, NUM, WAVES, MODE, SPEED, LETTER, ODD, NOTE };
 const std::string kConfig =
     "# test configuration\nLX_BASE /tmp\nLX_NUM 2\nLX_WAVES 457 528\nLX_MODE yes\nLX_SPEED FAST\n";
@@ -144,7 +143,6 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
     Liveness report(findDialog("info_dialog"));
     EXPECT_EQ(xmText(findDialog("info_dialog")), "Saved options to file " + config_ + "\n");
 
-    // A failed check writes nothing.
     set(BASE, "");
     set(NUM, "9");
     CaptureFd err(2);
