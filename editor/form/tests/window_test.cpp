@@ -143,17 +143,8 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
     Liveness report(findDialog("info_dialog"));
     EXPECT_EQ(xmText(findDialog("info_dialog")), "Saved options to file " + config_ + "\n");
 
-    set(BASE, "");
-    set(NUM, "9");
-    CaptureFd err(2);
-    SaveCB(gwSaveButton, nullptr, nullptr);
-    EXPECT_EQ(err.text(), "Parameter \"Suite folder\" must\n have a value supplied for it.\n");
-    EXPECT_STREQ(gVarList[NUM].value, "3"); // nothing saved: the baseline is still the last save's
-
     // With a suite running, live values are set at once; any other change needs a restart.
     giRunningWithSHM = 1;
-    set(BASE, "/tmp");
-    set(NUM, "3");
     set(NOTE, "live note");
     set(SPEED, "normal");
     SaveCB(gwSaveButton, nullptr, nullptr);
@@ -162,6 +153,13 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
     EXPECT_EQ(xmText(findDialog("info_dialog")),
               "Saved options to file " + config_ +
                   "\n\nNOTE: Some changed values will not take effect until Lumarix is restarted.");
+
+    set(BASE, "");
+    set(NUM, "9");
+    CaptureFd err(2);
+    SaveCB(gwSaveButton, nullptr, nullptr);
+    EXPECT_EQ(err.text(), "Parameter \"Suite folder\" must\n have a value supplied for it.\n");
+    EXPECT_STREQ(gVarList[NUM].value, "3"); // nothing saved: the baseline is still the last save's
 
     // A row's help stays until dismissed; the note that there is none closes itself, like the short report.
     ShowHelp(nullptr, reinterpret_cast<XtPointer>(intptr_t{BASE}), nullptr);
