@@ -43,7 +43,7 @@ TEST(ValueChecks, MultiValueCounts)
     // The count (-1: any, -2: what the form shows for LX_NUM, saved as 2), whether optional, the
     // text typed (none: no field), the failure; then what LX_NUM shows and the name depended on.
     struct Case {
-        int count, optional;
+        int count, opt;
         std::optional<std::string> typed;
         Failure expected;
         std::string channels = "4", dependsOn = "LX_NUM";
@@ -62,12 +62,9 @@ TEST(ValueChecks, MultiValueCounts)
              {-2, 1, "457", dependency + "\"lx_num\"\nwhich is not defined in configuration file /etc/x.vars\n", "4",
               "lx_num"}, // found by exact name only
          }) {
-        std::vector<ConfigVar> table{{.name = "LX_NUM", .type = VAR_SIMPLE, .value = "2"},
-                                     {.name = "LX_WAVES",
-                                      .shortDesc = "Data",
-                                      .type = VAR_MULTIVALUE,
-                                      .numValues = c.count,
-                                      .optional = c.optional}};
+        std::vector<ConfigVar> table{
+            {.name = "LX_NUM", .type = VAR_SIMPLE, .value = "2"},
+            {.name = "LX_WAVES", .shortDesc = "Data", .type = VAR_MULTIVALUE, .numValues = c.count, .optional = c.opt}};
         std::strcpy(table[1].dependsOn, c.dependsOn.c_str());
         std::map<std::string, std::string> typed{{"LX_NUM", c.channels}};
         if (c.typed)
@@ -93,8 +90,7 @@ TEST(ValueChecks, RequiredValuesAndPaths)
                                           "characters.";
     const std::string denied = " Permission for\nFile or Directory: \"" + locked + "\".";
     // Whether optional, checked for reading, for writing; the text typed; the failure.
-    for (const auto &[optional, checkRead, checkWrite, typed, expected] :
-         std::vector<std::tuple<int, int, int, std::string, Failure>>{
+    for (const auto &[opt, rd, wr, typed, expected] : std::vector<std::tuple<int, int, int, std::string, Failure>>{
              {0, 0, 0, "", "Parameter \"Data\" must\n have a value supplied for it."},
              {1, 1, 1, "", {}},
              {1, 0, 0, "Imaging Core + friends", {}},
@@ -106,10 +102,9 @@ TEST(ValueChecks, RequiredValuesAndPaths)
              {1, 1, 0, locked, invalid + "You don't have Read" + denied},
              {1, 0, 1, locked, invalid + "You don't have Write" + denied},
          }) {
-        ConfigVar var{.name = "LX_DIR", .shortDesc = "Data", .type = VAR_SIMPLE, .optional = optional};
-        var.checkRead = checkRead;
-        var.checkWrite = checkWrite;
-        const std::map<std::string, std::string> form{{"LX_DIR", typed}};
+        ConfigVar var{
+            .name = "D", .shortDesc = "Data", .type = VAR_SIMPLE, .optional = opt, .checkRead = rd, .checkWrite = wr};
+        const std::map<std::string, std::string> form{{"D", typed}};
         auto check = [&] { return failure(lx::checkPathValue(var, reader(form))); };
         if (typed != locked) {
             EXPECT_EQ(check(), expected) << typed;
