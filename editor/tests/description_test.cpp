@@ -91,38 +91,35 @@ TEST(Description, RefusedFilesSayWhyOnce)
     const std::string crlf = " ends in CR-LF; save the file with plain newline line ends.|";
     const std::string undefined = " depends on simple Variable X\nwhich is not defined in configuration file "
                                   "/etc/test.vars\n|";
-    struct Case {
-        std::string text, message;
-        int parsed = -1; // records in the table afterwards, when it matters
-    };
-    for (const Case &c : std::vector<Case>{
-             {"VARIABLE: \n", "VARIABLE: line incomplete!|"},
-             {"VARIABLE: A\nSHORTDESC: \n", "SHORTDESC: line incomplete!|"},
-             {"VARIABLE: A\nTYPE:   \n", "TYPE: line incomplete!|"},
-             {"VARIABLE: A\nTYPE: ONEOFMANY \n", "Type ONEOFMANY requires a number!|"},
-             {"VARIABLE: A\nTYPE: BOOLEAN\nyes\n", "Expected Boolean Choices!|"},
-             {"VARIABLE: A\nTYPE: ONEOFMANY 3\na\nb\n", "Expected OneOfMany Choices!|"},
-             {"VARIABLE: A\nHELP:", "Expected Help Lines or Terminator!|"},
-             {"VARIABLE: A\nHELP: top\n" + lines(19, "l") + "%%\n", "More Help Lines than allowed!|"},
+    // The file, its message, and the records in the table afterwards.
+    for (const auto &[text, message, parsed] : std::vector<std::tuple<std::string, std::string, int>>{
+             {"VARIABLE: \n", "VARIABLE: line incomplete!|", 0},
+             {"VARIABLE: A\nSHORTDESC: \n", "SHORTDESC: line incomplete!|", 1},
+             {"VARIABLE: A\nTYPE:   \n", "TYPE: line incomplete!|", 1},
+             {"VARIABLE: A\nTYPE: ONEOFMANY \n", "Type ONEOFMANY requires a number!|", 1},
+             {"VARIABLE: A\nTYPE: BOOLEAN\nyes\n", "Expected Boolean Choices!|", 1},
+             {"VARIABLE: A\nTYPE: ONEOFMANY 3\na\nb\n", "Expected OneOfMany Choices!|", 1},
+             {"VARIABLE: A\nHELP:", "Expected Help Lines or Terminator!|", 1},
+             {"VARIABLE: A\nHELP: top\n" + lines(19, "l") + "%%\n", "More Help Lines than allowed!|", 1},
              {"VARIABLE: A\nVARIABLE: B\nTITLE: \nVARIABLE: C\nTYPE: \n", "TITLE: line incomplete!|", 2},
              {"VARIABLE: A\nTYPE: MULTIVALUE $X\nVARIABLE: x\nVARIABLE: B\n", "MultiValue Variable A" + undefined, 3},
-             {"VARIABLE: A\nVARIABLE: X\n", ""}, // leaves X behind the next case's table
-             {"VARIABLE: A\nTYPE: ONEOFMANY $X\n", "MultiValue Variable A" + undefined},
+             {"VARIABLE: A\nVARIABLE: X\n", "", 2}, // leaves X behind the next row's table
+             {"VARIABLE: A\nTYPE: ONEOFMANY $X\n", "MultiValue Variable A" + undefined, 1},
              {vars200 + "# more\nVARIABLE: V200\n", "Too many variables (line 202): at most 200 can be described.|",
               200},
-             {"VARIABLE: A\nTYPE: ONEOFMANY 21\n" + twenty + "x\n", "Type ONEOFMANY (line 2) asks for 21" + choices},
-             {"VARIABLE: A\n\nTYPE: ONEOFMANY -1\n", "Type ONEOFMANY (line 3) asks for -1" + choices},
+             {"VARIABLE: A\nTYPE: ONEOFMANY 21\n" + twenty + "x\n", "Type ONEOFMANY (line 2) asks for 21" + choices, 1},
+             {"VARIABLE: A\n\nTYPE: ONEOFMANY -1\n", "Type ONEOFMANY (line 3) asks for -1" + choices, 1},
              {help1501 + std::string(98, 'e') + "\n%%\n", // 1600 characters
-              "Help text of variable A is too long (line 16): at most 1599 characters are allowed.|"},
-             {std::string(600, 'x') + "\nVARIABLE: A\n\0"s, "Description file line 3 contains a NUL byte.|"},
-             {"VARIABLE: A\nTYPE: BOOLEAN\nyes\r\nno\n", "Description file line 3" + crlf},
-             {"SHORTDESC: " + std::string(243, 's') + "\r\nx\n", "Description file line 1" + crlf},
+              "Help text of variable A is too long (line 16): at most 1599 characters are allowed.|", 1},
+             {std::string(600, 'x') + "\nVARIABLE: A\n\0"s, "Description file line 3 contains a NUL byte.|", 1},
+             {"VARIABLE: A\nTYPE: BOOLEAN\nyes\r\nno\n", "Description file line 3" + crlf, 1},
+             {"SHORTDESC: " + std::string(243, 's') + "\r\nx\n", "Description file line 1" + crlf, 0},
              // At the limits each still fits, whole (checked below for the last row).
              {vars200, "", 200},
              {"VARIABLE: A\nTYPE: ONEOFMANY 20\n" + twenty + help1501 + std::string(97, 'e') + "\n%%\n", "", 2},
          }) {
-        EXPECT_EQ(parse(c.text), c.message) << c.text.substr(0, 80);
-        EXPECT_EQ(gNumVars, c.parsed < 0 ? gNumVars : c.parsed) << c.message;
+        EXPECT_EQ(parse(text), message) << text.substr(0, 80);
+        EXPECT_EQ(gNumVars, parsed) << message;
     }
     EXPECT_EQ(std::pair(std::string(gVarList[1].help).size(), std::string(gVarList[0].choices[19])),
               std::pair(size_t{1599}, std::string("c19")));

@@ -15,8 +15,7 @@
 namespace {
 
 using lx::SaveEntry;
-using lxtest::readFile;
-using lxtest::writeFile;
+using namespace lxtest;
 namespace fs = std::filesystem;
 
 // Saves at 14:05 on 4 July 2031 in UTC, the time zone of these tests.
@@ -73,7 +72,7 @@ TEST(ConfigSave, KeptLinesChangesAtTheEndAndTheBackup)
              {longLine + odd + "LX_SIZE 1\n", {{"LX_SIZE", true, "2"}}, longLine + odd + "LX_SIZE 2\n"},
              {std::nullopt, {{"LX_SIZE", true, "2000"}, {"LX_TMP", false, ""}}, "LX_SIZE 2000\n"},
          }) {
-        lxtest::TempDir dir;
+        TempDir dir;
         const std::string path = dir / "lumarix.conf";
         if (old)
             writeFile(path, *old);
@@ -95,7 +94,7 @@ TEST(ConfigSave, KeptLinesChangesAtTheEndAndTheBackup)
 // A second save in the same minute replaces the backup; a link stays a link to the new text.
 TEST(ConfigSave, SameMinuteAndLinks)
 {
-    lxtest::TempDir dir;
+    TempDir dir;
     fs::create_symlink(dir / "real.conf", dir / "link.conf");
     writeFile(dir / "link.conf", "LX_SIZE 1\n");
     for (const char *value : {"2", "3"})

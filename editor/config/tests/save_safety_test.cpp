@@ -1,6 +1,5 @@
-// A user's configuration is never lost: a save killed at any moment, a full disk and a file the
-// user may not read leave either the complete old or the complete new file. The save runs in a
-// child process, as it would in the editor.
+// A user's configuration is never lost: a save killed at any moment, or one that fails, leaves
+// either the complete old or the complete new file.
 #include <gtest/gtest.h>
 
 #include <chrono>

@@ -1,6 +1,5 @@
-// The real lxconf under the test X server, used as a person would: clicks and keys through the X
-// server, results read from the configuration file, the suite's settings, the exit status and the
-// windows that appear.
+// The real lxconf under the test X server, used as a person would (clicks and keys); results read
+// from the configuration file, the suite's settings, the exit status and the windows that appear.
 #include <gtest/gtest.h>
 
 #include <csignal>

@@ -25,8 +25,7 @@ const std::string kDescription =
     "20\nA\nB\nC\nD\nE\nF\nG\nH\nI\nJ\nK\nL\nM\nN\nO\nP\nQ\nR\nS\nT\n"
     "VARIABLE: LX_ODD\nTYPE: COLOUR\nVARIABLE: LX_NOTE\nSHORTDESC: Note\nTYPE: SIMPLE\nCANSETLIVE:\n";
 enum { BASE, NUM, WAVES, MODE, SPEED, LETTER, ODD, NOTE };
-const std::string kConfig =
-    "# test configuration\nLX_BASE /tmp\nLX_NUM 2\nLX_WAVES 457 528\nLX_MODE yes\nLX_SPEED FAST\n";
+const std::string kConfig = "# test\nLX_BASE /tmp\nLX_NUM 2\nLX_WAVES 457 528\nLX_MODE yes\nLX_SPEED FAST\n";
 
 class EditorWindow : public ::testing::Test {
 protected:
@@ -137,8 +136,7 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
     set(WAVES, "");
     set(SPEED, "slow");
     SaveCB(gwSaveButton, nullptr, nullptr);
-    EXPECT_EQ(readFile(config_),
-              "# test configuration\nLX_BASE /tmp\nLX_WAVES 457 528\nLX_MODE yes\nLX_NUM 3\nLX_SPEED slow\n");
+    EXPECT_EQ(readFile(config_), "# test\nLX_BASE /tmp\nLX_WAVES 457 528\nLX_MODE yes\nLX_NUM 3\nLX_SPEED slow\n");
     ASSERT_NE(findDialog("info_dialog"), nullptr);
     Liveness report(findDialog("info_dialog"));
     EXPECT_EQ(xmText(findDialog("info_dialog")), "Saved options to file " + config_ + "\n");
