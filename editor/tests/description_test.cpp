@@ -75,12 +75,12 @@ TEST(Description, RecordsTypesChoicesAndHelp)
     EXPECT_EQ(CheckDependencies(), 1);
 
     // 255 bytes are read at a time: the rest of a long line is a line of its own.
-    EXPECT_EQ(records("VARIABLE: A\nHELP: First\n# kept\nTYPE:\tSIMPLE\n%%% ends too\nTYPE: BOOLEAN\nx\ny\n"
+    EXPECT_EQ(records("VARIABLE: A\nHELP: First\n# kept\n% kept\nTYPE:\tSIMPLE\n%%% ends too\nTYPE: BOOLEAN\nx\ny\n"
                       "VARIABLE: B\nHELP: kept\n%%\nHELP:\n" +
                       lines(18, "l") + "%%\nVARIABLE: C\nSHORTDESC: " + std::string(244, 'd') + "MUSTBESET: x\n"),
               Records({"A|||2 1 2 1000", "B|||0 0 0 1000", "C|" + std::string(244, 'd') + "||0 0 0 0000"}));
     EXPECT_EQ(Records({gVarList[0].help, gVarList[1].help}),
-              Records({"First\n# kept\nTYPE:\tSIMPLE\n", "kept\n" + lines(18, "l")}));
+              Records({"First\n# kept\n% kept\nTYPE:\tSIMPLE\n", "kept\n" + lines(18, "l")}));
 }
 
 TEST(Description, RefusedFilesSayWhyOnce)

@@ -152,11 +152,11 @@ TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
               "Saved options to file " + config_ +
                   "\n\nNOTE: Some changed values will not take effect until Lumarix is restarted.");
 
-    set(BASE, "");
+    set(WAVES, "1 2"); // the count is what the form shows now
     set(NUM, "9");
     CaptureFd err(2);
     SaveCB(gwSaveButton, nullptr, nullptr);
-    EXPECT_EQ(err.text(), "Parameter \"Suite folder\" must\n have a value supplied for it.\n");
+    EXPECT_EQ(err.text(), "Variable \"Wavelengths\" must have 9 Values.\n");
     EXPECT_STREQ(gVarList[NUM].value, "3"); // nothing saved: the baseline is still the last save's
 
     // A row's help stays until dismissed; the note that there is none closes itself, like the short report.
