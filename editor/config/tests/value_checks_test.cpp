@@ -118,8 +118,7 @@ TEST(ValueChecks, RequiredValuesAndPaths)
     }
 }
 
-// 0: plain; 1: white space comes first; 2: a character other than a letter, digit or "-_./" comes
-// first; 3: empty.
+// 0: plain; 1: white space first; 2: a character other than a letter, digit or "-_./" first; 3: empty.
 TEST(ValueChecks, ClassifyPathCharsFirstOffendingCharacterDecides)
 {
     const std::vector<std::vector<const char *>> byKind{{"/usr/local/Lumarix-2.1_b/x.y"},
