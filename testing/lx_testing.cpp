@@ -279,4 +279,14 @@ std::string missingInOrder(const std::string &text, const std::vector<std::strin
     return "";
 }
 
+int exitWithin(Process &program, int ms)
+{
+    siginfo_t info{};
+    for (int waited = 0; waited <= ms; waited += 20, usleep(20'000))
+        if (waitid(P_PID, static_cast<id_t>(program.pid()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+            info.si_pid == program.pid())
+            return program.wait();
+    return -1;
+}
+
 } // namespace lxtest

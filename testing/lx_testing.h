@@ -88,4 +88,8 @@ std::vector<std::string> words(const std::string &text);
 // The first of `parts` that `text` lacks after the one before it, or "" when all appear in order.
 std::string missingInOrder(const std::string &text, const std::vector<std::string> &parts);
 
+// The program's exit status when it ends within `ms` (as wait() gives it), else -1 with the
+// program left running.
+int exitWithin(Process &program, int ms);
+
 } // namespace lxtest

@@ -180,6 +180,25 @@ bool isOnScreen(Widget w)
     return attributes.map_state == IsViewable;
 }
 
+Size sizeOf(Widget w)
+{
+    Dimension width = 0, height = 0;
+    XtVaGetValues(w, XmNwidth, &width, XmNheight, &height, nullptr);
+    return {width, height};
+}
+
+std::vector<std::string> managedChildNames(Widget parent)
+{
+    WidgetList children = nullptr;
+    Cardinal count = 0;
+    XtVaGetValues(parent, XmNchildren, &children, XmNnumChildren, &count, nullptr);
+    std::vector<std::string> names;
+    for (Cardinal i = 0; i < count; ++i)
+        if (XtIsManaged(children[i]))
+            names.push_back(XtName(children[i]));
+    return names;
+}
+
 namespace {
 void markDestroyed(Widget, XtPointer closure, XtPointer)
 {

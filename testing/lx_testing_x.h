@@ -14,6 +14,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace lxtest {
 
@@ -45,6 +46,13 @@ struct Point {
 Point windowOrigin(Widget w);
 // Whether the widget's window is viewable, read from the server.
 bool isOnScreen(Widget w);
+struct Size {
+    int width = 0, height = 0;
+};
+// The widget's width and height resources.
+Size sizeOf(Widget w);
+// The names of the widget's managed children, in their order.
+std::vector<std::string> managedChildNames(Widget parent);
 
 // Whether the widget still exists, and when it went (tracked through its destroy callback).
 struct Liveness {

@@ -3,7 +3,6 @@
 #include "lx_testing_x.h" // first: GoogleTest must come before the X headers
 
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 #include <Xm/MessageB.h>
@@ -25,29 +24,8 @@ const std::string kDescription =
     "VARIABLE: LX_LETTER\nSHORTDESC: Letter\nTYPE: ONEOFMANY "
     "20\nA\nB\nC\nD\nE\nF\nG\nH\nI\nJ\nK\nL\nM\nN\nO\nP\nQ\nR\nS\nT\n"
     "VARIABLE: LX_ODD\nTYPE: COLOUR\nVARIABLE: LX_NOTE\nSHORTDESC: Note\nTYPE: SIMPLE\nCANSETLIVE:\n";
-// The rows of that description.
 enum { BASE, NUM, WAVES, MODE, SPEED, LETTER, ODD, NOTE };
-const std::string kConfig =
-    "# test configuration\nLX_BASE /tmp\nLX_NUM 2\nLX_WAVES 457 528\nLX_MODE yes\nLX_SPEED FAST\n";
-
-std::vector<std::string> managedChildren(Widget parent)
-{
-    WidgetList children = nullptr;
-    Cardinal count = 0;
-    XtVaGetValues(parent, XmNchildren, &children, XmNnumChildren, &count, nullptr);
-    std::vector<std::string> names;
-    for (Cardinal i = 0; i < count; ++i)
-        if (XtIsManaged(children[i]))
-            names.push_back(XtName(children[i]));
-    return names;
-}
-
-int extent(Widget w, const char *resource) // XmNwidth or XmNheight
-{
-    Dimension value = 0;
-    XtVaGetValues(w, resource, &value, nullptr);
-    return value;
-}
+const std::string kConfig = "# test\nLX_BASE /tmp\nLX_NUM 2\nLX_WAVES 457 528\nLX_MODE yes\nLX_SPEED FAST\n";
 
 class EditorWindow : public ::testing::Test {
 protected:
@@ -74,41 +52,38 @@ protected:
             XtDestroyWidget(shell_);
     }
 
-    ConfigVar &var(int row) { return gVarList[row]; }
-    // Types into a text field, or chooses an option menu's entry by its text.
+    Widget pulldown(int row)
+    {
+        Widget menu = nullptr;
+        XtVaGetValues(gVarList[row].valueWidget, XmNsubMenuId, &menu, nullptr);
+        return menu;
+    }
+    // Types into a text field, or chooses an option menu's entry by its name (its text).
     void set(int row, const char *text)
     {
-        ConfigVar &v = var(row);
-        if (v.type == VAR_SIMPLE || v.type == VAR_MULTIVALUE)
-            return XmTextFieldSetString(v.valueWidget, const_cast<char *>(text));
-        for (int i = 0; i < v.numChoices; ++i)
-            if (std::strcmp(v.choices[i], text) == 0)
-                return XtVaSetValues(v.valueWidget, XmNmenuHistory, v.choiceWidgets[i], nullptr);
-        ADD_FAILURE() << v.name << " has no choice " << text;
+        Widget w = gVarList[row].valueWidget;
+        if (XmIsTextField(w))
+            return XmTextFieldSetString(w, const_cast<char *>(text));
+        XtVaSetValues(w, XmNmenuHistory, XtNameToWidget(pulldown(row), text), nullptr);
     }
     // What the row shows: the field's text or the chosen entry's name.
     std::string shown(int row)
     {
-        ConfigVar &v = var(row);
-        if (v.type == VAR_SIMPLE || v.type == VAR_MULTIVALUE)
-            return std::unique_ptr<char, void (*)(char *)>(XmTextFieldGetString(v.valueWidget), XtFree).get();
-        Widget current = nullptr;
-        XtVaGetValues(v.valueWidget, XmNmenuHistory, &current, nullptr);
+        Widget w = gVarList[row].valueWidget, current = nullptr;
+        if (XmIsTextField(w))
+            return std::unique_ptr<char, void (*)(char *)>(XmTextFieldGetString(w), XtFree).get();
+        XtVaGetValues(w, XmNmenuHistory, &current, nullptr);
         return current != nullptr ? XtName(current) : "";
-    }
-    Widget pulldown(int row)
-    {
-        Widget menu = nullptr;
-        XtVaGetValues(var(row).valueWidget, XmNsubMenuId, &menu, nullptr);
-        return menu;
     }
     TempDir dir_;
     std::string config_ = dir_ / "test.conf";
-    Widget shell_ = nullptr;
-    Widget frame_ = nullptr;
+    Widget shell_ = nullptr, frame_ = nullptr;
 };
 
-TEST_F(EditorWindow, RowsLoadedValuesAndWhatCountsAsAChange)
+// The rows as built and loaded. Choices are named by their text, match in any case and take the
+// description's spelling; once a value is known the unset entry is hidden; a required menu has
+// none; an optional one without a value shows it. Revert loads every row again.
+TEST_F(EditorWindow, RowsLoadedRevertedAndDoneAsksAboutChanges)
 {
     open(kDescription, kConfig);
     Widget grid = XtNameToWidget(frame_, "*main_grid");
@@ -117,101 +92,25 @@ TEST_F(EditorWindow, RowsLoadedValuesAndWhatCountsAsAChange)
     XtVaGetValues(grid, XmNnumColumns, &rows, XmNorientation, &orientation, XmNpacking, &packing, nullptr);
     EXPECT_EQ(std::tuple(rows, orientation, packing), std::tuple(short(gNumVars + 1), XmHORIZONTAL, XmPACK_COLUMN));
     // Titles, then per variable its help button and its value; a row of unknown type keeps an empty cell.
-    EXPECT_EQ(managedChildren(grid),
+    EXPECT_EQ(managedChildNames(grid),
               std::vector<std::string>({"frame", "frame", "info", "Label", "info", "Label", "info", "Label", "info",
                                         "optionMenu", "info", "optionMenu", "info", "optionMenu", "info", "empty",
                                         "info", "Label"}));
-    EXPECT_EQ(managedChildren(XtNameToWidget(XtParent(frame_), "action_area")),
+    EXPECT_EQ(managedChildNames(XtNameToWidget(XtParent(frame_), "action_area")),
               std::vector<std::string>({"Done", "Save", "Revert", "Help"}));
     EXPECT_STREQ(XtName(pulldown(SPEED)), "pd");
-
-    // Choices are named by their text, match in any case and take the description's spelling; once a
-    // value is known the unset entry is hidden; a required menu has none; an optional one without a
-    // value shows it.
-    EXPECT_EQ(std::vector<std::string>({var(MODE).value, var(SPEED).value, var(NOTE).value}),
-              std::vector<std::string>({"Yes", "fast", ""}));
-    EXPECT_EQ(std::vector<std::string>({shown(MODE), shown(SPEED), shown(NUM), shown(LETTER)}),
-              std::vector<std::string>({"Yes", "fast", "2", "-----"}));
+    auto rowsShown = [&] { return std::vector({shown(MODE), shown(SPEED), shown(NUM), shown(LETTER), shown(NOTE)}); };
+    EXPECT_EQ(rowsShown(), std::vector<std::string>({"Yes", "fast", "2", "-----", ""}));
     EXPECT_FALSE(XtIsManaged(XtNameToWidget(pulldown(MODE), "-----")));
     EXPECT_EQ(XtNameToWidget(pulldown(SPEED), "-----"), nullptr);
-
-    // Per row: the variable, what is typed or chosen (null: nothing), then whether it has a value and a change.
-    for (const auto &[name, typed, has, change] :
-         std::vector<std::tuple<int, const char *, int, int>>{{LETTER, nullptr, 0, 0},
-                                                              {NUM, "", 0, 0},
-                                                              {NUM, "2", 1, 0},
-                                                              {NUM, "3", 1, 1},
-                                                              {MODE, "Yes", 1, 0},
-                                                              {LETTER, "T", 1, 1}}) {
-        if (typed != nullptr)
-            set(name, typed);
-        char text[256] = "";
-        int changed = 7;
-        const int got = GetWidgetValue(&var(name), text, &changed);
-        EXPECT_EQ(std::tuple(got, changed, std::string(text)), std::tuple(has, change, std::string(has ? typed : "")))
-            << name << " " << typed;
-    }
     int changed = 7; // no variable: no value and no change
-    EXPECT_EQ(GetWidgetValue(nullptr, nullptr, &changed), 0);
-    EXPECT_EQ(changed, 0);
-}
+    EXPECT_EQ(std::pair(GetWidgetValue(nullptr, nullptr, &changed), changed), std::pair(0, 0));
 
-TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
-{
-    open(kDescription, kConfig);
-    set(NUM, "3");
-    set(WAVES, "1  2 3");
-    set(SPEED, "slow");
-    set(NOTE, ""); // emptied: no value, so its line (none here) would stay
-    SaveCB(gwSaveButton, nullptr, nullptr);
-    EXPECT_EQ(readFile(config_),
-              "# test configuration\nLX_BASE /tmp\nLX_MODE yes\nLX_NUM 3\nLX_WAVES 1  2 3\nLX_SPEED slow\n");
-    ASSERT_NE(findDialog("info_dialog"), nullptr);
-    Liveness report(findDialog("info_dialog"));
-    EXPECT_EQ(xmText(findDialog("info_dialog")), "Saved options to file " + config_ + "\n");
-
-    // A failed check writes nothing.
-    set(BASE, "");
-    set(NUM, "9");
-    CaptureFd err(2);
-    SaveCB(gwSaveButton, nullptr, nullptr);
-    EXPECT_EQ(err.text(), "Parameter \"Suite folder\" must\n have a value supplied for it.\n");
-    EXPECT_EQ(readFile(config_).find("LX_NUM 9"), std::string::npos);
-    EXPECT_STREQ(var(NUM).value, "3"); // the baseline of the last save
-
-    // With a suite running, live values are set at once; any other change needs a restart.
-    giRunningWithSHM = 1;
-    set(BASE, "/tmp");
-    set(NUM, "3");
-    set(NOTE, "live note");
-    set(SPEED, "normal");
-    SaveCB(gwSaveButton, nullptr, nullptr);
-    giRunningWithSHM = 0;
-    Liveness note(findDialog("info_dialog"));
-    EXPECT_EQ(xmText(findDialog("info_dialog")),
-              "Saved options to file " + config_ +
-                  "\n\nNOTE: Some changed values will not take effect until Lumarix is restarted.");
-
-    // A row's help stays until dismissed; the note that there is none closes itself, like the short report.
-    ShowHelp(nullptr, reinterpret_cast<XtPointer>(intptr_t{BASE}), nullptr);
-    Liveness help(findDialog("info_dialog"));
-    EXPECT_EQ(xmText(findDialog("info_dialog")), "Where the suite lives.\nSecond line.\n");
-    ShowHelp(nullptr, reinterpret_cast<XtPointer>(intptr_t{NUM}), nullptr);
-    Liveness none(findDialog("info_dialog"));
-    EXPECT_EQ(xmText(findDialog("info_dialog")), "No Help information provided for this variable");
-    spinFor(2600);
-    EXPECT_EQ(std::vector({report.alive, note.alive, help.alive, none.alive}), std::vector({false, true, true, false}));
-}
-
-TEST_F(EditorWindow, RevertReloadsEveryRowAndDoneAsksOnlyAboutChanges)
-{
-    open(kDescription, kConfig);
     set(NUM, "7");
     set(MODE, "No");
     set(NOTE, "typed, never stored");
     RevertCB(nullptr, nullptr, nullptr);
-    EXPECT_EQ(std::vector<std::string>({shown(NUM), shown(MODE), shown(NOTE)}),
-              std::vector<std::string>({"2", "Yes", "typed, never stored"})); // stored nowhere: kept
+    EXPECT_EQ(rowsShown(), std::vector<std::string>({"Yes", "fast", "2", "-----", "typed, never stored"}));
 
     // Closing the window is Done: with changes it asks, and No keeps the window and the edits.
     set(NUM, "5");
@@ -228,67 +127,101 @@ TEST_F(EditorWindow, RevertReloadsEveryRowAndDoneAsksOnlyAboutChanges)
     EXPECT_EQ(shown(NUM), "5");
 }
 
+// Save writes the rows that changed: typed or chosen anew. A value as loaded (a stored "yes" loads
+// as the choice "Yes"), an empty field and the unset entry are no change.
+TEST_F(EditorWindow, SaveWritesTheChangesReportsAndDeliversLiveValues)
+{
+    open(kDescription, kConfig);
+    set(NUM, "3");
+    set(WAVES, "");
+    set(SPEED, "slow");
+    SaveCB(gwSaveButton, nullptr, nullptr);
+    EXPECT_EQ(readFile(config_), "# test\nLX_BASE /tmp\nLX_WAVES 457 528\nLX_MODE yes\nLX_NUM 3\nLX_SPEED slow\n");
+    ASSERT_NE(findDialog("info_dialog"), nullptr);
+    EXPECT_EQ(xmText(findDialog("info_dialog")), "Saved options to file " + config_ + "\n");
+
+    // With a suite running, live values are set at once; any other change needs a restart.
+    giRunningWithSHM = 1;
+    set(NOTE, "live note");
+    set(SPEED, "normal");
+    SaveCB(gwSaveButton, nullptr, nullptr);
+    Liveness note(findDialog("info_dialog"));
+    EXPECT_EQ(xmText(note.widget),
+              "Saved options to file " + config_ +
+                  "\n\nNOTE: Some changed values will not take effect until Lumarix is restarted.");
+
+    set(WAVES, "1 2"); // the count is what the form shows now
+    set(NUM, "9");
+    CaptureFd err(2);
+    SaveCB(gwSaveButton, nullptr, nullptr);
+    EXPECT_EQ(err.text(), "Variable \"Wavelengths\" must have 9 Values.\n");
+    EXPECT_STREQ(gVarList[NUM].value, "3"); // nothing saved: the baseline is still the last save's
+
+    // A row's help stays until dismissed, like the note; the note that there is none closes itself.
+    ShowHelp(nullptr, reinterpret_cast<XtPointer>(intptr_t{BASE}), nullptr);
+    Liveness help(findDialog("info_dialog"));
+    EXPECT_EQ(xmText(findDialog("info_dialog")), "Where the suite lives.\nSecond line.\n");
+    ShowHelp(nullptr, reinterpret_cast<XtPointer>(intptr_t{NUM}), nullptr);
+    Liveness none(findDialog("info_dialog"));
+    EXPECT_EQ(xmText(findDialog("info_dialog")), "No Help information provided for this variable");
+    spinFor(2600);
+    EXPECT_EQ(std::vector({note.alive, help.alive, none.alive}), std::vector({true, true, false}));
+}
+
 // Keys and the mouse on a long form, through the X server as a person would use them.
 TEST_F(EditorWindow, ALongFormFollowsTheFocusAndScrollsByRows)
 {
+    const char *types[] = {"SIMPLE\n", "BOOLEAN\nyes\nno\n", "ONEOFMANY 2\na\nb\n"};
     std::string text;
     for (int i = 0; i < 30; ++i)
-        text += "VARIABLE: V" + std::to_string(i) +
-                (i % 3 == 1   ? "\nTYPE: BOOLEAN\nyes\nno\n"
-                 : i % 3 == 2 ? "\nTYPE: ONEOFMANY 2\na\nb\n"
-                              : "\nTYPE: SIMPLE\n");
+        text += "VARIABLE: V" + std::to_string(i) + "\nTYPE: " + types[i % 3];
     open(text, "V0 zero\n");
     Widget clip = nullptr, bar = nullptr, grid = XtNameToWidget(frame_, "*main_grid");
     XtVaGetValues(XtNameToWidget(frame_, "swindow"), XmNclipWindow, &clip, XmNverticalScrollBar, &bar, nullptr);
-    auto at = [](Widget w, int dy = 0) { return std::pair(windowOrigin(w).x + 10, windowOrigin(w).y + dy); };
-    auto height = [](Widget w) { return extent(w, XmNheight); };
-    auto scrolled = [&] { return at(clip).second - at(grid).second; };
-    auto inView = [&](int row) {
-        const int top = at(gVarList[row].valueWidget).second;
-        return top >= at(clip).second && top + height(gVarList[row].valueWidget) <= at(clip).second + height(clip);
+    auto row = [](int i) { return gVarList[i].valueWidget; };
+    auto top = [](Widget w) { return windowOrigin(w).y; };
+    auto scrolled = [&] { return top(clip) - top(grid); };
+    auto inView = [&](int i) {
+        return top(row(i)) >= top(clip) && top(row(i)) + sizeOf(row(i)).height <= top(clip) + sizeOf(clip).height;
     };
-    auto focusRow = [&] {
+    auto focused = [&](int i) { // an option menu's focus is on its button
         Widget focus = XmGetFocusWidget(shell_);
-        for (int i = 0; focus != nullptr && i < gNumVars; ++i)
-            if (focus == gVarList[i].valueWidget || XtParent(focus) == gVarList[i].valueWidget)
-                return i;
-        return -1;
+        return focus != nullptr && (focus == row(i) || XtParent(focus) == row(i));
     };
     // Runs xdotool, after moving the pointer `dy` pixels below the top of `w` when there is one.
     auto xdotool = [&](const std::string &command, Widget w = nullptr, int dy = 0) {
-        const std::string move =
-            w ? "mousemove " + std::to_string(at(w, dy).first) + " " + std::to_string(at(w, dy).second) + " " : "";
-        ASSERT_EQ(std::system(("xdotool " + move + command).c_str()), 0);
+        const Point at = w ? windowOrigin(w) : Point{};
+        const std::string move = w ? "mousemove " + std::to_string(at.x + 10) + " " + std::to_string(at.y + dy) : "";
+        ASSERT_EQ(std::system(("xdotool " + move + " " + command).c_str()), 0);
         spinFor(150);
     };
     XSetInputFocus(XtDisplay(shell_), XtWindow(shell_), RevertToParent, CurrentTime);
-    XmProcessTraversal(gVarList[0].valueWidget, XmTRAVERSE_CURRENT);
+    XmProcessTraversal(row(0), XmTRAVERSE_CURRENT);
     spinFor(100);
-    for (int row = 1; row < 14; ++row) {
+    for (int i = 1; i < 14; ++i) {
         xdotool("key Tab");
-        ASSERT_EQ(focusRow(), row);
-        EXPECT_TRUE(inView(row)) << "row " << row;
+        ASSERT_TRUE(focused(i)) << "row " << i;
+        EXPECT_TRUE(inView(i)) << "row " << i;
     }
-    EXPECT_FALSE(inView(0));
-    XmProcessTraversal(gVarList[29].valueWidget, XmTRAVERSE_CURRENT);
+    XmProcessTraversal(row(29), XmTRAVERSE_CURRENT);
     xdotool("key Tab"); // after the last row come the buttons
     EXPECT_EQ(XtParent(XmGetFocusWidget(shell_)), XtNameToWidget(XtParent(frame_), "action_area"));
 
     // Page Up in a value moves the view by its height and the focus by as many rows.
-    const int pitch = at(gVarList[1].valueWidget).second - at(gVarList[0].valueWidget).second;
-    XmProcessTraversal(gVarList[29].valueWidget, XmTRAVERSE_CURRENT);
+    const int pitch = top(row(1)) - top(row(0)), page = sizeOf(clip).height / pitch;
+    XmProcessTraversal(row(29), XmTRAVERSE_CURRENT);
     spinFor(100);
     const int bottom = scrolled();
     xdotool("key Prior");
-    EXPECT_EQ(bottom - scrolled(), height(clip) / pitch * pitch);
-    EXPECT_EQ(focusRow(), 29 - height(clip) / pitch);
+    EXPECT_EQ(bottom - scrolled(), page * pitch);
+    EXPECT_TRUE(focused(29 - page));
 
     // The wheel moves three rows a notch, over any row; a click on the lower scroll arrow one row.
     const int start = scrolled();
-    xdotool("click 5 click 5", gVarList[focusRow()].valueWidget, 5);
-    xdotool("click 4", gVarList[focusRow()].valueWidget, 5);
+    xdotool("click 5 click 5", row(29 - page), 5);
+    xdotool("click 4", row(29 - page), 5);
     EXPECT_EQ(scrolled() - start, 3 * pitch);
-    xdotool("click 1", bar, height(bar) - 6);
+    xdotool("click 1", bar, sizeOf(bar).height - 6);
     EXPECT_EQ(scrolled() - start, 4 * pitch);
 }
 
@@ -297,20 +230,19 @@ TEST_F(EditorWindow, ALongFormFollowsTheFocusAndScrollsByRows)
 TEST_F(EditorWindow, TheValueColumnFollowsTheWindowsWidth)
 {
     open(kDescription, kConfig);
-    Widget clip = nullptr, grid = XtNameToWidget(frame_, "*main_grid"), field = var(BASE).valueWidget;
+    Widget clip = nullptr, grid = XtNameToWidget(frame_, "*main_grid"), field = gVarList[BASE].valueWidget;
     XtVaGetValues(XtNameToWidget(frame_, "swindow"), XmNclipWindow, &clip, nullptr);
-    auto width = [](Widget w) { return extent(w, XmNwidth); };
-    auto resize = [&](int w, int h) {
-        XResizeWindow(XtDisplay(shell_), XtWindow(shell_), static_cast<unsigned>(w), static_cast<unsigned>(h));
-        spinFor(300);
-    };
-    const int narrow = width(field), shellWidth = width(shell_), shellHeight = extent(shell_, XmNheight);
-    resize(1160, 500);
-    EXPECT_GT(width(field), narrow + 200);
-    const int gap = width(clip) - width(grid); // the two columns fill the view but for a few pixels
+    auto resize = [&](Size to) { XResizeWindow(XtDisplay(shell_), XtWindow(shell_), to.width, to.height); };
+    const int narrow = sizeOf(field).width;
+    const Size shell = sizeOf(shell_);
+    resize({1160, 500});
+    spinFor(300);
+    EXPECT_GT(sizeOf(field).width, narrow + 200);
+    const int gap = sizeOf(clip).width - sizeOf(grid).width; // the two columns fill the view but for a few pixels
     EXPECT_TRUE(gap == 8 || gap == 9) << gap;
-    resize(shellWidth, shellHeight);
-    EXPECT_EQ(width(field), narrow);
+    resize(shell);
+    spinFor(300);
+    EXPECT_EQ(sizeOf(field).width, narrow);
 }
 
 } // namespace
