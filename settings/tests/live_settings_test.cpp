@@ -1,5 +1,4 @@
-// Settings with a running suite: lxsuite holds the arena, lxsetting and the helper are other
-// processes of the suite.
+// Settings with a running suite: lxsuite holds the arena, lxsetting and the helper join it.
 #include "settings_fixture.h"
 
 #include <csignal>
@@ -36,8 +35,7 @@ TEST_F(LiveSettings, SharedBlockIsSeenByEveryProcessAndBeatsEveryOtherSource)
     suite->signal(SIGTERM);
 }
 
-// Eight processes replacing five shared names at once: each replacement is one step under the
-// semaphore, so the heap stays whole and every name holds one whole value some writer wrote.
+// Eight processes replacing five shared names at once, each replacement one step under the semaphore.
 TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
 {
     const auto suite = startSuite();
@@ -56,8 +54,7 @@ TEST_F(LiveSettings, ConcurrentWritersOfTheSameNamesLeaveOneWholeValueEach)
     suite->signal(SIGTERM);
 }
 
-// Without a suite a set value still lasts: it is recorded in the user settings file, and a
-// value that reaches neither the suite nor the file is a failure.
+// Without a suite a set value is recorded; one that reaches neither suite nor file is a failure.
 TEST_F(LiveSettings, WithoutASuiteTheValueIsRecorded)
 {
     EXPECT_EQ(lxsetting("dump"), "1 lxsetting: no suite is running\n");

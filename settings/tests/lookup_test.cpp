@@ -1,5 +1,4 @@
-// GetSetting's sources and their order, the settings file lines and the typed wrappers, each case
-// a fresh helper process (lookups are cached for the life of a process).
+// GetSetting's sources, file lines and typed wrappers; a fresh process a case (lookups are cached).
 #include "settings_fixture.h"
 
 #include <sys/stat.h>

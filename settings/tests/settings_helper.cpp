@@ -42,10 +42,8 @@ int main(int argc, char **argv)
         char buffer[256] = "";
         if (command == "get") {
             std::printf("get %s %s\n", name, orNone(GetSetting(name)));
-        } else if (command == "set") {
-            SetSetting(name, value);
-        } else if (command == "cache") {
-            CacheSetting(name, value);
+        } else if (command == "set" || command == "cache") {
+            command == "set" ? (void)SetSetting(name, value) : CacheSetting(name, value);
         } else if (command == "numbers") { // int, double, float, then the Find forms
             const int a = GetSettingInt(name, &number, -7), b = GetSettingDouble(name, &real, -7.5),
                       c = GetSettingFloat(name, &single, -7.5f), d = FindSettingInt(name, &found),

@@ -12,9 +12,8 @@ TEST_F(SettingsFiles, FolderFailureIsReportedOnceAndNothingIsWritten)
               "Could not create user config directory\npaths (none) " + dir + " (none)\nwrite -2\n");
 }
 
-// The first write makes the folder (0755, per host) and holds the settings alone; a later one keeps
-// the other lines of the old file, drops those replaced and appends in order, the old file
-// becoming the backup.
+// The first write makes the folder (0755, per host); a later one keeps the other lines, drops those
+// replaced and appends in order, the old file becoming the backup.
 TEST_F(SettingsFiles, WriteMakesTheFolderKeepsOtherLinesDropsReplacedOnesAndAppendsInOrder)
 {
     EXPECT_EQ(helper("paths set A 1 write"), "paths " + userDir() + " " + userDir() + " " + userFile() + "\nwrite 0\n");
