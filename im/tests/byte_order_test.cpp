@@ -98,7 +98,7 @@ TEST_P(ByteOrder, EveryHeaderFieldAndTheExtendedHeaderDecode)
     IMRtExHdrInfo(1, &n[12], &n[13], &n[14]);
     IMRtExHdrSize(1, &n[15]);
     float v134;
-    IMRtHdrValues(1, &n[16], &v134);
+    EXPECT_EQ(IMRtHdrValues(1, &n[16], &v134), 0);
     EXPECT_EQ(vec(n, 17), (std::vector<int>{GetParam(), kNx, kNy, kSections, kNz, kNw, kNt, 1, 6, -16224, 5, 1, 4, 8,
                                             32, kExtBytes, 3}));
     EXPECT_EQ(v134, 2.0f);

@@ -17,7 +17,7 @@ protected:
     {
         int n[5];
         IMRtExHdrSize(s, &n[0]);
-        IMRtFieldHdrSpace(s, &n[1]);
+        EXPECT_EQ(IMRtFieldHdrSpace(s, &n[1]), 0);
         IMRtExHdrInfo(s, &n[2], &n[3], &n[4]);
         return vec(n, 5);
     }

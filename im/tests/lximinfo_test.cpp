@@ -56,6 +56,7 @@ TEST_F(Lximinfo, ReadsAForeignOrderFileAndReportsEachFailure)
     std::string bytes = minimal_header(true, 5, 4, 6, 6, 2, 3, 0);
     ByteWriter h{bytes, true};
     h.u16(198, 488);
+    h.f32(188, 2.5f); // the second rotation angle
     h.i16(222, 1);
     h.text(224, "foreign");
     const std::string foreign = dir / "foreign.img";
@@ -72,7 +73,7 @@ TEST_F(Lximinfo, ReadsAForeignOrderFileAndReportsEachFailure)
                   R"(","status":0,"error":null,"nx":5,"ny":4,"nz":1,"nw":2,"nt":3,"np":1,)"
                   R"("sections":6,"mode":6,"mode_name":"2 byte unsigned integer","sequence":0,"sequence_name":"ZTWP",)"
                   R"("pixel_size":[0,0,0],"wavelengths":[{"nm":488,"min":0,"max":0,"mean":0},)"
-                  R"({"nm":0,"min":0,"max":0,"mean":0}],"rotation":[0,0,0],"image_type":0,"lens_id":0,)"
+                  R"({"nm":0,"min":0,"max":0,"mean":0}],"rotation":[0,2.5,0],"image_type":0,"lens_id":0,)"
                   R"("titles":["foreign"],"extended_header":{"type":0,"size":0,"ints_per_section":0,)"
                   R"("floats_per_section":0},"fields":[]})"
                   "\n"

@@ -95,6 +95,7 @@ TEST_F(RoundTrip, FreshStreamReportsOnePixelSection)
     testing::internal::CaptureStdout();
     ASSERT_EQ(IMReportInfo(1), 0);
     const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out.rfind("\nImage Name............................\t" + path + "\nSize", 0), 0u) << out;
     for (const char *line :
          {"Data Type.............................\t2 byte unsigned integer\n",
           "Size (X, Y, Z)........................\t1 1 1\n", "Sequence..............................\tZ -> W -> T\n",

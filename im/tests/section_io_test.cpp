@@ -250,6 +250,9 @@ TEST_F(SectionRules, LargeSectionsAndLinesShareThePositionOfABufferedStream)
     EXPECT_LT(bytes_read_so_far() - before, 1024); // reading /proc/self/io itself counts
     EXPECT_EQ(stderr_of([&] { EXPECT_EQ(IMRdSec(1, back.data()), 212); }),
               "IMRdSec 1: only 262119 pixels read (EOF=1).\n        Success\n");
+    EXPECT_EQ(
+        stderr_of([&] { EXPECT_EQ(IMRdPas(1, back.data(), 62, 2, 450, 511, 510, 511), 212); }),
+        "IMRdPas 1: only 99 pixels read (EOF=1).\n           cols 450 -> 511, rows 510 -> 511\n        Success\n");
     EXPECT_EQ(back[262118], static_cast<float>(2 * kLarge + 262118));
 }
 

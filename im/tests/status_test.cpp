@@ -41,10 +41,16 @@ TEST(Messages, GoToTheHandlerNamingTheirCall)
     EXPECT_EQ(IMAlZWTP(1, 1, 0, 1, 1), IM_ERR_WAVE_COUNT);
     EXPECT_EQ(IMAlZWTP(1, 1, 1, 1, 1), IM_OK);
     EXPECT_EQ(IMRtMode(2, nullptr), IM_ERR_STREAM_NUMBERING);
+    writeFile(dir / "mode5.img", minimal_header(false, 1, 1, 1, 5));
+    int bytes = 0;
+    EXPECT_EQ(IMOpen(3, (dir / "mode5.img").c_str(), "ro"), IM_OK);
+    EXPECT_EQ(IMRtBytesPerPixel(3, &bytes), IM_ERR_PIXEL_MODE);
     EXPECT_EQ(IMSetMessageHandler(nullptr, nullptr), collect);
     IMClose(1);
-    EXPECT_EQ(got,
-              "IMAlZWTP 1: 0 is an invalid number of wavelengths.\nIMRtMode 2: internal stream numbering error.\n");
+    IMClose(3);
+    EXPECT_EQ(got, "IMAlZWTP 1: 0 is an invalid number of wavelengths.\nIMRtMode 2: internal stream numbering error.\n"
+                   "IMSubs: internal error involving the number of bytes per pixel.\n"
+                   "IMRtBytesPerPix 3: 5 is an invalid pixel data type.\n");
     EXPECT_EQ(stderr_of([] {
                   for (int status : {IMRtExt(1), IMAlTltRot(1), IMInterp(1), IMClLim(1), IMWrPal(3)})
                       EXPECT_EQ(status, 904);

@@ -153,6 +153,11 @@ TEST_F(WindowStreams, SectionsMoveThroughTheRuntimeAndTheSectionNumberWraps)
     const auto &last = runtime.windows[5].last;
     EXPECT_EQ(std::vector<int>({last.z, last.w, last.x0, last.x1, last.y0, last.y1}),
               std::vector<int>({0, 1, 1, 2, 1, 2}));
+    ASSERT_EQ(IMPosnZWTP(1, 0, 1, 0, 0), 0);
+    ASSERT_EQ(IMWrPas(1, rect.data(), 3, 2, 0, 1, 0, 1), 0); // to the top left corner
+    ASSERT_EQ(IMPosnZWTP(1, 0, 1, 0, 0), 0);
+    ASSERT_EQ(IMRdSec(1, back.data()), 0);
+    EXPECT_EQ(vec(back.data(), 8), (std::vector<float>{205, 206, 202, 203, 209, 210, 206, 207}));
 
     runtime.refuse_pixels = true;
     EXPECT_EQ(stderr_of([&] {
