@@ -72,9 +72,11 @@ TEST_F(ExtHeader, PerSectionValuesByPositionAndSection)
     EXPECT_EQ(got_f[31], 15.5f);
     ASSERT_EQ(IMRtExHdr(1, 18, got, got_f), 0);
     EXPECT_EQ(vec(got, 8), vec(next, 8)) << "a record was stored past its end";
+    ASSERT_EQ(IMAlExHdrSize2(2, 0, 0, 0, 0), 0); // no room for any record
     stderr_of([&] {
         EXPECT_EQ(IMAlExHdrZWTP(1, 0, 0, 2, 0, ints, floats), 604);
         EXPECT_EQ(IMRtExHdr(1, -1, got, got_f), 601);
+        EXPECT_EQ(IMRtExHdr(2, 0, got, got_f), 704);
     });
     // Sections beyond the buffer: 704, and nothing is stored.
     ASSERT_EQ(IMAlExHdrSize2(1, 8, 32, 24, 0), 0); // 24 * 160 = 3840 bytes: 4 blocks
