@@ -121,17 +121,6 @@ Window XSession::findDescendant(Window top, const std::function<bool(const std::
     return 0;
 }
 
-std::vector<Box> XSession::popups()
-{
-    std::vector<Box> result;
-    for (const Box &box : children(DefaultRootWindow(display_))) {
-        XWindowAttributes attributes;
-        if (XGetWindowAttributes(display_, box.window, &attributes) && attributes.override_redirect)
-            result.push_back(box);
-    }
-    return result;
-}
-
 void XSession::click(int x, int y)
 {
     run("xdotool mousemove --sync " + std::to_string(x) + " " + std::to_string(y) + " click 1");
@@ -155,20 +144,6 @@ void XSession::focus(Window w)
     XSetInputFocus(display_, w, RevertToParent, CurrentTime);
     XSync(display_, False);
     sleepMs(50);
-}
-
-int XSession::textEnd(const Box &box)
-{
-    XImage *image = XGetImage(display_, box.window, 0, 0, static_cast<unsigned>(box.width),
-                              static_cast<unsigned>(box.height), AllPlanes, ZPixmap);
-    int end = -1;
-    for (int y = box.height / 3; image != nullptr && y < 2 * box.height / 3; ++y)
-        for (int x = 0; x < box.width; ++x)
-            if ((XGetPixel(image, x, y) & 0xffffff) < 0x606060)
-                end = std::max(end, x);
-    if (image != nullptr)
-        XDestroyImage(image);
-    return end;
 }
 
 void XSession::closeWindow(Window w)

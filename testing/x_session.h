@@ -33,16 +33,12 @@ public:
     std::vector<Box> children(Window w);
     // The first viewable descendant (breadth first) whose children satisfy `test`.
     Window findDescendant(Window top, const std::function<bool(const std::vector<Box> &)> &test);
-    // Viewable override-redirect windows (popup menus) directly under the root.
-    std::vector<Box> popups();
 
     void click(int x, int y);
     void click(const Box &box) { click(box.centerX(), box.centerY()); }
     void typeText(const std::string &text);
     void key(const std::string &keys);
     void focus(Window w);
-    // Where text ends in `box`: the rightmost dark pixel of its middle third, from its left edge.
-    int textEnd(const Box &box);
     // Asks the window's client to close it, as a window manager's close does.
     void closeWindow(Window w);
 
